@@ -1,0 +1,23 @@
+# One place for what every target of ours is compiled with.
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+    set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+endif()
+
+# Warnings are errors for our own code; generated and third-party code links without this target.
+add_library(vms_warnings INTERFACE)
+target_compile_options(vms_warnings INTERFACE
+    -Wall -Wextra -Wpedantic -Werror -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+    -Wformat=2 -Wcast-align -Wunused -Wnull-dereference
+    $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
+
+if(VMS_SANITIZE)
+    add_compile_options(-fsanitize=${VMS_SANITIZE} -fno-omit-frame-pointer -g)
+    add_link_options(-fsanitize=${VMS_SANITIZE})
+    # The sanitizers' instrumentation makes the flow analysis behind these two see ghosts.
+    target_compile_options(vms_warnings INTERFACE -Wno-null-dereference -Wno-maybe-uninitialized)
+endif()
+
+find_package(Threads REQUIRED)
+link_libraries(Threads::Threads)
