@@ -1,0 +1,9 @@
+#!/usr/bin/env bash
+# Configures (once) and builds a preset: scripts/build.sh PRESET [TARGET...]
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+preset=$1
+shift
+[[ -f build/$preset/build.ninja ]] || cmake --preset "$preset" >/dev/null
+cmake --build --preset "$preset" --parallel "$(nproc)" ${@:+--target "$@"}
