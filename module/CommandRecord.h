@@ -4,7 +4,8 @@
 #include <string>
 
 /// Command identifiers on the bus. 0x1001xx: host to module; 0x1002xx: player to module through the
-/// stream server, and module to player (TV_CMD_SOURCE_MESSAGE); TV_CMD_DEVICE_STATUS: module to host.
+/// stream server, and module to player (TV_CMD_SOURCE_MESSAGE); TV_CMD_DEVICE_STATUS: module to
+/// host.
 enum __enumTvCommand : int32_t {
     TV_CMD_DEVICE_STATUS = 0x10000c,
 

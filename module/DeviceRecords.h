@@ -16,16 +16,16 @@ struct __tagTvDeviceParam {
 
 /// A configured device: what DevicesEnqueue carries and drivers are built from.
 struct __tagTvVideoParam : __tagTvDeviceParam {
-    std::string ip;          ///< address or host name
-    int32_t port = 0;        ///< device service port, 1..65535; 0 = not set
-    int32_t httpPort = 0;    ///< carried
-    std::string username;    ///< login name, may be empty
-    std::string password;    ///< login password, may be empty; never logged
-    int32_t streamType = 0;  ///< carried
-    int32_t connectType = 0; ///< carried
-    bool p2p = false;        ///< carried
-    int32_t enable = 1;      ///< carried; set unless a description says otherwise
-    bool httpsEnable = false; ///< HTTPS and secure WebSocket towards the device
+    std::string ip;            ///< address or host name
+    int32_t port = 0;          ///< device service port, 1..65535; 0 = not set
+    int32_t httpPort = 0;      ///< carried
+    std::string username;      ///< login name, may be empty
+    std::string password;      ///< login password, may be empty; never logged
+    int32_t streamType = 0;    ///< carried
+    int32_t connectType = 0;   ///< carried
+    bool p2p = false;          ///< carried
+    int32_t enable = 1;        ///< carried; set unless a description says otherwise
+    bool httpsEnable = false;  ///< HTTPS and secure WebSocket towards the device
 };
 
 /// A device found by a search or described by a device test.

@@ -56,16 +56,16 @@ public:
     /// from inside one of them, it is that request's last). The handler itself is not interrupted.
     virtual void Cancel(int64_t serial) = 0;
 
-    /// Delivers every notification of an identifier to the callback, on the delivery thread; it must
-    /// not block. @return a token for Unsubscribe (> 0)
+    /// Delivers every notification of an identifier to the callback, on the delivery thread; it
+    /// must not block. @return a token for Unsubscribe (> 0)
     virtual int64_t Subscribe(__enumTvCommand id, Callback onNotification) = 0;
 
     /// Ends a subscription; afterwards its callback does not run any more (see Cancel).
     virtual void Unsubscribe(int64_t token) = 0;
 
-    /// Refuses new requests for a module, waits until its queued and running ones are finished, then
-    /// forgets its handlers. Must not be called from one of that module's handlers (it would wait
-    /// for itself): such a call is refused. @return false when refused or unknown
+    /// Refuses new requests for a module, waits until its queued and running ones are finished,
+    /// then forgets its handlers. Must not be called from one of that module's handlers (it would
+    /// wait for itself): such a call is refused. @return false when refused or unknown
     virtual bool UnregisterModule(const char* module) = 0;
 
 protected:

@@ -14,8 +14,8 @@ ILogHandler* LogSink();
 }  // namespace vms
 
 /// Writes a line if there is a sink: VMS_LOG(level, "Function", "format %s", text).
-#define VMS_LOG(level, function, ...)                        \
-    do {                                                     \
-        if (ILogHandler* vmsLogSink = ::vms::LogSink())      \
+#define VMS_LOG(level, function, ...)                          \
+    do {                                                       \
+        if (ILogHandler* vmsLogSink = ::vms::LogSink())        \
             vmsLogSink->Log((level), (function), __VA_ARGS__); \
     } while (false)

@@ -75,7 +75,8 @@ bool DiscoverySocket::OpenIpv4(const std::string& localAddress) {
     sockaddr_in local{};
     local.sin_family = AF_INET;
     return inet_pton(AF_INET, localAddress.c_str(), &local.sin_addr) == 1 &&
-           setsockopt(fd_, IPPROTO_IP, IP_MULTICAST_IF, &local.sin_addr, sizeof local.sin_addr) == 0 &&
+           setsockopt(fd_, IPPROTO_IP, IP_MULTICAST_IF, &local.sin_addr, sizeof local.sin_addr) ==
+               0 &&
            Bind(fd_, &local, sizeof local);
 }
 
@@ -110,8 +111,8 @@ bool DiscoverySocket::Multicast(const char* data, size_t length) {
 
     const void* group = ipv6_ ? static_cast<const void*>(&ipv6) : &ipv4;
     const socklen_t groupLength = ipv6_ ? sizeof ipv6 : sizeof ipv4;
-    const ssize_t sent = sendto(fd_, data, length, MSG_NOSIGNAL,
-                                static_cast<const sockaddr*>(group), groupLength);
+    const ssize_t sent =
+        sendto(fd_, data, length, MSG_NOSIGNAL, static_cast<const sockaddr*>(group), groupLength);
     return sent == static_cast<ssize_t>(length);
 }
 

@@ -12,7 +12,8 @@ namespace vms {
 /// unread cannot run into the next. Thread-bound.
 class DiscoverySocket {
 public:
-    /// @param localAddress dotted IPv4; in IPv6 mode an IPv6 literal (with scope) or an IPv4 address
+    /// @param localAddress dotted IPv4; in IPv6 mode an IPv6 literal (with scope) or an IPv4
+    /// address
     ///                     of the interface to use
     DiscoverySocket(const std::string& localAddress, bool ipv6);
     ~DiscoverySocket();

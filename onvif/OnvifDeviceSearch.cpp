@@ -20,7 +20,8 @@ constexpr size_t kServicePathLength = std::string_view("/onvif").size();
 constexpr int kDefaultPort = 80;
 
 int ParsePort(const std::string& text) {
-    return static_cast<int>(std::clamp<long>(std::strtol(text.c_str(), nullptr, 10), INT_MIN, INT_MAX));
+    return static_cast<int>(
+        std::clamp<long>(std::strtol(text.c_str(), nullptr, 10), INT_MIN, INT_MAX));
 }
 
 /// The first entry of a blank-separated list.

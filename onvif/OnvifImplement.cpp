@@ -46,7 +46,9 @@ public:
         return (proxy_.*operation)(&request, response);
     }
 
-    struct soap* Context() { return proxy_.soap; }
+    struct soap* Context() {
+        return proxy_.soap;
+    }
 
 private:
     std::string address_;
@@ -87,7 +89,8 @@ std::string OnvifImplement::GetMediaUri(const char* ip, int port, const char* us
 
     const int error = exchange.Call(&DeviceBindingProxy::GetCapabilities, request, response);
     if (error != SOAP_OK) {
-        VMS_LOG(1, "GetMediaUri", "[%s]:onvif GetCapabilities err: %d!\n", deviceUri.c_str(), error);
+        VMS_LOG(1, "GetMediaUri", "[%s]:onvif GetCapabilities err: %d!\n", deviceUri.c_str(),
+                error);
         return {};
     }
     if (response.Capabilities == nullptr) {

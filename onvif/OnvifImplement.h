@@ -19,8 +19,8 @@ public:
     /// in the context's own memory. @return 0, or -1 for a null context
     int InitSoapHeader(soap* context, const char* username, const char* password);
 
-    /// Address of the Media service: as the camera reports it, or the conventional path on the given
-    /// address when it reports no Media capability.
+    /// Address of the Media service: as the camera reports it, or the conventional path on the
+    /// given address when it reports no Media capability.
     std::string GetMediaUri(const char* ip, int port, const char* username, const char* password);
 
     /// Token of the profile at a position. @param index position in the camera's order, >= 0

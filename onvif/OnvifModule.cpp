@@ -182,8 +182,8 @@ void OnvifModule::RunStatusPass() {
         status[id] = {{kWholeDevice, state}, {kFirstChannel, state}};
     }
     const std::string body = VideoCommandHelper::CommandSerialize_DevStatus(status);
-    __tagTvCommand* report = commandHelper_.CreateRequestCommand(TV_CMD_DEVICE_STATUS, name_.c_str(),
-                                                                "", body.c_str(), "");
+    __tagTvCommand* report = commandHelper_.CreateRequestCommand(
+        TV_CMD_DEVICE_STATUS, name_.c_str(), "", body.c_str(), "");
     CreateCommandBusInstance()->SendRequest(report);
     commandHelper_.ReleaseCommand(report);
 }

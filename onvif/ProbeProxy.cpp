@@ -11,8 +11,7 @@ namespace {
 constexpr int kReceiveTimeoutSeconds = 1;
 constexpr const char* kIpv4Endpoint = "soap.udp://239.255.255.250:3702";
 constexpr const char* kIpv6Endpoint = "soap.udp://[FF02:0:0:0:0:0:0:c]:3702";
-constexpr const char* kReplyTo =
-    "http://schemas.xmlsoap.org/ws/2004/08/addressing/role/anonymous";
+constexpr const char* kReplyTo = "http://schemas.xmlsoap.org/ws/2004/08/addressing/role/anonymous";
 constexpr const char* kTo = "urn:schemas-xmlsoap-org:ws:2005:04:discovery";
 constexpr const char* kAction = "http://schemas.xmlsoap.org/ws/2005/04/discovery/Probe";
 constexpr const char* kTypes = "dn:NetworkVideoTransmitter";
