@@ -10,7 +10,8 @@ VMS_PLATFORM_API ICommandBus* CreateCommandBusInstance();
 
 namespace vms {
 
-/// Where the bus reports handlers that threw and records it had to drop; null = nowhere. Thread-safe.
+/// Where the bus reports handlers that threw and records it had to drop; null = nowhere.
+/// Thread-safe.
 VMS_PLATFORM_API void SetCommandBusLog(ILogHandler* log);
 
 }  // namespace vms

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "module/CommandRecord.h"
+
+namespace vms {
+
+struct BusModule;
+
+/// A request on its way to a handler. The handler may write into the record, so what the bus needs
+/// afterwards is kept beside it.
+struct BusRequest {
+    __tagTvCommand record;
+    std::shared_ptr<BusModule> module;
+    int64_t serial = 0;
+    std::string deviceId;        ///< requests that share it run in order
+    bool reportHandled = false;  ///< somebody wants to hear when the handler has ended
+};
+
+}  // namespace vms
