@@ -19,5 +19,9 @@ if(VMS_SANITIZE)
     target_compile_options(vms_warnings INTERFACE -Wno-null-dereference -Wno-maybe-uninitialized)
 endif()
 
+if(VMS_BUILD_FUZZERS)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 find_package(Threads REQUIRED)
 link_libraries(Threads::Threads)
