@@ -13,6 +13,7 @@ namespace {
 constexpr const char* kAnonymous =
     "http://schemas.xmlsoap.org/ws/2004/08/addressing/role/anonymous";
 constexpr const char* kAction = "http://schemas.xmlsoap.org/ws/2005/04/discovery/ProbeMatches";
+constexpr char kJunk[] = "\x00\x01junk<<<&&& \xff\xfe ]]>";
 constexpr size_t kMaxDatagram = 65000;
 
 // Names in values need prefixes even where the elements have none.
@@ -111,7 +112,7 @@ std::vector<std::string> WriteProbeMatches(const Camera& camera, const MatchCont
         message.resize(message.size() / 2);
     std::vector<std::string> datagrams;
     if (camera.faults().Has(Fault::DiscoveryJunk))
-        datagrams.emplace_back("\x00\x01junk<<<&&& \xff\xfe ]]>", 20);
+        datagrams.emplace_back(kJunk, sizeof kJunk - 1);
     if (camera.faults().Has(Fault::DiscoveryTwice))
         datagrams.push_back(message);
     datagrams.push_back(std::move(message));

@@ -32,7 +32,8 @@ std::string EncoderText(const ClipFormat& format) {
                ":scenecut=0:open-gop=0:repeat-headers=1:log-level=0\" ! h265parse "
                "config-interval=-1"
                " ! video/x-h265,stream-format=byte-stream,alignment=au";
-    return "x264enc speed-preset=veryfast tune=zerolatency bitrate=" + rate +
+    // One slice a frame: payloaders repeat the parameter sets before every key-frame slice.
+    return "x264enc speed-preset=veryfast bframes=0 sliced-threads=false bitrate=" + rate +
            " key-int-max=" + group +
            " ! video/x-h264,profile=main ! h264parse config-interval=-1"
            " ! video/x-h264,stream-format=byte-stream,alignment=au";

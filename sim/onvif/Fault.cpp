@@ -31,7 +31,7 @@ const std::vector<FaultInfo>& FaultCatalogue() {
         {Fault::NonXml, "nonXml", "", "", "body that is not XML"},
         {Fault::NotSoap, "notSoap", "", "", "XML that is not SOAP"},
         {Fault::DeepNesting, "deepNesting", "100000", "", "nested elements in the body"},
-        {Fault::DeepSecurity, "deepSecurity", "100000", "",
+        {Fault::DeepSecurity, "deepSecurity", "30000", "",
          "nested assertions in a Security header"},
         {Fault::Entities, "entities", "", "", "entities that expand to gigabytes"},
         {Fault::Http500Html, "http500Html", "", "", "HTTP 500 with an HTML page"},

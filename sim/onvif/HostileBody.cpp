@@ -9,6 +9,7 @@ namespace vms::sim {
 
 namespace {
 
+constexpr char kJunk[] = "\x00\xff\xfe camera says \x80 hello <";
 constexpr long long kMaxDepth = 10'000'000;
 
 size_t Depth(long long wanted) {
@@ -65,7 +66,7 @@ HttpAnswer Redirection(const std::string& location) {
 std::optional<HttpAnswer> HostileAnswer(const Camera& camera, const std::string& operation) {
     const auto has = [&](Fault fault) { return camera.faults().Find(fault, operation); };
     if (has(Fault::NonXml))
-        return Answer(200, "text/plain", std::string("\x00\xff\xfe camera says \x80 hello <", 26));
+        return Answer(200, "text/plain", std::string(kJunk, sizeof kJunk - 1));
     if (has(Fault::NotSoap))
         return SoapBody("<?xml version=\"1.0\"?><camera><status>fine</status></camera>");
     if (has(Fault::Http500Html))

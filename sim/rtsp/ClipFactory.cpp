@@ -15,7 +15,7 @@ using SharedClip = std::shared_ptr<const Clip>;
 std::string Launch(const Clip& clip) {
     const std::string codec = FormatOf(clip.kind).h265 ? "h265" : "h264";
     return "( appsrc name=source format=time is-live=true ! " + codec + "parse ! rtp" + codec +
-           "pay name=pay0 pt=96 config-interval=-1 )";
+           "pay name=pay0 pt=96 )";
 }
 
 void OnConfigure(GstRTSPMediaFactory*, GstRTSPMedia* media, gpointer data) {

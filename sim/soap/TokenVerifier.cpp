@@ -55,19 +55,21 @@ TokenVerifier::Result TokenVerifier::Verify(const std::optional<UsernameToken>& 
 
 bool TokenVerifier::Remember(const std::string& key, std::time_t now) {
     MutexLock lock(mutex_);
-    Forget(now);
-    if (!seen_.insert(key).second)
+    while (!order_.empty() && order_.front().expires < now)
+        ForgetOldest();
+    if (seen_.count(key) != 0)
         return false;
+    if (order_.size() >= kMaxNonces)
+        ForgetOldest();
+    seen_.insert(key);
     // A token made at the late edge of the window stays acceptable for two of them.
     order_.push_back({now + 2 * kWindow, key});
     return true;
 }
 
-void TokenVerifier::Forget(std::time_t now) {
-    while (!order_.empty() && (order_.front().expires < now || order_.size() >= kMaxNonces)) {
-        seen_.erase(order_.front().key);
-        order_.pop_front();
-    }
+void TokenVerifier::ForgetOldest() {
+    seen_.erase(order_.front().key);
+    order_.pop_front();
 }
 
 const char* TokenVerifier::Name(Result result) {

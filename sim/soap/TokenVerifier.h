@@ -46,7 +46,7 @@ private:
     };
 
     bool Remember(const std::string& key, std::time_t now) VMS_EXCLUDES(mutex_);
-    void Forget(std::time_t now) VMS_REQUIRES(mutex_);
+    void ForgetOldest() VMS_REQUIRES(mutex_);
 
     const std::string user_;
     const std::string password_;
