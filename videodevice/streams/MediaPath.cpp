@@ -13,13 +13,27 @@ namespace {
 
 constexpr int64_t kIdleSeconds = 3;  // a stream without players survives this long
 
-/// @return -1 also when the host's service throws
-int SendOne(IStreamConnectionController& controller, long long connectionId, const char* data,
-            int length, bool isPlayback) {
-    int result = -1;
-    Guarded("SteramCallback",
-            [&] { result = controller.SendData(connectionId, data, length, isPlayback); });
-    return result;
+constexpr int kSendFailed = -1;
+
+struct Unit {
+    const char* data;
+    int length;
+    bool isPlayback;
+};
+
+/// The loop all media runs through. A function of its own so that everything it needs stays in
+/// registers. @param result of the last send. @return the player whose send failed, otherwise `end`
+[[gnu::noinline]] const long long* SendUntilFailure(IStreamConnectionController& controller,
+                                                    const Unit unit, const long long* client,
+                                                    const long long* const end, int& result) {
+    int last = 0;
+    do {
+        last = controller.SendData(*client, unit.data, unit.length, unit.isPlayback);
+        if (last == kSendFailed) [[unlikely]]
+            break;
+    } while (++client != end);
+    result = last;
+    return client;
 }
 
 }  // namespace
@@ -46,14 +60,13 @@ int MediaPath::Deliver(const std::string& key, const char* data, int length) {
 
 int MediaPath::SendToAll(IStreamConnectionController& controller, const StreamFeed& feed,
                          const char* data, int length) {
-    const bool isPlayback = feed.stream->streamKind == StreamInfo::kPlayback;
-    std::vector<long long> failed;  // allocates only when a send fails
+    const Unit unit{data, length, feed.stream->streamKind == StreamInfo::kPlayback};
+    const long long* client = feed.clients->data();
+    const long long* const end = client + feed.clients->size();
+    std::vector<long long> failed;
     int result = 0;
-    for (const long long connectionId : *feed.clients) {
-        result = SendOne(controller, connectionId, data, length, isPlayback);
-        if (result == -1)
-            failed.push_back(connectionId);
-    }
+    while ((client = SendUntilFailure(controller, unit, client, end, result)) != end)
+        failed.push_back(*client++);
     if (!failed.empty())
         streams_.DetachFailed(feed.stream, failed);
     return result;

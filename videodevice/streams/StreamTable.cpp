@@ -20,14 +20,14 @@ StreamInfo* StreamTable::Lookup(const std::string& key) const {
 }
 
 StreamTable::Stream StreamTable::Find(const std::string& key) const {
-    MutexLock lock(streamMutex_);
+    ReadLock lock(streamMutex_);
     const auto found = streamTable_.find(key);
     return found != streamTable_.end() ? found->second : nullptr;
 }
 
 StreamTable::Stream StreamTable::Insert(const Stream& stream) {
     KeyFrame frame;
-    MutexLock lock(streamMutex_);
+    WriteLock lock(streamMutex_);
     Stream displaced = std::exchange(streamTable_[stream->key], stream);
     if (displaced != nullptr)
         frame = TakeKeyFrame(stream->key);
@@ -38,7 +38,7 @@ StreamTable::LiveMatch StreamTable::MatchLive(const std::string& deviceId, int c
                                               int streamType, int64_t now) {
     KeyFrame frame;
     LiveMatch match;
-    MutexLock lock(streamMutex_);
+    WriteLock lock(streamMutex_);
     const auto found = std::find_if(streamTable_.begin(), streamTable_.end(), [&](auto& entry) {
         const StreamInfo& stream = *entry.second;
         return stream.previewServer != nullptr && stream.channel == channel &&
@@ -58,7 +58,7 @@ StreamTable::LiveMatch StreamTable::MatchLive(const std::string& deviceId, int c
 StreamTable::Attachment StreamTable::Attach(const std::string& key, long long connectionId,
                                             const KeyFrame& sent, bool settle) {
     Attachment attachment;
-    MutexLock lock(streamMutex_);
+    WriteLock lock(streamMutex_);
     const auto found = streamTable_.find(key);
     if (found == streamTable_.end())
         return attachment;
@@ -72,7 +72,7 @@ StreamTable::Attachment StreamTable::Attach(const std::string& key, long long co
 }
 
 bool StreamTable::Detach(const std::string& key, long long connectionId) {
-    MutexLock lock(streamMutex_);
+    WriteLock lock(streamMutex_);
     StreamInfo* const stream = Lookup(key);
     if (stream != nullptr)
         stream->clients.Remove(connectionId);
@@ -82,7 +82,7 @@ bool StreamTable::Detach(const std::string& key, long long connectionId) {
 StreamTable::Takeover StreamTable::TakeOver(const std::string& key, long long connectionId,
                                             int beginTime, int endTime) {
     Takeover takeover;
-    MutexLock lock(streamMutex_);
+    WriteLock lock(streamMutex_);
     const auto found = streamTable_.find(key);
     if (found == streamTable_.end())
         return takeover;
@@ -99,7 +99,7 @@ StreamTable::Takeover StreamTable::TakeOver(const std::string& key, long long co
 
 StreamTable::Stream StreamTable::TakePlaybackOf(long long connectionId) {
     KeyFrame frame;
-    MutexLock lock(streamMutex_);
+    WriteLock lock(streamMutex_);
     const auto owned = std::find_if(streamTable_.begin(), streamTable_.end(), [&](auto& entry) {
         const StreamInfo& stream = *entry.second;
         return stream.streamKind == StreamInfo::kPlayback && !stream.clients.Empty() &&
@@ -110,7 +110,7 @@ StreamTable::Stream StreamTable::TakePlaybackOf(long long connectionId) {
 
 StreamFeed StreamTable::FeedOf(const std::string& key) const {
     StreamFeed feed;
-    MutexLock lock(streamMutex_);
+    ReadLock lock(streamMutex_);
     const auto found = streamTable_.find(key);
     if (found != streamTable_.end()) {
         feed.stream = found->second;
@@ -120,7 +120,7 @@ StreamFeed StreamTable::FeedOf(const std::string& key) const {
 }
 
 void StreamTable::DetachFailed(const Stream& stream, const std::vector<long long>& connectionIds) {
-    MutexLock lock(streamMutex_);
+    WriteLock lock(streamMutex_);
     if (Lookup(stream->key) != stream.get())
         return;
     for (const long long connectionId : connectionIds)
@@ -129,7 +129,7 @@ void StreamTable::DetachFailed(const Stream& stream, const std::vector<long long
 
 bool StreamTable::TakeIdle(const Stream& stream) {
     KeyFrame frame;
-    MutexLock lock(streamMutex_);
+    WriteLock lock(streamMutex_);
     const auto found = streamTable_.find(stream->key);
     if (found == streamTable_.end() || found->second != stream || !stream->clients.Empty())
         return false;
@@ -137,21 +137,19 @@ bool StreamTable::TakeIdle(const Stream& stream) {
 }
 
 void StreamTable::StoreKeyFrame(const std::string& key, KeyFrame frame) {
-    MutexLock lock(streamMutex_);
-    frame.swap(keyFrameCache_[key]);
-    lock.Unlock();
-    // The replaced frame goes here.
+    WriteLock lock(streamMutex_);
+    frame.swap(keyFrameCache_[key]);  // the parameter outlives the lock
 }
 
 void StreamTable::ForgetKeyFrame(const std::string& key) {
     KeyFrame frame;
-    MutexLock lock(streamMutex_);
+    WriteLock lock(streamMutex_);
     if (Lookup(key) == nullptr)
         frame = TakeKeyFrame(key);
 }
 
 void StreamTable::WithLocked(const std::string& key, const std::function<void(StreamInfo&)>& work) {
-    MutexLock lock(streamMutex_);
+    WriteLock lock(streamMutex_);
     StreamInfo* const stream = Lookup(key);
     if (stream != nullptr)
         work(*stream);
@@ -160,7 +158,7 @@ void StreamTable::WithLocked(const std::string& key, const std::function<void(St
 std::vector<StreamTable::Stream> StreamTable::TakeAll() {
     std::vector<Stream> all;
     KeyFrames frames;
-    MutexLock lock(streamMutex_);
+    WriteLock lock(streamMutex_);
     for (auto& [key, stream] : streamTable_)
         all.push_back(std::move(stream));
     streamTable_.clear();

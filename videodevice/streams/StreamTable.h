@@ -6,8 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/Mutex.h"
+#include "platform/ThreadAnnotations.h"
 #include "videodevice/StreamInfo.h"
+#include "videodevice/streams/ReadMostlyMutex.h"
 #include "videodevice/streams/StreamFeed.h"
 
 namespace vms {
@@ -101,7 +102,7 @@ private:
     [[nodiscard]] KeyFrame TakeKeyFrame(const std::string& key) VMS_REQUIRES(streamMutex_);
     StreamInfo* Lookup(const std::string& key) const VMS_REQUIRES(streamMutex_);
 
-    mutable Mutex streamMutex_;
+    mutable ReadMostlyMutex streamMutex_;
     Streams streamTable_ VMS_GUARDED_BY(streamMutex_);
     KeyFrames keyFrameCache_ VMS_GUARDED_BY(streamMutex_);
 };

@@ -6,19 +6,19 @@
 namespace vms {
 
 SyncTable::Session SyncTable::FindSession(const std::string& sessionKey) const {
-    MutexLock lock(syncMutex_);
+    ReadLock lock(syncMutex_);
     const auto found = syncPlaybackServers_.find(sessionKey);
     return found != syncPlaybackServers_.end() ? found->second : nullptr;
 }
 
 bool SyncTable::InsertSession(const std::string& sessionKey, const Session& session) {
-    MutexLock lock(syncMutex_);
+    WriteLock lock(syncMutex_);
     return syncPlaybackServers_.try_emplace(sessionKey, session).second;
 }
 
 SyncTable::Removal SyncTable::Erase(const std::string& sessionKey) {
     Removal removal;
-    MutexLock lock(syncMutex_);
+    WriteLock lock(syncMutex_);
     removal.session = TakeSession(sessionKey);
     const auto channels = syncPlaybackStreams_.find(sessionKey);
     if (channels != syncPlaybackStreams_.end()) {
@@ -30,7 +30,7 @@ SyncTable::Removal SyncTable::Erase(const std::string& sessionKey) {
 }
 
 bool SyncTable::AttachChannel(const Seat& seat) {
-    MutexLock lock(syncMutex_);
+    WriteLock lock(syncMutex_);
     Stream* const stream = IsCurrent(seat) ? Lookup(seat.sessionKey, seat.channel) : nullptr;
     if (stream == nullptr)
         return false;
@@ -40,7 +40,7 @@ bool SyncTable::AttachChannel(const Seat& seat) {
 }
 
 SyncTable::Entry SyncTable::InsertChannel(const Seat& seat, const Stream& stream) {
-    MutexLock lock(syncMutex_);
+    WriteLock lock(syncMutex_);
     if (!IsCurrent(seat))
         return Entry::kGone;
     const auto [entry, inserted] =
@@ -51,14 +51,14 @@ SyncTable::Entry SyncTable::InsertChannel(const Seat& seat, const Stream& stream
 }
 
 bool SyncTable::TakeChannel(const std::string& sessionKey, int channel, const Stream& stream) {
-    MutexLock lock(syncMutex_);
+    WriteLock lock(syncMutex_);
     const Stream* const found = Lookup(sessionKey, channel);
     return found != nullptr && *found == stream && TakeOut(sessionKey, channel) != nullptr;
 }
 
 SyncTable::Stream SyncTable::DetachChannel(const std::string& sessionKey, int channel,
                                            long long connectionId) {
-    MutexLock lock(syncMutex_);
+    WriteLock lock(syncMutex_);
     Stream* const stream = Lookup(sessionKey, channel);
     if (stream == nullptr)
         return nullptr;
@@ -69,7 +69,7 @@ SyncTable::Stream SyncTable::DetachChannel(const std::string& sessionKey, int ch
 SyncTable::Removal SyncTable::DropConnection(long long connectionId) {
     Removal removal;
     std::optional<std::string> emptied;
-    MutexLock lock(syncMutex_);
+    WriteLock lock(syncMutex_);
     for (auto session = syncPlaybackStreams_.begin(); session != syncPlaybackStreams_.end();) {
         Channels& channels = session->second;
         for (auto channel = channels.begin(); channel != channels.end();) {
@@ -95,7 +95,7 @@ SyncTable::Removal SyncTable::DropConnection(long long connectionId) {
 
 StreamFeed SyncTable::FeedOf(std::string_view sessionKey, int channel) const {
     StreamFeed feed;
-    MutexLock lock(syncMutex_);
+    ReadLock lock(syncMutex_);
     const auto session = syncPlaybackStreams_.find(sessionKey);
     if (session == syncPlaybackStreams_.end())
         return feed;
@@ -108,7 +108,7 @@ StreamFeed SyncTable::FeedOf(std::string_view sessionKey, int channel) const {
 }
 
 bool SyncTable::TakeIdle(std::string_view sessionKey, int channel, const Stream& stream) {
-    MutexLock lock(syncMutex_);
+    WriteLock lock(syncMutex_);
     const Stream* const found = Lookup(sessionKey, channel);
     return found != nullptr && *found == stream && stream->clients.Empty() &&
            TakeOut(sessionKey, channel) != nullptr;
@@ -116,7 +116,7 @@ bool SyncTable::TakeIdle(std::string_view sessionKey, int channel, const Stream&
 
 std::vector<SyncTable::Removal> SyncTable::TakeAll() {
     std::vector<Removal> all;
-    MutexLock lock(syncMutex_);
+    WriteLock lock(syncMutex_);
     for (auto& [key, session] : std::exchange(syncPlaybackServers_, {}))
         all.push_back({session, {}});
     for (auto& [key, channels] : std::exchange(syncPlaybackStreams_, {})) {

@@ -6,9 +6,10 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/Mutex.h"
+#include "platform/ThreadAnnotations.h"
 #include "videodevice/ISyncPlaybackServer.h"
 #include "videodevice/StreamInfo.h"
+#include "videodevice/streams/ReadMostlyMutex.h"
 #include "videodevice/streams/StreamFeed.h"
 
 namespace vms {
@@ -87,7 +88,7 @@ private:
     bool IsCurrent(const Seat& seat) const VMS_REQUIRES(syncMutex_);
     Session TakeSession(std::string_view sessionKey) VMS_REQUIRES(syncMutex_);
 
-    mutable Mutex syncMutex_;
+    mutable ReadMostlyMutex syncMutex_;
     Sessions syncPlaybackServers_ VMS_GUARDED_BY(syncMutex_);
     SessionChannels syncPlaybackStreams_ VMS_GUARDED_BY(syncMutex_);
 };
