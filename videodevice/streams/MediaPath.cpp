@@ -26,12 +26,16 @@ struct Unit {
 [[gnu::noinline]] const long long* SendUntilFailure(IStreamConnectionController& controller,
                                                     const Unit unit, const long long* client,
                                                     const long long* const end, int& result) {
-    int last = 0;
-    do {
-        last = controller.SendData(*client, unit.data, unit.length, unit.isPlayback);
+    int last = result;
+    for (; client != end; ++client) {
+        try {
+            last = controller.SendData(*client, unit.data, unit.length, unit.isPlayback);
+        } catch (...) {
+            last = kSendFailed;
+        }
         if (last == kSendFailed) [[unlikely]]
             break;
-    } while (++client != end);
+    }
     result = last;
     return client;
 }
