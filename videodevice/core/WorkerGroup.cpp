@@ -1,6 +1,7 @@
 #include "videodevice/core/WorkerGroup.h"
 
-#include <system_error>
+#include <exception>
+#include <iterator>
 #include <utility>
 
 #include "videodevice/core/Guarded.h"
@@ -17,7 +18,7 @@ bool WorkerGroup::Start(std::function<void()> work) {
             work = nullptr;
             done = true;
         });
-    } catch (const std::system_error&) {
+    } catch (const std::exception&) {
         workers_.pop_back();
         return false;
     }

@@ -55,8 +55,9 @@ StreamTable::Stream LivePreview::CreateStream(const std::string& deviceId, IVide
             "create preview stream, uri=%s, dev=%s, channel=%d, stream=%d, face=%d",
             stream->key.c_str(), stream->deviceId.c_str(), request.channel, request.streamType,
             request.face);
+    const auto displaced = streams_.Insert(stream);
     making.Done();
-    retirement_.RetireStream(streams_.Insert(stream));
+    retirement_.RetireStream(displaced);
     return stream;
 }
 

@@ -59,8 +59,9 @@ void RecordedStreams::GetPlaybackUrl(const __tagTvCommand* command) {
                 "IsCanSeek=%d",
                 stream->key.c_str(), stream->deviceId.c_str(), query.channel, query.streamNo,
                 speedOnlyI, canSeek);
+        const auto displaced = streams_.Insert(stream);
         making.Done();
-        retirement_.RetireStream(streams_.Insert(stream));
+        retirement_.RetireStream(displaced);
     });
 }
 
