@@ -66,9 +66,11 @@ Answer Search(const DiscoverOptions& options, const Invocation& invocation, Host
 int RunDiscover(const DiscoverOptions& options, const Invocation& invocation, Host& host) {
     FoundCameras found(options.json);
     const Answer last = Search(options, invocation, host, found);
-    if (last.Succeeded() && !options.json)
+    if (last.kind == Answer::Kind::silent && options.timeout > 0)
+        throw HostError("stopped before the search had ended, " + found.Table().Summary());
+    RequireSuccess(last, "search, " + found.Table().Summary(), host.ModuleLog());
+    if (!options.json)
         PrintLine((found.Any() ? "\n" : "") + found.Table().Summary());
-    RequireSuccess(last, "search, ended early with " + found.Table().Summary(), host.ModuleLog());
     return 0;
 }
 

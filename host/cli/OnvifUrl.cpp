@@ -1,9 +1,12 @@
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 
 #include <memory>
 
 #include "host/HostError.h"
 #include "host/JsonText.h"
+#include "host/TerminalText.h"
 #include "host/cli/AnswerCheck.h"
 #include "host/cli/CameraOptions.h"
 #include "host/cli/Commands.h"
@@ -54,6 +57,8 @@ int RunOnvifUrl(const OnvifUrlOptions& options, const Invocation& invocation, Ho
     std::string url;
     if (!ParseJson(answer.body.c_str(), description) || !ReadString(description, "uri", url))
         throw HostError(Asked(options) + ": the module's answer holds no URL");
+    if (isatty(STDOUT_FILENO) == 1)
+        url = Printable(url);
     PrintLine(options.json ? CompactJson(description) : url);
     return 0;
 }

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
+#include <optional>
 
 #include "host/HostError.h"
 #include "host/JsonText.h"
@@ -22,7 +23,7 @@ namespace vms {
 namespace {
 
 /// Modules may log out of their devices, but whoever presses Ctrl-C wants the prompt back.
-constexpr std::chrono::milliseconds kGrace(1000);
+constexpr std::chrono::milliseconds kGrace(500);
 
 struct WatchOptions {
     std::string config;
@@ -78,13 +79,16 @@ bool WaitForReport(const StatusFeed& feed, int stopDescriptor) {
 }
 
 void PrintReports(const WatchOptions& options, const HostConfig& config, StatusFeed& feed,
-                  int stopDescriptor) {
+                  int stopDescriptor, bool quiet) {
     ReportPrinter printer(config, options.json);
+    std::optional<Progress> progress;
+    progress.emplace("waiting for the first report", quiet);
     long printed = 0;
     while ((options.count == 0 || printed < options.count) && WaitForReport(feed, stopDescriptor)) {
         const auto report = feed.Take();
         if (!report)
             continue;
+        progress.reset();
         if (printer.Print(*report))
             ++printed;
         else
@@ -101,7 +105,7 @@ int RunWatch(const WatchOptions& options, const Invocation& invocation, Host& ho
     StatusFeed feed(host.Bus().Bus());
     {
         const ModuleTimer timer(host.Modules());
-        PrintReports(options, config, feed, host.StopDescriptor());
+        PrintReports(options, config, feed, host.StopDescriptor(), !invocation.host.verbose);
     }
     if (!host.Modules().StopWithin(kGrace))
         host.ModuleLog().Log(0, "watch", "a module had not ended, left behind");

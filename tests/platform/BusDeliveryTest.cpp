@@ -150,6 +150,7 @@ TEST(BusCancel, CapturesAreDestroyedWithoutALock) {
     EXPECT_FALSE(watched.expired());
     bus.Cancel(serial);
     EXPECT_TRUE(watched.expired());
+    gate.Open();
 }
 
 TEST(BusDelivery, QueueFullDropsAnswersAndRefusesRequestsButNotTheEndOfHandlers) {

@@ -42,6 +42,7 @@ TEST(BusPool, SilentCamerasDoNotBlockTheRest) {
         bus.Post(kModule, Request(kId, "live" + std::to_string(i)), BodiesTo(journal));
     EXPECT_TRUE(journal.WaitFor(5));
     EXPECT_GE(bus.Stats().workers, 21u);
+    gate.Open();
 }
 
 TEST(BusPool, AnswersTravelWhileEveryWorkerIsStuck) {
@@ -57,6 +58,7 @@ TEST(BusPool, AnswersTravelWhileEveryWorkerIsStuck) {
     bus.Post(kModule, Request(kId, "b"), BodiesTo(journal));
     EXPECT_TRUE(journal.WaitFor(4));
     EXPECT_EQ(bus.Stats().workers, 2u);
+    gate.Open();
 }
 
 TEST(WorkerPool, GrowsToItsBoundWhileStuckAndShrinksWhenIdle) {
