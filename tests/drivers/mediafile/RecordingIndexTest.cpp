@@ -25,8 +25,9 @@ TEST(RecordingName, GivesTimeAndType) {
 TEST(RecordingName, RefusesEverythingElse) {
     for (const char* name :
          {"", "x", "20240502T083000Z", "20240502T083000Z_.mp4", "20240502T083000Z_motion",
-          "20240502T083000Z_motion.avi", "20240502T083000Z_Motion.mp4", "20240502 083000Z_motion.mp4",
-          "20240502T083000_motion.mp4", "20230229T000000Z_motion.mp4", "20240502T243000Z_motion.mp4",
+          "20240502T083000Z_motion.avi", "20240502T083000Z_Motion.mp4",
+          "20240502 083000Z_motion.mp4", "20240502T083000_motion.mp4",
+          "20230229T000000Z_motion.mp4", "20240502T243000Z_motion.mp4",
           "2024050aT083000Z_motion.mp4", ".part_20240502T083000Z_motion.mp4"})
         EXPECT_FALSE(ParseRecordingName(name)) << name;
 }

@@ -1,13 +1,26 @@
 #include "tests/drivers/mediafile/SampleMedia.h"
 
+extern "C" {
+#include <libavutil/log.h>
+}
+
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 #include "platform/Guid.h"
 
 namespace fs = std::filesystem;
 
 namespace vms::mediafile {
+namespace {
+
+/// Keeps what libav says about damaged files out of the tests' output.
+const bool g_quiet = [] {
+    av_log_set_level(AV_LOG_QUIET);
+    return true;
+}();
+
+}  // namespace
 
 fs::path SampleFolder() {
     return SAMPLE_MEDIA_DIR;
@@ -46,8 +59,9 @@ std::shared_ptr<const RecordingIndex> TestFolder::Index() const {
 }
 
 std::string ReadBytes(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    std::ostringstream bytes;
+    bytes << std::ifstream(file, std::ios::binary).rdbuf();
+    return bytes.str();
 }
 
 }  // namespace vms::mediafile

@@ -12,10 +12,10 @@ namespace vms::mediafile {
 std::filesystem::path SampleFolder();
 std::shared_ptr<const RecordingIndex> SampleIndex();
 
-inline constexpr int kDay1At10 = 1714557600;    ///< 2024-05-01 10:00:00 UTC
-inline constexpr int kDay2At8 = 1714636800;     ///< 2024-05-02 08:00:00 UTC
-inline constexpr int kDay2At830 = 1714638600;   ///< 2024-05-02 08:30:00 UTC
-inline constexpr int kDay2At9 = 1714640400;     ///< 2024-05-02 09:00:00 UTC
+inline constexpr int kDay1At10 = 1714557600;   ///< 2024-05-01 10:00:00 UTC
+inline constexpr int kDay2At8 = 1714636800;    ///< 2024-05-02 08:00:00 UTC
+inline constexpr int kDay2At830 = 1714638600;  ///< 2024-05-02 08:30:00 UTC
+inline constexpr int kDay2At9 = 1714640400;    ///< 2024-05-02 09:00:00 UTC
 inline constexpr int kSampleSeconds = 6;
 
 /// A folder of a test's own, removed at its end.

@@ -33,8 +33,9 @@ TEST(TalkSink, KeepsWhatIsSaidAsWav) {
 
     ASSERT_EQ(Talks(folder).size(), 1U);
     const std::string expected =
-        std::string("RIFF\x3c\0\0\0WAVEfmt \x12\0\0\0\x07\0\1\0\x40\x1f\0\0\x40\x1f\0\0\1\0\x08\0\0\0",
-                    38) +
+        std::string(
+            "RIFF\x3c\0\0\0WAVEfmt \x12\0\0\0\x07\0\1\0\x40\x1f\0\0\x40\x1f\0\0\1\0\x08\0\0\0",
+            38) +
         std::string("fact\4\0\0\0\x09\0\0\0data\x09\0\0\0helloyou!\0", 30);
     EXPECT_EQ(ReadBytes(Talks(folder).front()), expected);
 }

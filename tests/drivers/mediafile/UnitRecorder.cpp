@@ -101,7 +101,8 @@ bool UnitRecorder::WaitFor(Condition condition) {
         if (std::chrono::steady_clock::now() > deadline)
             return false;
         MutexLock lock(mutex_);
-        changed_.WaitUntil(mutex_, std::chrono::steady_clock::now() + std::chrono::milliseconds(20));
+        changed_.WaitUntil(mutex_,
+                           std::chrono::steady_clock::now() + std::chrono::milliseconds(20));
     }
 }
 
