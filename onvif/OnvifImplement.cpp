@@ -109,11 +109,11 @@ std::string OnvifImplement::GetMediaToken(const std::string& mediaUri, const cha
     Exchange<MediaBindingProxy> exchange(*this, mediaUri, username, password);
     _trt__GetProfiles request;
     _trt__GetProfilesResponse response;
-    exchange.Call(&MediaBindingProxy::GetProfiles, request, response);
-
-    // A profile without a usable entry can only come from a broken answer.
+    // A failed exchange may leave profiles that were read before it failed: it counts as none.
+    const bool answered =
+        exchange.Call(&MediaBindingProxy::GetProfiles, request, response) == SOAP_OK;
     const bool inRange = index >= 0 && index < static_cast<int>(response.Profiles.size());
-    if (!inRange || response.Profiles[index] == nullptr)
+    if (!answered || !inRange || response.Profiles[index] == nullptr)
         return {};
     return response.Profiles[index]->token;
 }

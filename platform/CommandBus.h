@@ -36,7 +36,7 @@ public:
     bool SendResponse(__tagTvCommand* response) override;
     bool SendRequest(__tagTvCommand* request) override;
     int64_t Post(const char* module, const __tagTvCommand& request, Callback onResponse,
-                 std::function<void(bool threw)> onHandled) override;
+                 std::function<void(bool threw)> onHandled = {}) override;
     void Cancel(int64_t serial) override;
     int64_t Subscribe(__enumTvCommand id, Callback onNotification) override;
     void Unsubscribe(int64_t token) override;

@@ -9,7 +9,8 @@
 #import "wsdd10.h"
 
 //gsoap tt  schema namespace:   http://www.onvif.org/ver10/schema
-//gsoap tt  schema form:        qualified
+//gsoap tt  schema elementForm: qualified
+//gsoap tt  schema attributeForm: unqualified
 //gsoap tds schema namespace:   http://www.onvif.org/ver10/device/wsdl
 //gsoap tds schema form:        qualified
 //gsoap trt schema namespace:   http://www.onvif.org/ver10/media/wsdl

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <memory>
+#include <cstdint>
 #include <string>
 
 #include "module/CommandRecord.h"
@@ -13,7 +13,7 @@ struct BusModule;
 /// afterwards is kept beside it.
 struct BusRequest {
     __tagTvCommand record;
-    std::shared_ptr<BusModule> module;
+    BusModule* module = nullptr;  ///< stays until its requests are finished
     int64_t serial = 0;
     std::string deviceId;        ///< requests that share it run in order
     bool reportHandled = false;  ///< somebody wants to hear when the handler has ended

@@ -65,7 +65,7 @@ RequestScheduler::Outcome RequestScheduler::Post(std::string_view module, __tagT
             !found->second->handlers.contains(IdOfSerial(request->serial)))
             return Outcome::kNoHandler;
         if (waiting_ < maxWaiting_) {
-            request->module = found->second;
+            request->module = found->second.get();
             found->second->queue.Arrive(std::move(request), ready);
             ++waiting_;
             ++stats_.posted;
@@ -118,7 +118,7 @@ WorkerPool::Task RequestScheduler::TaskFor(RequestPtr request) {
 }
 
 void RequestScheduler::Run(const RequestPtr& request) {
-    runningModule = request->module.get();
+    runningModule = request->module;
     const bool threw = Invoke(*request);
     runningModule = nullptr;
     if (request->reportHandled)

@@ -59,7 +59,7 @@ void WorkerPool::SubmitBeforeReturning(Task task) {
 }
 
 void WorkerPool::Stop() {
-    std::deque<Task> dropped;  // destroyed without the lock
+    std::deque<Task> dropped;
     std::vector<std::thread> threads;
     {
         MutexLock lock(mutex_);
@@ -72,6 +72,7 @@ void WorkerPool::Stop() {
         watcherWake_.NotifyOne();
         threads.push_back(std::move(watcher_));
     }
+    dropped.clear();
     for (std::thread& thread : threads) {
         if (thread.joinable())
             thread.join();

@@ -1,0 +1,120 @@
+#include "host/BusClient.h"
+
+#include <algorithm>
+#include <deque>
+#include <memory>
+
+#include "platform/CreateCommandBusInstance.h"
+#include "platform/Json.h"
+#include "platform/Mutex.h"
+#include "platform/SysCommandHelper.h"
+
+namespace vms {
+namespace {
+
+/// What has come back for one request so far. Filled on the delivery thread, read by the asker.
+class Inbox {
+public:
+    void Put(const __tagTvCommand& response) VMS_EXCLUDES(mutex_) {
+        MutexLock lock(mutex_);
+        answers_.push_back({Answer::Kind::answered, response.result, response.body});
+        changed_.NotifyAll();
+    }
+
+    void HandlerEnded(bool threw) VMS_EXCLUDES(mutex_) {
+        MutexLock lock(mutex_);
+        threw_ = threw;
+        changed_.NotifyAll();
+    }
+
+    /// The next answer; threw when none is left and none will come, silent after the deadline. A
+    /// handler that returned may still answer from a thread of its own.
+    Answer Next(BusClient::Clock::time_point deadline) VMS_EXCLUDES(mutex_) {
+        MutexLock lock(mutex_);
+        while (answers_.empty() && !threw_) {
+            if (!changed_.WaitUntil(mutex_, deadline))
+                break;
+        }
+        if (answers_.empty())
+            return {threw_ ? Answer::Kind::threw : Answer::Kind::silent, 0, {}};
+        Answer answer = std::move(answers_.front());
+        answers_.pop_front();
+        return answer;
+    }
+
+private:
+    Mutex mutex_;
+    CondVar changed_;
+    std::deque<Answer> answers_ VMS_GUARDED_BY(mutex_);
+    bool threw_ VMS_GUARDED_BY(mutex_) = false;
+};
+
+int64_t Post(ICommandBus& bus, const BusRequest& request, const std::shared_ptr<Inbox>& inbox) {
+    const std::unique_ptr<__tagTvCommand, void (*)(__tagTvCommand*)> record(
+        SysCommandHelper::CreateRequestCommand(request.id, "vmshost", request.deviceId.c_str(),
+                                               request.body.c_str(), request.module.c_str()),
+        &SysCommandHelper::ReleaseCommand);
+    return bus.Post(
+        request.module.c_str(), *record,
+        [inbox](const __tagTvCommand& response) { inbox->Put(response); },
+        [inbox](bool threw) { inbox->HandlerEnded(threw); });
+}
+
+Answer Refused(int64_t postResult) {
+    const bool full = postResult == ICommandBus::kQueueFull;
+    return {full ? Answer::Kind::queueFull : Answer::Kind::noHandler, 0, {}};
+}
+
+/// Forgets the request when the asker leaves, however it leaves.
+class PostedRequest {
+public:
+    PostedRequest(ICommandBus& bus, int64_t serial) : bus_(bus), serial_(serial) {}
+    ~PostedRequest() { bus_.Cancel(serial_); }
+    PostedRequest(const PostedRequest&) = delete;
+    PostedRequest& operator=(const PostedRequest&) = delete;
+
+private:
+    ICommandBus& bus_;
+    const int64_t serial_;
+};
+
+}  // namespace
+
+bool IsOpenPage(const std::string& body) {
+    Json::Value page;
+    int type = 2;
+    return ParseJson(body.c_str(), page) && ReadInt(page, "pagetype", type) && type != 2;
+}
+
+BusClient::BusClient() : bus_(*CreateCommandBusInstance()) {}
+
+Answer BusClient::Ask(const BusRequest& request, Duration timeout) {
+    const auto inbox = std::make_shared<Inbox>();
+    const auto deadline = Clock::now() + timeout;
+    const int64_t serial = Post(bus_, request, inbox);
+    if (serial <= 0)
+        return Refused(serial);
+    const PostedRequest posted(bus_, serial);
+    return inbox->Next(deadline);
+}
+
+Answer BusClient::AskPages(const BusRequest& request, const PageSink& onAnswer, Duration silence,
+                           Clock::time_point end) {
+    const auto inbox = std::make_shared<Inbox>();
+    const int64_t serial = Post(bus_, request, inbox);
+    if (serial <= 0)
+        return Refused(serial);
+    const PostedRequest posted(bus_, serial);
+    for (;;) {
+        Answer answer = inbox->Next(std::min(end, Clock::now() + silence));
+        if (answer.kind != Answer::Kind::answered)
+            return answer;
+        onAnswer(answer);
+        if (!IsOpenPage(answer.body))
+            return answer;
+        if (Clock::now() >= end)
+            return {};
+    }
+}
+
+}  // namespace vms

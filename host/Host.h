@@ -1,0 +1,50 @@
+#pragma once
+
+#include "host/BusClient.h"
+#include "host/LogSink.h"
+#include "host/ModuleSet.h"
+#include "host/StopSignals.h"
+
+namespace vms {
+
+struct HostOptions {
+    bool verbose = false;      ///< print log lines to standard error
+    bool stopSignals = false;  ///< SIGINT and SIGTERM are the command's to handle
+};
+
+/// What every command works with: bus, log and modules of this process. Create at most one at a
+/// time, before any other thread.
+///
+/// Destruction waits for the modules to end, up to seconds; a command that is done leaves with
+/// std::quick_exit instead.
+class Host {
+public:
+    explicit Host(const HostOptions& options);
+    ~Host();
+    Host(const Host&) = delete;
+    Host& operator=(const Host&) = delete;
+
+    /// Readable once a stop signal has come; -1 unless they were asked for.
+    int StopDescriptor() const { return signals_.Descriptor(); }
+    BusClient& Bus() { return bus_; }
+    LogSink& ModuleLog() { return moduleLog_; }
+    ModuleSet& Modules() { return modules_; }
+
+private:
+    /// The bus gets its own sink: error messages quote a module's last line, not the bus's.
+    struct BusLog {
+        explicit BusLog(bool verbose);
+        ~BusLog();
+        BusLog(const BusLog&) = delete;
+        BusLog& operator=(const BusLog&) = delete;
+        LogSink sink;
+    };
+
+    StopSignals signals_;  ///< first: threads inherit what it blocks
+    LogSink moduleLog_;
+    BusLog busLog_;
+    BusClient bus_;
+    ModuleSet modules_;
+};
+
+}  // namespace vms

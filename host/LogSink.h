@@ -1,0 +1,58 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <deque>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/ILogHandler.h"
+#include "platform/Mutex.h"
+
+namespace spdlog {
+class logger;
+}
+
+namespace vms {
+
+/// Takes the log lines of modules or of the bus: keeps the latest for error messages and, on
+/// demand, prints them to standard error. Every line is one line of printable text, and passwords
+/// the host knows are masked. Thread-safe.
+class LogSink final : public ILogHandler {
+public:
+    static constexpr size_t kKept = 64;           ///< lines
+    static constexpr size_t kLongestLine = 8192;  ///< bytes; the rest of a longer one is cut
+
+    /// @param name  shown before each printed line
+    /// @param print whether lines go to standard error as they come
+    LogSink(const std::string& name, bool print);
+    ~LogSink();
+    LogSink(const LogSink&) = delete;
+    LogSink& operator=(const LogSink&) = delete;
+
+    void SetLevel(int level) override { level_ = level; }
+    void Log(int level, const char* function, const char* format, ...) override
+        __attribute__((format(printf, 4, 5)));
+
+    /// From now on a text (also in its JSON spelling) appears as "***". Empty ones are ignored.
+    void Mask(const std::string& secret);
+
+    /// The latest line, "" when there was none.
+    std::string LastLine() const;
+
+    /// The lines still kept, oldest first.
+    std::vector<std::string> Lines() const;
+
+private:
+    void Write(int level, const char* function, std::string line);
+    std::string Masked(std::string line) const VMS_REQUIRES(mutex_);
+
+    const std::shared_ptr<spdlog::logger> printer_;  ///< null = quiet
+    std::atomic<int> level_{0};
+    mutable Mutex mutex_;
+    std::deque<std::string> kept_ VMS_GUARDED_BY(mutex_);
+    std::vector<std::string> secrets_ VMS_GUARDED_BY(mutex_);  ///< longest first
+};
+
+}  // namespace vms

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/BusClient.h"
+#include "host/HostConfig.h"
+#include "host/LogSink.h"
+#include "host/ModuleLibrary.h"
+
+namespace vms {
+
+/// The modules the host runs. Used by one thread at a time, except that OnTimer may run on another
+/// one once every module has been started.
+class ModuleSet {
+public:
+    /// @param log sink of all modules; bus and log must outlive this object
+    ModuleSet(BusClient& bus, LogSink& log) : bus_(bus), log_(log) {}
+
+    /// Loads and starts a module and hands it its devices. Their passwords are masked in the log.
+    /// @throws HostError; the module is then not part of the set
+    void Start(const ModuleConfig& config);
+
+    /// Gives every module its turn, in the order of starting.
+    void OnTimer();
+
+    /// Ends and unloads all modules side by side, since one may take seconds.
+    /// @return false when one had not ended in time: it still runs, so the process must end without
+    ///         destroying anything that modules use (std::quick_exit)
+    [[nodiscard]] bool StopWithin(std::chrono::milliseconds bound);
+
+private:
+    void CheckUnused(const ModuleLibrary& library, const std::string& name) const;
+    void Enqueue(const ModuleConfig& config);
+
+    BusClient& bus_;
+    LogSink& log_;
+    std::vector<std::unique_ptr<ModuleLibrary>> modules_;
+};
+
+}  // namespace vms

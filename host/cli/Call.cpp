@@ -1,0 +1,99 @@
+#include <CLI/CLI.hpp>
+
+#include <charconv>
+#include <memory>
+#include <optional>
+
+#include "host/HostConfig.h"
+#include "host/HostError.h"
+#include "host/JsonText.h"
+#include "host/cli/AnswerCheck.h"
+#include "host/cli/Commands.h"
+#include "host/cli/Output.h"
+#include "host/cli/Progress.h"
+
+namespace vms {
+namespace {
+
+struct CallOptions {
+    std::string config;
+    std::string module;
+    std::string id;
+    std::string device;
+    std::string body;
+    std::optional<std::string> bodyFile;
+    double timeout = 70;
+};
+
+/// Decimal, or hexadecimal after 0x. @return nothing unless it is a positive 32-bit number
+std::optional<int32_t> ParseCommandId(const std::string& text) {
+    const bool hexadecimal = text.rfind("0x", 0) == 0 || text.rfind("0X", 0) == 0;
+    const char* digits = text.data() + (hexadecimal ? 2 : 0);
+    const char* end = text.data() + text.size();
+    int32_t id = 0;
+    const auto [stop, error] = std::from_chars(digits, end, id, hexadecimal ? 16 : 10);
+    if (error != std::errc() || stop != end || id <= 0)
+        return std::nullopt;
+    return id;
+}
+
+std::string CheckCommandId(const std::string& text) {
+    return ParseCommandId(text) ? "" : "a command identifier such as 0x10010a or 1048842 is needed";
+}
+
+/// Starts the one module that is asked; the others stay unloaded.
+void StartModule(const CallOptions& options, const Invocation& invocation, Host& host) {
+    const HostConfig config = ReadHostConfig(options.config, invocation.library);
+    PrintWarnings(config);
+    const ModuleConfig* module = config.FindModule(options.module);
+    if (module == nullptr)
+        throw HostError(options.config + " has no module named \"" + options.module + "\"");
+    host.Modules().Start(*module);
+}
+
+void PrintAnswer(const Answer& answer) {
+    Json::Value line(Json::objectValue);
+    line["result"] = answer.result;
+    line["body"] = answer.body;
+    PrintLine(CompactJson(line));
+}
+
+int RunCall(const CallOptions& options, const Invocation& invocation, Host& host) {
+    const BusRequest request{
+        options.module, static_cast<__enumTvCommand>(*ParseCommandId(options.id)), options.device,
+        options.bodyFile ? ReadTextFile(*options.bodyFile) : options.body};
+    const std::string asked = "command " + options.id + " of module \"" + options.module +
+                              "\" for device \"" + options.device + "\"";
+    Progress progress("waiting for " + options.module, !invocation.host.verbose);
+    StartModule(options, invocation, host);
+    const Answer last = host.Bus().AskPages(
+        request, [&](const Answer& answer) { progress.Print([&] { PrintAnswer(answer); }); },
+        SecondsToWait(options.timeout));
+    if (last.kind != Answer::Kind::answered)
+        throw HostError(FailureText(last, asked, host.ModuleLog()));
+    return last.Succeeded() ? 0 : 1;
+}
+
+}  // namespace
+
+void AddCall(CLI::App& app, Invocation& invocation) {
+    const auto options = std::make_shared<CallOptions>();
+    CLI::App& command = AddCommand(
+        app, invocation, "call",
+        "Send one command to a configured module and print each answer as {\"result\", \"body\"}",
+        "vmshost call --config vmshost.json --module nvr --id 0x10010a --device cam-1",
+        [options, &invocation](Host& host) { return RunCall(*options, invocation, host); });
+    command.add_option("--config", options->config, "Configuration file")->required();
+    command.add_option("--module", options->module, "Name of the module in it")->required();
+    command.add_option("--id", options->id, "Command identifier, decimal or 0x...")
+        ->required()
+        ->check(CLI::Validator(CheckCommandId, "NUMBER"));
+    command.add_option("--device", options->device, "Device identifier (default: none)");
+    auto* body =
+        command.add_option("--body", options->body, "JSON for the command (default: none)");
+    command.add_option("--body-file", options->bodyFile, "File with the JSON for the command")
+        ->excludes(body);
+    AddAnswerTimeout(command, options->timeout);
+}
+
+}  // namespace vms

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <json/value.h>
+
+#include <string>
+
+#include "host/Password.h"
+
+namespace CLI {
+class App;
+}
+
+namespace vms {
+
+/// The camera that a command line addresses.
+struct CameraOptions {
+    std::string ip;
+    int port = 80;  ///< 1..65535
+    std::string user;
+    PasswordSource password;
+
+    /// Adds --ip, --port, --user, --password and --password-file.
+    void AddTo(CLI::App& command);
+
+    /// "10.0.0.5:80"
+    std::string Address() const;
+
+    /// {"ip", "port", "username", "password"} as modules read it. @throws HostError
+    Json::Value Description() const;
+};
+
+}  // namespace vms

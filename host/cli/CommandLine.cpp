@@ -1,0 +1,127 @@
+#include "host/cli/CommandLine.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include "host/ExecutablePath.h"
+#include "host/HostError.h"
+#include "host/cli/Commands.h"
+#include "host/cli/Output.h"
+
+namespace vms {
+namespace {
+
+constexpr int kFailed = 1;
+constexpr int kUsage = 2;
+
+[[noreturn]] void Finish(int status) {
+    if (std::fflush(stdout) != 0 && status == 0)
+        status = kFailed;
+    std::fflush(stderr);
+    std::quick_exit(status);
+}
+
+int Complain(const Invocation& invocation, const std::string& problem) {
+    PrintError(invocation.name.empty() ? problem : invocation.name + ": " + problem);
+    return kFailed;
+}
+
+/// A stray argument may be a piece of a password with a blank in it, so it is not repeated.
+std::string UsageProblem(const CLI::ParseError& error) {
+    if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr)
+        return "unknown option or argument";
+    return error.what();
+}
+
+void BuildCommands(CLI::App& app, Invocation& invocation) {
+    app.require_subcommand(1);
+    app.set_version_flag("--version", std::string("vmshost ") + VMSHOST_VERSION);
+    app.set_help_flag("-h,--help", "Print this help and exit");
+    app.footer(
+        "'vmshost COMMAND --help' describes a command. Exit status: 0 done, 1 failed, 2 usage.");
+    AddDiscover(app, invocation);
+    AddOnvifUrl(app, invocation);
+    AddOnvifTest(app, invocation);
+    AddWatch(app, invocation);
+    AddCall(app, invocation);
+}
+
+void Parse(CLI::App& app, int argc, char** argv) {
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& helpOrVersion) {
+        app.exit(helpOrVersion);
+        Finish(0);
+    } catch (const CLI::ParseError& error) {
+        PrintError(UsageProblem(error) + "\nRun vmshost --help, or a command with --help.");
+        Finish(kUsage);
+    }
+}
+
+int Run(const Invocation& invocation, Host& host) {
+    try {
+        return invocation.run(host);
+    } catch (const std::exception& error) {
+        return Complain(invocation, error.what());
+    }
+}
+
+}  // namespace
+
+ModuleConfig OnvifModuleConfig(const Invocation& invocation) {
+    ModuleConfig config;
+    config.name = kOnvifModule;
+    config.library = invocation.library;
+    return config;
+}
+
+CLI::App& AddCommand(CLI::App& app, Invocation& invocation, const std::string& name,
+                     const std::string& description, const std::string& example,
+                     std::function<int(Host&)> run) {
+    CLI::App& command = *app.add_subcommand(name, description);
+    command.footer("Example:\n  " + example);
+    command.add_option("--library", invocation.library,
+                       "Module library (default: ../lib/libdeviceaccess.so beside the executable)");
+    command.add_flag("--verbose", invocation.host.verbose,
+                     "Print the log lines of modules and bus to standard error");
+    command.callback([&invocation, name, run = std::move(run)] {
+        invocation.name = name;
+        invocation.run = run;
+    });
+    return command;
+}
+
+void AddAnswerTimeout(CLI::App& command, double& seconds) {
+    command.add_option("--timeout", seconds, "Seconds to wait for an answer")
+        ->check(CLI::Range(0.01, 70.0))
+        ->capture_default_str();
+}
+
+BusClient::Duration SecondsToWait(double seconds) {
+    return std::chrono::duration_cast<BusClient::Duration>(std::chrono::duration<double>(seconds));
+}
+
+void PrintWarnings(const HostConfig& config) {
+    for (const std::string& warning : config.warnings)
+        PrintError("warning: " + warning);
+}
+
+void RunCommandLine(int argc, char** argv) {
+    Invocation invocation;
+    try {
+        invocation.library = DefaultLibraryPath();
+        CLI::App app("Reference host of the device-access modules", "vmshost");
+        BuildCommands(app, invocation);
+        Parse(app, argc, argv);
+        // Never destroyed: that would wait for the modules' threads.
+        Host host(invocation.host);
+        Finish(Run(invocation, host));
+    } catch (const std::exception& error) {
+        Finish(Complain(invocation, error.what()));
+    }
+}
+
+}  // namespace vms

@@ -1,0 +1,85 @@
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+
+#include "host/HostError.h"
+#include "host/JsonText.h"
+#include "host/TerminalText.h"
+#include "host/cli/AnswerCheck.h"
+#include "host/cli/CameraOptions.h"
+#include "host/cli/Commands.h"
+#include "host/cli/Output.h"
+#include "host/cli/Progress.h"
+#include "platform/Json.h"
+
+namespace vms {
+namespace {
+
+struct OnvifUrlOptions {
+    CameraOptions camera;
+    int channel = 0;
+    int stream = 0;
+    bool json = false;
+    double timeout = 70;
+};
+
+BusRequest UrlRequest(const OnvifUrlOptions& options, const std::string& deviceId) {
+    Json::Value body(Json::objectValue);
+    body["id"] = deviceId;
+    body["channel"] = options.channel;
+    body["streamNo"] = options.stream;
+    body["face"] = 0;
+    return {kOnvifModule, TV_CMD_GET_PREVIEW_URL, deviceId, CompactJson(body)};
+}
+
+std::string Asked(const OnvifUrlOptions& options) {
+    return "preview URL of camera " + options.camera.Address() + " (channel " +
+           std::to_string(options.channel) + ", stream " + std::to_string(options.stream) + ")";
+}
+
+Answer AskUrl(const OnvifUrlOptions& options, const Invocation& invocation, Host& host) {
+    const std::string deviceId = "url:" + options.camera.Address();
+    Json::Value device = options.camera.Description();
+    device["id"] = deviceId;
+    ModuleConfig module = OnvifModuleConfig(invocation);
+    module.devices.append(device);
+    const Progress progress("asking camera " + options.camera.Address(), !invocation.host.verbose);
+    host.Modules().Start(module);
+    return host.Bus().Ask(UrlRequest(options, deviceId), SecondsToWait(options.timeout));
+}
+
+int RunOnvifUrl(const OnvifUrlOptions& options, const Invocation& invocation, Host& host) {
+    const Answer answer = AskUrl(options, invocation, host);
+    RequireSuccess(answer, Asked(options), host.ModuleLog());
+    Json::Value description;
+    std::string url;
+    if (!ParseJson(answer.body.c_str(), description) || !ReadString(description, "uri", url))
+        throw HostError(Asked(options) + ": the module's answer holds no URL");
+    if (isatty(STDOUT_FILENO) == 1)
+        url = Printable(url);
+    PrintLine(options.json ? CompactJson(description) : url);
+    return 0;
+}
+
+}  // namespace
+
+void AddOnvifUrl(CLI::App& app, Invocation& invocation) {
+    const auto options = std::make_shared<OnvifUrlOptions>();
+    CLI::App& command = AddCommand(
+        app, invocation, "onvif-url", "Ask a camera for its RTSP URL, with the login in it",
+        "VMS_PASSWORD=secret vmshost onvif-url --ip 192.168.1.20 --port 80 --user admin",
+        [options, &invocation](Host& host) { return RunOnvifUrl(*options, invocation, host); });
+    options->camera.AddTo(command);
+    command.add_option("--channel", options->channel, "Channel number")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    command.add_option("--stream", options->stream, "Stream index, 0 = the camera's first profile")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    command.add_flag("--json", options->json, "Print the whole stream description as JSON");
+    AddAnswerTimeout(command, options->timeout);
+}
+
+}  // namespace vms

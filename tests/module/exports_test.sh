@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# The library exports its contract and nothing else: exports_test.sh LIBRARY
+set -euo pipefail
+
+allowed='^(vtable for |typeinfo for |typeinfo name for )?'
+allowed+='(OnvifModule|VideoDeviceModule|Tavero_Http_Encode|TaveroPreview_ws|TaveroFaceFrame_ws|OnvifDeviceSearch)(::.*)?$'
+allowed+='|^non-virtual thunk to (VideoDeviceModule|TaveroPreview_ws|TaveroFaceFrame_ws)::'
+allowed+='|^(GetModuleInstance|m_gLogCallback|g_OnvifModule|g_faceOnClose|g_hostIsBigEndian)$'
+
+names=$(nm -DC --defined-only "$1" | cut -d' ' -f3-)
+extra=$(grep -vE "$allowed" <<<"$names") || extra=
+if [[ -n "$extra" ]]; then
+    printf 'exported, but no part of the contract:\n%s\n' "$extra" >&2
+    exit 1
+fi
+for wanted in GetModuleInstance m_gLogCallback g_OnvifModule 'OnvifModule::SearchDevice' 'OnvifDeviceSearch::start'; do
+    grep -q "^$wanted" <<<"$names" || { echo "missing: $wanted" >&2; exit 1; }
+done
