@@ -57,7 +57,7 @@ TEST_F(PlaybackSourceTest, PlaysTheRangeAndSaysWhenItEnds) {
     // A seek goes on after the end.
     source_->Seek("key", kDay2At830);
     EXPECT_TRUE(sink_.WaitUnits([&](const auto& all) { return all.size() > units.size() + 30; }));
-    EXPECT_TRUE(sink_.WaitUnits([&](const auto&) { return sink_.Messages().size() == 2; }));
+    EXPECT_TRUE(sink_.WaitMessage("playback end", 2));
 }
 
 TEST_F(PlaybackSourceTest, TakesTypesAndAFirstPlace) {
@@ -165,7 +165,7 @@ TEST_F(PlaybackSourceTest, StopsAndStartsAnew) {
     EXPECT_EQ(sink_.All().back().key, "other");
     // Nothing there: the end comes at once.
     source_->StartPlayback("none", 7, kDay2At8, kDay2At9, 0, 0, 0, &sink_, false);
-    EXPECT_TRUE(sink_.WaitUnits([&](const auto&) { return sink_.Messages().size() == 2; }));
+    EXPECT_TRUE(sink_.WaitMessage("playback end", 2));
     source_->RequestStopGetPlaybackStream();
     EXPECT_TRUE(Eventually([&] { return source_->GetCloseGetStreamStatus(); }));
 }

@@ -1,6 +1,5 @@
 #include "tests/drivers/mediafile/UnitRecorder.h"
 
-#include <chrono>
 #include <cstring>
 #include <thread>
 
@@ -92,37 +91,43 @@ int UnitRecorder::Queries() {
     return queries_;
 }
 
-template <class Condition>
-bool UnitRecorder::WaitFor(Condition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + kDeadline;
-    for (;;) {
-        if (condition())
-            return true;
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        MutexLock lock(mutex_);
-        changed_.WaitUntil(mutex_,
-                           std::chrono::steady_clock::now() + std::chrono::milliseconds(20));
-    }
+bool UnitRecorder::WaitChange(TimePoint deadline) {
+    changed_.WaitUntil(mutex_, deadline);
+    return std::chrono::steady_clock::now() < deadline;
 }
 
 bool UnitRecorder::WaitUnits(const std::function<bool(const Units&)>& enough) {
-    return WaitFor([&] { return enough(All()); });
+    const TimePoint deadline = std::chrono::steady_clock::now() + kDeadline;
+    MutexLock lock(mutex_);
+    while (!enough(units_)) {
+        if (!WaitChange(deadline))
+            return false;
+    }
+    return true;
 }
 
 bool UnitRecorder::WaitCount(std::size_t count) {
     return WaitUnits([count](const Units& units) { return units.size() >= count; });
 }
 
-bool UnitRecorder::WaitMessage(const std::string& message) {
-    return WaitFor([&] {
-        const auto messages = Messages();
-        return !messages.empty() && messages.back() == message;
-    });
+bool UnitRecorder::WaitMessage(const std::string& message, std::size_t count) {
+    const TimePoint deadline = std::chrono::steady_clock::now() + kDeadline;
+    MutexLock lock(mutex_);
+    while (messages_.size() < count || messages_.back() != message) {
+        if (!WaitChange(deadline))
+            return false;
+    }
+    return true;
 }
 
 bool UnitRecorder::WaitQueries(int count) {
-    return WaitFor([&] { return Queries() >= count; });
+    const TimePoint deadline = std::chrono::steady_clock::now() + kDeadline;
+    MutexLock lock(mutex_);
+    while (queries_ < count) {
+        if (!WaitChange(deadline))
+            return false;
+    }
+    return true;
 }
 
 bool Eventually(const std::function<bool()>& condition) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -52,15 +53,18 @@ public:
     int Queries() VMS_EXCLUDES(mutex_);
     std::size_t Count() { return All().size(); }
 
-    /// @return whether it came true in time
+    /// Each returns whether it came true in time. Conditions must not call the recorder.
     bool WaitUnits(const std::function<bool(const Units&)>& enough) VMS_EXCLUDES(mutex_);
     bool WaitCount(std::size_t count);
-    bool WaitMessage(const std::string& message) VMS_EXCLUDES(mutex_);
+    /// The latest message is this one, and the `count`th of all.
+    bool WaitMessage(const std::string& message, std::size_t count = 1) VMS_EXCLUDES(mutex_);
     bool WaitQueries(int count) VMS_EXCLUDES(mutex_);
 
 private:
-    template <class Condition>
-    bool WaitFor(Condition condition) VMS_EXCLUDES(mutex_);
+    using TimePoint = std::chrono::steady_clock::time_point;
+
+    /// Waits for a change. @return false once the deadline has passed
+    bool WaitChange(TimePoint deadline) VMS_REQUIRES(mutex_);
 
     std::function<int64_t(const Unit&)> note_;
     Mutex mutex_;
