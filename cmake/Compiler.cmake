@@ -16,7 +16,12 @@ if(VMS_SANITIZE)
     add_compile_options(-fsanitize=${VMS_SANITIZE} -fno-omit-frame-pointer -g)
     add_link_options(-fsanitize=${VMS_SANITIZE})
     # The sanitizers' instrumentation makes the flow analysis behind these two see ghosts.
-    target_compile_options(vms_warnings INTERFACE -Wno-null-dereference -Wno-maybe-uninitialized)
+    target_compile_options(vms_warnings INTERFACE
+        $<$<CXX_COMPILER_ID:GNU>:-Wno-null-dereference;-Wno-maybe-uninitialized>)
+endif()
+
+if(VMS_BUILD_FUZZERS)
+    add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
 find_package(Threads REQUIRED)

@@ -4,7 +4,7 @@ add_library(deviceaccess_objects OBJECT)
 set_target_properties(deviceaccess_objects PROPERTIES
     CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
 # Unique symbols would keep the library mapped after dlclose.
-target_compile_options(deviceaccess_objects PRIVATE -fno-gnu-unique)
+target_compile_options(deviceaccess_objects PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
 target_link_libraries(deviceaccess_objects PUBLIC vmsplatform PRIVATE vms_warnings)
 
 add_library(deviceaccess SHARED)

@@ -9,7 +9,8 @@
 ///
 /// Thread-safe: every operation may be called from any thread, also from inside a handler or a
 /// callback of the bus. Nothing is ever delivered inside a call of SendResponse, SendRequest or
-/// Post; the bus copies each record before the call returns. Slot order is part of the contract.
+/// Post; the bus copies each record before the call returns. Callbacks run one at a time, on
+/// whichever thread of the bus is at hand. Slot order is part of the contract.
 class ICommandBus {
 public:
     using Handler = std::function<void(__tagTvCommand*)>;
@@ -42,12 +43,13 @@ public:
     /// parallel; DevicesEnqueue and DevicesDequeue wait for all earlier requests of their module
     /// and hold back all later ones. Never blocks.
     /// @param request    its serial is replaced by a fresh sequence and the same identifier
-    /// @param onResponse called for every answer, in order, on the bus's delivery thread; it must
-    ///                   not block. May be empty. The entry is dropped by Cancel or after 70 s
-    ///                   without an answer
-    /// @param onHandled  called once on the delivery thread after the handler has returned and
-    ///                   after its answers so far; the argument tells whether it threw. Not called
-    ///                   after Cancel, nor when the module is unregistered first
+    /// @param onResponse called for every answer, in order, on a thread of the bus; it must not
+    ///                   block. May be empty. The entry is dropped by Cancel or after 70 s without
+    ///                   an answer
+    /// @param onHandled  called once on a thread of the bus after the handler has returned and
+    /// after
+    ///                   its answers so far; the argument tells whether it threw. Not called after
+    ///                   Cancel, nor when the module is unregistered first
     /// @return the serial (> 0), kQueueFull or kNoHandler; in both cases no callback ever runs
     virtual int64_t Post(const char* module, const __tagTvCommand& request, Callback onResponse,
                          std::function<void(bool threw)> onHandled = {}) = 0;
@@ -56,7 +58,7 @@ public:
     /// from inside one of them, it is that request's last). The handler itself is not interrupted.
     virtual void Cancel(int64_t serial) = 0;
 
-    /// Delivers every notification of an identifier to the callback, on the delivery thread; it
+    /// Delivers every notification of an identifier to the callback, on a thread of the bus; it
     /// must not block. @return a token for Unsubscribe (> 0)
     virtual int64_t Subscribe(__enumTvCommand id, Callback onNotification) = 0;
 

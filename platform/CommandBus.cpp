@@ -8,8 +8,10 @@ namespace vms {
 
 CommandBus::CommandBus(CommandBusOptions options)
     : deliveries_(options.maxWaitingDeliveries, options.lifetime, std::move(options.clock), log_),
-      scheduler_(options.workers, options.maxWaitingRequests, log_,
-                 [this](int64_t serial, bool threw) { deliveries_.Handled(serial, threw); }) {}
+      scheduler_(
+          options.workers, options.maxWaitingRequests, log_,
+          [this](int64_t serial, bool threw) { deliveries_.Handled(serial, threw); },
+          [this] { deliveries_.DeliverHere(); }) {}
 
 CommandBus::~CommandBus() {
     scheduler_.Stop();
@@ -24,7 +26,11 @@ bool CommandBus::RegisterCommand(const char* module, __enumTvCommand id, Handler
 }
 
 bool CommandBus::SendResponse(__tagTvCommand* response) {
-    return response != nullptr && deliveries_.Respond(*response);
+    if (response == nullptr)
+        return false;
+    const auto wake = RequestScheduler::IsInsideHandler() ? DeliveryQueue::Wake::kSoon
+                                                          : DeliveryQueue::Wake::kNow;
+    return deliveries_.Respond(*response, wake);
 }
 
 bool CommandBus::SendRequest(__tagTvCommand* request) {

@@ -1,9 +1,16 @@
 #include "platform/CreateCommandBusInstance.h"
 
+#include <openssl/crypto.h>
+
 #include "platform/CommandBus.h"
 #include "platform/CommandBusStats.h"
 
 namespace {
+
+/// Handlers use OpenSSL on the bus's threads. Set up first, it is torn down last: after those
+/// threads have been joined and have given their per-thread state back.
+[[maybe_unused]] const int openSslReady =
+    OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CRYPTO_STRINGS, nullptr);
 
 /// Made when the library is loaded and so, whatever modules are loaded later, destroyed after them.
 vms::CommandBus commandBus;

@@ -15,7 +15,6 @@ for entry in commands:
     words = shlex.split(entry["command"])
     flags = [w for w in words if w.startswith(("-D", "-I", "-std=", "-pthread"))]
     flags += [f for a, b in zip(words, words[1:]) if a == "-isystem" for f in (a, b)]
-    command = ["clang++", "-fsyntax-only", "-Wthread-safety", "-Werror=thread-safety", "-Wno-everything",
-               "-Wthread-safety", *flags, source]
+    command = ["clang++", "-fsyntax-only", "-Wno-everything", "-Werror=thread-safety", *flags, source]
     print("cd " + shlex.quote(entry["directory"]) + " && " + shlex.join(command))
 PY

@@ -1,5 +1,3 @@
-#include <CLI/CLI.hpp>
-
 #include <charconv>
 #include <memory>
 #include <optional>
@@ -20,7 +18,7 @@ struct CallOptions {
     std::string module;
     std::string id;
     std::string device;
-    std::string body;
+    std::optional<std::string> body;
     std::optional<std::string> bodyFile;
     double timeout = 70;
 };
@@ -61,7 +59,7 @@ void PrintAnswer(const Answer& answer) {
 int RunCall(const CallOptions& options, const Invocation& invocation, Host& host) {
     const BusRequest request{
         options.module, static_cast<__enumTvCommand>(*ParseCommandId(options.id)), options.device,
-        options.bodyFile ? ReadTextFile(*options.bodyFile) : options.body};
+        options.bodyFile ? ReadTextFile(*options.bodyFile) : options.body.value_or("")};
     const std::string asked = "command " + options.id + " of module \"" + options.module +
                               "\" for device \"" + options.device + "\"";
     Progress progress("waiting for " + options.module, !invocation.host.verbose);
@@ -78,22 +76,23 @@ int RunCall(const CallOptions& options, const Invocation& invocation, Host& host
 
 void AddCall(CLI::App& app, Invocation& invocation) {
     const auto options = std::make_shared<CallOptions>();
-    CLI::App& command = AddCommand(
-        app, invocation, "call",
-        "Send one command to a configured module and print each answer as {\"result\", \"body\"}",
-        "vmshost call --config vmshost.json --module nvr --id 0x10010a --device cam-1",
-        [options, &invocation](Host& host) { return RunCall(*options, invocation, host); });
-    command.add_option("--config", options->config, "Configuration file")->required();
-    command.add_option("--module", options->module, "Name of the module in it")->required();
-    command.add_option("--id", options->id, "Command identifier, decimal or 0x...")
-        ->required()
-        ->check(CLI::Validator(CheckCommandId, "NUMBER"));
-    command.add_option("--device", options->device, "Device identifier (default: none)");
-    auto* body =
-        command.add_option("--body", options->body, "JSON for the command (default: none)");
-    command.add_option("--body-file", options->bodyFile, "File with the JSON for the command")
-        ->excludes(body);
-    AddAnswerTimeout(command, options->timeout);
+    const CommandInfo info{
+        .name = "call",
+        .description =
+            "Send one command to a configured module and print each answer as "
+            "{\"result\", \"body\"}",
+        .example = "vmshost call --config vmshost.json --module nvr --id 0x10010a --device cam-1"};
+    Options command = AddCommand(app, invocation, info, [options, &invocation](Host& host) {
+        return RunCall(*options, invocation, host);
+    });
+    command.RequiredText("--config", options->config, "Configuration file");
+    command.RequiredText("--module", options->module, "Name of the module in it");
+    command.RequiredText("--id", options->id, "Command identifier, decimal or 0x...",
+                         CheckCommandId);
+    command.Text("--device", options->device, "Device identifier (default: none)");
+    command.Either("--body", options->body, "JSON for the command (default: none)", "--body-file",
+                   options->bodyFile, "File with the JSON for the command");
+    command.AnswerTimeout(options->timeout);
 }
 
 }  // namespace vms

@@ -5,10 +5,7 @@
 #include <string>
 
 #include "host/Password.h"
-
-namespace CLI {
-class App;
-}
+#include "host/cli/Options.h"
 
 namespace vms {
 
@@ -20,7 +17,7 @@ struct CameraOptions {
     PasswordSource password;
 
     /// Adds --ip, --port, --user, --password and --password-file.
-    void AddTo(CLI::App& command);
+    void AddTo(Options& command);
 
     /// "10.0.0.5:80"
     std::string Address() const;

@@ -78,26 +78,21 @@ ModuleConfig OnvifModuleConfig(const Invocation& invocation) {
     return config;
 }
 
-CLI::App& AddCommand(CLI::App& app, Invocation& invocation, const std::string& name,
-                     const std::string& description, const std::string& example,
-                     std::function<int(Host&)> run) {
-    CLI::App& command = *app.add_subcommand(name, description);
-    command.footer("Example:\n  " + example);
-    command.add_option("--library", invocation.library,
-                       "Module library (default: ../lib/libdeviceaccess.so beside the executable)");
-    command.add_flag("--verbose", invocation.host.verbose,
-                     "Print the log lines of modules and bus to standard error");
-    command.callback([&invocation, name, run = std::move(run)] {
-        invocation.name = name;
+Options AddCommand(CLI::App& app, Invocation& invocation, const CommandInfo& info,
+                   std::function<int(Host&)> run) {
+    CLI::App& command = *app.add_subcommand(info.name, info.description);
+    command.footer("Example:\n  " + info.example);
+    command.callback([&invocation, info, run = std::move(run)] {
+        invocation.name = info.name;
+        invocation.host.stopSignals = info.stopSignals;
         invocation.run = run;
     });
-    return command;
-}
-
-void AddAnswerTimeout(CLI::App& command, double& seconds) {
-    command.add_option("--timeout", seconds, "Seconds to wait for an answer")
-        ->check(CLI::Range(0.01, 70.0))
-        ->capture_default_str();
+    Options options(command);
+    options.Text("--library", invocation.library,
+                 "Module library (default: ../lib/libdeviceaccess.so beside the executable)");
+    options.Flag("--verbose", invocation.host.verbose,
+                 "Print the log lines of modules and bus to standard error");
+    return options;
 }
 
 BusClient::Duration SecondsToWait(double seconds) {

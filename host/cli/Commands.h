@@ -4,10 +4,7 @@
 #include <string>
 
 #include "host/Host.h"
-
-namespace CLI {
-class App;
-}
+#include "host/cli/Options.h"
 
 namespace vms {
 
@@ -26,14 +23,18 @@ void AddOnvifTest(CLI::App& app, Invocation& invocation);
 void AddWatch(CLI::App& app, Invocation& invocation);
 void AddCall(CLI::App& app, Invocation& invocation);
 
-/// A new command with the options that all share (--library, --verbose).
-/// @param run called when the command line names this command
-CLI::App& AddCommand(CLI::App& app, Invocation& invocation, const std::string& name,
-                     const std::string& description, const std::string& example,
-                     std::function<int(Host&)> run);
+/// What --help tells about a command, and what the host must know before it runs.
+struct CommandInfo {
+    std::string name;
+    std::string description;
+    std::string example;
+    bool stopSignals = false;  ///< see HostOptions
+};
 
-/// --timeout: seconds, up to what the bus keeps an unanswered request.
-void AddAnswerTimeout(CLI::App& command, double& seconds);
+/// A new command, with the options that all share (--library, --verbose).
+/// @param run called when the command line names this command
+Options AddCommand(CLI::App& app, Invocation& invocation, const CommandInfo& info,
+                   std::function<int(Host&)> run);
 
 /// Seconds of an option as a wait.
 BusClient::Duration SecondsToWait(double seconds);

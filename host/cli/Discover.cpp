@@ -1,5 +1,3 @@
-#include <CLI/CLI.hpp>
-
 #include <memory>
 
 #include "host/HostError.h"
@@ -78,16 +76,15 @@ int RunDiscover(const DiscoverOptions& options, const Invocation& invocation, Ho
 
 void AddDiscover(CLI::App& app, Invocation& invocation) {
     const auto options = std::make_shared<DiscoverOptions>();
-    CLI::App& command = AddCommand(
-        app, invocation, "discover", "Find ONVIF cameras on the local networks",
-        "vmshost discover --json | jq -r .ip",
-        [options, &invocation](Host& host) { return RunDiscover(*options, invocation, host); });
-    command.add_flag("--json", options->json,
-                     "One JSON object per camera and line, as it is found");
-    command
-        .add_option("--timeout", options->timeout,
-                    "Give up after so many seconds (default: search to the end)")
-        ->check(CLI::Range(0.01, 3600.0));
+    const CommandInfo info{.name = "discover",
+                           .description = "Find ONVIF cameras on the local networks",
+                           .example = "vmshost discover --json | jq -r .ip"};
+    Options command = AddCommand(app, invocation, info, [options, &invocation](Host& host) {
+        return RunDiscover(*options, invocation, host);
+    });
+    command.Flag("--json", options->json, "One JSON object per camera and line, as it is found");
+    command.Seconds("--timeout", options->timeout,
+                    "Give up after so many seconds (default: search to the end)", 3600);
 }
 
 }  // namespace vms

@@ -1,5 +1,3 @@
-#include <CLI/CLI.hpp>
-
 #include <memory>
 
 #include "host/JsonText.h"
@@ -50,13 +48,16 @@ int RunOnvifTest(const OnvifTestOptions& options, const Invocation& invocation, 
 
 void AddOnvifTest(CLI::App& app, Invocation& invocation) {
     const auto options = std::make_shared<OnvifTestOptions>();
-    CLI::App& command = AddCommand(
-        app, invocation, "onvif-test", "Test whether a camera answers and accepts a login",
-        "vmshost onvif-test --ip 192.168.1.20 --user admin --password-file secret.txt",
-        [options, &invocation](Host& host) { return RunOnvifTest(*options, invocation, host); });
+    const CommandInfo info{
+        .name = "onvif-test",
+        .description = "Test whether a camera answers and accepts a login",
+        .example = "vmshost onvif-test --ip 192.168.1.20 --user admin --password-file secret.txt"};
+    Options command = AddCommand(app, invocation, info, [options, &invocation](Host& host) {
+        return RunOnvifTest(*options, invocation, host);
+    });
     options->camera.AddTo(command);
-    command.add_flag("--json", options->json, "Print the answer on one line");
-    AddAnswerTimeout(command, options->timeout);
+    command.Flag("--json", options->json, "Print the answer on one line");
+    command.AnswerTimeout(options->timeout);
 }
 
 }  // namespace vms

@@ -1,7 +1,6 @@
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
-
+#include <limits>
 #include <memory>
 
 #include "host/HostError.h"
@@ -67,19 +66,21 @@ int RunOnvifUrl(const OnvifUrlOptions& options, const Invocation& invocation, Ho
 
 void AddOnvifUrl(CLI::App& app, Invocation& invocation) {
     const auto options = std::make_shared<OnvifUrlOptions>();
-    CLI::App& command = AddCommand(
-        app, invocation, "onvif-url", "Ask a camera for its RTSP URL, with the login in it",
-        "VMS_PASSWORD=secret vmshost onvif-url --ip 192.168.1.20 --port 80 --user admin",
-        [options, &invocation](Host& host) { return RunOnvifUrl(*options, invocation, host); });
+    const CommandInfo info{
+        .name = "onvif-url",
+        .description = "Ask a camera for its RTSP URL, with the login in it",
+        .example =
+            "VMS_PASSWORD=secret vmshost onvif-url --ip 192.168.1.20 --port 80 --user admin"};
+    Options command = AddCommand(app, invocation, info, [options, &invocation](Host& host) {
+        return RunOnvifUrl(*options, invocation, host);
+    });
+    constexpr int kHighest = std::numeric_limits<int>::max();
     options->camera.AddTo(command);
-    command.add_option("--channel", options->channel, "Channel number")
-        ->check(CLI::NonNegativeNumber)
-        ->capture_default_str();
-    command.add_option("--stream", options->stream, "Stream index, 0 = the camera's first profile")
-        ->check(CLI::NonNegativeNumber)
-        ->capture_default_str();
-    command.add_flag("--json", options->json, "Print the whole stream description as JSON");
-    AddAnswerTimeout(command, options->timeout);
+    command.Integer("--channel", options->channel, "Channel number (default: 0)", 0, kHighest);
+    command.Integer("--stream", options->stream,
+                    "Stream index (default: 0, the camera's first profile)", 0, kHighest);
+    command.Flag("--json", options->json, "Print the whole stream description as JSON");
+    command.AnswerTimeout(options->timeout);
 }
 
 }  // namespace vms

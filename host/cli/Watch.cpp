@@ -1,11 +1,10 @@
-#include <CLI/CLI.hpp>
-
 #include <poll.h>
 
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <limits>
 #include <memory>
 #include <optional>
 
@@ -28,7 +27,7 @@ constexpr std::chrono::milliseconds kGrace(500);
 struct WatchOptions {
     std::string config;
     bool json = false;
-    long count = 0;  ///< reports, 0 = no bound
+    int count = 0;  ///< reports, 0 = no bound
 };
 
 std::string LocalTime() {
@@ -83,7 +82,7 @@ void PrintReports(const WatchOptions& options, const HostConfig& config, StatusF
     ReportPrinter printer(config, options.json);
     std::optional<Progress> progress;
     progress.emplace("waiting for the first report", quiet);
-    long printed = 0;
+    int printed = 0;
     while ((options.count == 0 || printed < options.count) && WaitForReport(feed, stopDescriptor)) {
         const auto report = feed.Take();
         if (!report)
@@ -116,15 +115,18 @@ int RunWatch(const WatchOptions& options, const Invocation& invocation, Host& ho
 
 void AddWatch(CLI::App& app, Invocation& invocation) {
     const auto options = std::make_shared<WatchOptions>();
-    CLI::App& command = AddCommand(
-        app, invocation, "watch", "Print the status reports of configured devices until stopped",
-        "vmshost watch --config vmshost.json",
-        [options, &invocation](Host& host) { return RunWatch(*options, invocation, host); });
-    command.parse_complete_callback([&invocation] { invocation.host.stopSignals = true; });
-    command.add_option("--config", options->config, "Configuration file")->required();
-    command.add_flag("--json", options->json, "Print each report as one line of JSON");
-    command.add_option("--count", options->count, "End after so many reports")
-        ->check(CLI::PositiveNumber);
+    const CommandInfo info{
+        .name = "watch",
+        .description = "Print the status reports of configured devices until stopped",
+        .example = "vmshost watch --config vmshost.json",
+        .stopSignals = true};
+    Options command = AddCommand(app, invocation, info, [options, &invocation](Host& host) {
+        return RunWatch(*options, invocation, host);
+    });
+    command.RequiredText("--config", options->config, "Configuration file");
+    command.Flag("--json", options->json, "Print each report as one line of JSON");
+    command.Integer("--count", options->count, "End after so many reports (default: never)", 1,
+                    std::numeric_limits<int>::max());
 }
 
 }  // namespace vms

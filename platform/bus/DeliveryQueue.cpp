@@ -1,5 +1,6 @@
 #include "platform/bus/DeliveryQueue.h"
 
+#include <algorithm>
 #include <exception>
 #include <system_error>
 #include <utility>
@@ -11,6 +12,12 @@ namespace {
 
 /// The queue that this thread delivers for: its callbacks must not wait for themselves.
 thread_local const DeliveryQueue* deliveringQueue = nullptr;
+
+/// Longest that an answer waits for the end of the handler that gave it.
+constexpr std::chrono::milliseconds kLookInterval{5};
+/// For how long after such an answer the thread keeps looking at that interval.
+constexpr std::chrono::milliseconds kKeepLooking{100};
+constexpr int kMostDeliveriesHere = 16;
 
 }  // namespace
 
@@ -38,7 +45,7 @@ void DeliveryQueue::Cancel(int64_t serial) {
     WaitUntilNotRunning(serial);
 }
 
-bool DeliveryQueue::Respond(const __tagTvCommand& response) {
+bool DeliveryQueue::Respond(const __tagTvCommand& response, Wake when) {
     Delivery delivery{Kind::kResponse, false, response.serial, response};
     MutexLock lock(mutex_);
     const bool full = IsFull();
@@ -50,16 +57,39 @@ bool DeliveryQueue::Respond(const __tagTvCommand& response) {
         return false;
     }
     ++stats_.responses;
-    const bool wake = Push(std::move(delivery));
+    const bool wake = Push(std::move(delivery), when);
     lock.Unlock();
     if (wake)
         wake_.NotifyOne();
     return true;
 }
 
+void DeliveryQueue::DeliverHere() {
+    MutexLock lock(mutex_);
+    if (delivering_)
+        return;
+    delivering_ = true;
+    for (int count = 0; count < kMostDeliveriesHere && !queue_.empty() && !stopping_; ++count) {
+        Job job;
+        TakeExpired(job);
+        TakeFront(job);
+        lock.Unlock();
+        deliveringQueue = this;
+        Execute(std::move(job));
+        deliveringQueue = nullptr;
+        lock.Lock();
+        EndCallback();
+    }
+    delivering_ = false;
+    const bool wake = !queue_.empty() && std::exchange(sleeping_, false);
+    lock.Unlock();
+    if (wake)
+        wake_.NotifyOne();
+}
+
 void DeliveryQueue::Handled(int64_t serial, bool threw) {
     MutexLock lock(mutex_);
-    const bool wake = Push(Delivery{Kind::kHandled, threw, serial, {}});
+    const bool wake = Push(Delivery{Kind::kHandled, threw, serial, {}}, Wake::kSoon);
     lock.Unlock();
     if (wake)
         wake_.NotifyOne();
@@ -99,7 +129,7 @@ bool DeliveryQueue::Notify(const __tagTvCommand& notification) {
                 continue;
             }
             ++accepted;
-            if (Push(Delivery{Kind::kNotification, false, token, notification}))
+            if (Push(Delivery{Kind::kNotification, false, token, notification}, Wake::kNow))
                 wake = true;
         }
         stats_.notifications += accepted;
@@ -134,9 +164,14 @@ void DeliveryQueue::AddStats(CommandBusStats& stats) {
 }
 
 /// @return whether the thread sleeps and is to be woken, once the lock is gone
-bool DeliveryQueue::Push(Delivery delivery) {
+bool DeliveryQueue::Push(Delivery delivery, Wake wake) {
     queue_.push_back(std::move(delivery));
     EnsureThread();
+    if (wake == Wake::kSoon) {
+        lastSoon_ = std::chrono::steady_clock::now();
+        if (looking_)
+            return false;
+    }
     return std::exchange(sleeping_, false);
 }
 
@@ -170,23 +205,30 @@ void DeliveryQueue::WaitUntilNotRunning(int64_t key) {
 void DeliveryQueue::Loop() {
     deliveringQueue = this;
     for (;;) {
-        Job job;  // gone, with all it holds, before its callback counts as ended
+        Job job;
         if (!NextJob(job))
             return;
-        Execute(job);
+        Execute(std::move(job));
     }
+}
+
+void DeliveryQueue::EndCallback() {
+    runningKey_ = 0;
+    if (waitingForCallback_ > 0)
+        callbackEnded_.NotifyAll();
 }
 
 /// Ends the previous job and waits for the next. @return false when the thread is to end
 bool DeliveryQueue::NextJob(Job& job) {
     MutexLock lock(mutex_);
-    runningKey_ = 0;
-    if (waitingForCallback_ > 0)
-        callbackEnded_.NotifyAll();
+    if (std::exchange(threadDelivers_, false)) {
+        delivering_ = false;
+        EndCallback();
+    }
     while (!stopping_) {
-        job.expired = pending_.TakeExpired(clock_());
-        stats_.expired += job.expired.size();
-        if (!queue_.empty()) {
+        TakeExpired(job);
+        if (!queue_.empty() && !delivering_) {
+            delivering_ = threadDelivers_ = true;
             TakeFront(job);
             return true;
         }
@@ -195,6 +237,11 @@ bool DeliveryQueue::NextJob(Job& job) {
         Sleep();
     }
     return false;
+}
+
+void DeliveryQueue::TakeExpired(Job& job) {
+    job.expired = pending_.TakeExpired(clock_());
+    stats_.expired += job.expired.size();
 }
 
 /// Takes the oldest delivery, and its callback unless that has been cancelled meanwhile.
@@ -213,12 +260,18 @@ void DeliveryQueue::TakeFront(Job& job) {
 
 void DeliveryQueue::Sleep() {
     fullReported_ = false;
+    const auto now = std::chrono::steady_clock::now();
+    auto until = now + pending_.UntilExpiry(clock_());
+    looking_ = now - lastSoon_ < kKeepLooking;
+    if (looking_)
+        until = std::min(until, now + kLookInterval);
     sleeping_ = true;
-    wake_.WaitUntil(mutex_, std::chrono::steady_clock::now() + pending_.UntilExpiry(clock_()));
-    sleeping_ = false;
+    wake_.WaitUntil(mutex_, until);
+    sleeping_ = looking_ = false;
 }
 
-void DeliveryQueue::Execute(const Job& job) noexcept {
+/// The job is gone, with all it holds, before its callback counts as ended.
+void DeliveryQueue::Execute(Job job) noexcept {
     const Delivery& delivery = job.delivery;
     try {
         if (job.subscription != nullptr && *job.subscription)

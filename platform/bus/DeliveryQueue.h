@@ -19,8 +19,9 @@
 namespace vms {
 
 /// The answering side of the bus: answers, ends of handlers and notifications wait here and are
-/// delivered in order on one thread of their own, so that handlers which occupy every worker cannot
-/// delay them. Thread-safe; no lock is held while a callback runs or is destroyed.
+/// delivered in order, one at a time: by a thread of their own, so that handlers which occupy every
+/// worker cannot delay them, or by a worker that has just ended a handler, which spares the answer
+/// a change of threads. Thread-safe; no lock is held while a callback runs or is destroyed.
 class DeliveryQueue {
 public:
     using Clock = std::function<std::chrono::steady_clock::time_point()>;
@@ -41,8 +42,18 @@ public:
     /// As ICommandBus::Cancel.
     void Cancel(int64_t serial) VMS_EXCLUDES(mutex_);
 
+    /// How soon a delivery has to be on its way.
+    enum class Wake {
+        kNow,   ///< wake the delivery thread
+        kSoon,  ///< the caller will come to DeliverHere, or the thread looks within kLookInterval
+    };
+
     /// @return false when nobody waits for the answer or the queue is full
-    bool Respond(const __tagTvCommand& response) VMS_EXCLUDES(mutex_);
+    bool Respond(const __tagTvCommand& response, Wake wake) VMS_EXCLUDES(mutex_);
+
+    /// Delivers what waits on the calling thread, unless another one is at it. A few at most: what
+    /// is left goes to the delivery thread.
+    void DeliverHere() VMS_EXCLUDES(mutex_);
 
     /// Queued even when the queue is full: there is at most one per request, and requests are
     /// bounded.
@@ -84,17 +95,19 @@ private:
         PendingRequests::Entries expired;
     };
 
-    bool Push(Delivery delivery) VMS_REQUIRES(mutex_);
+    bool Push(Delivery delivery, Wake wake) VMS_REQUIRES(mutex_);
     bool IsFull() const VMS_REQUIRES(mutex_) { return queue_.size() >= maxWaiting_; }
     void ReportFull(const char* what);
     bool EnsureThread() VMS_REQUIRES(mutex_);
     void WaitUntilNotRunning(int64_t key) VMS_REQUIRES(mutex_);
+    void EndCallback() VMS_REQUIRES(mutex_);
 
     void Loop() VMS_EXCLUDES(mutex_);
     bool NextJob(Job& job) VMS_EXCLUDES(mutex_);
+    void TakeExpired(Job& job) VMS_REQUIRES(mutex_);
     void TakeFront(Job& job) VMS_REQUIRES(mutex_);
     void Sleep() VMS_REQUIRES(mutex_);
-    void Execute(const Job& job) noexcept;
+    void Execute(Job job) noexcept;
 
     const std::size_t maxWaiting_;
     const Clock clock_;
@@ -111,8 +124,12 @@ private:
     /// Key of the running callback, 0 = none. Serials start at 2^32, so tokens stay apart from
     /// them.
     int64_t runningKey_ VMS_GUARDED_BY(mutex_) = 0;
+    bool delivering_ VMS_GUARDED_BY(mutex_) = false;      ///< one thread at a time
+    bool threadDelivers_ VMS_GUARDED_BY(mutex_) = false;  ///< it is the delivery thread
     std::size_t waitingForCallback_ VMS_GUARDED_BY(mutex_) = 0;
     bool sleeping_ VMS_GUARDED_BY(mutex_) = false;
+    bool looking_ VMS_GUARDED_BY(mutex_) = false;  ///< sleeping for kLookInterval at most
+    std::chrono::steady_clock::time_point lastSoon_ VMS_GUARDED_BY(mutex_);
     bool stopping_ VMS_GUARDED_BY(mutex_) = false;
     CommandBusStats stats_ VMS_GUARDED_BY(mutex_);
     std::thread thread_ VMS_GUARDED_BY(mutex_);  ///< started when first needed

@@ -29,8 +29,16 @@ thread_local const BusModule* runningModule = nullptr;
 }  // namespace
 
 RequestScheduler::RequestScheduler(const WorkerPool::Options& workers, std::size_t maxWaiting,
-                                   BusLog& log, HandledReport report)
-    : maxWaiting_(maxWaiting), log_(log), report_(std::move(report)), pool_(workers) {}
+                                   BusLog& log, HandledReport report, AfterRequest afterRequest)
+    : maxWaiting_(maxWaiting),
+      log_(log),
+      report_(std::move(report)),
+      afterRequest_(std::move(afterRequest)),
+      pool_(workers) {}
+
+bool RequestScheduler::IsInsideHandler() {
+    return runningModule != nullptr;
+}
 
 void RequestScheduler::Register(const std::string& module, __enumTvCommand id,
                                 ICommandBus::Handler handler) {
@@ -124,6 +132,7 @@ void RequestScheduler::Run(const RequestPtr& request) {
     if (request->reportHandled)
         report_(request->serial, threw);
     Finish(*request, threw);
+    afterRequest_();
 }
 
 /// Calls the handler that is registered now. Nothing of the module is held any more when this

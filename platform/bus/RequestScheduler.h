@@ -24,12 +24,18 @@ public:
     /// Told on a worker when a handler has ended, before the next request of that device starts.
     using HandledReport = std::function<void(int64_t serial, bool threw)>;
 
+    /// Called on a worker once a request is finished and nothing of its module is held any more.
+    using AfterRequest = std::function<void()>;
+
     enum class Outcome { kAccepted, kQueueFull, kNoHandler };
 
     /// @param maxWaiting requests accepted and not started, over all modules
     /// @param log        must outlive the scheduler
     RequestScheduler(const WorkerPool::Options& workers, std::size_t maxWaiting, BusLog& log,
-                     HandledReport report);
+                     HandledReport report, AfterRequest afterRequest);
+
+    /// Whether the calling thread is inside a handler of this or another scheduler.
+    static bool IsInsideHandler();
 
     void Register(const std::string& module, __enumTvCommand id, ICommandBus::Handler handler)
         VMS_EXCLUDES(mutex_);
@@ -59,6 +65,7 @@ private:
     const std::size_t maxWaiting_;
     BusLog& log_;
     const HandledReport report_;
+    const AfterRequest afterRequest_;
 
     Mutex mutex_;
     CondVar drained_;

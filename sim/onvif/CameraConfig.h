@@ -14,7 +14,7 @@ struct CameraConfig {
     std::string bind = "127.0.0.1";
     uint16_t port = 0;           ///< 0 = any free one
     std::string user = "admin";  ///< "" = no login is asked for
-    std::string password = "devsim";
+    std::string password = "admin";
     std::string name = "Front Door";
     std::string hardware;
     std::string location = "Building 1";

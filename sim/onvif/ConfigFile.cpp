@@ -1,6 +1,7 @@
 #include "sim/onvif/ConfigFile.h"
 
 #include <fstream>
+#include <set>
 #include <stdexcept>
 #include <utility>
 
@@ -91,9 +92,21 @@ void TakeCodec(const Json::Value& entry, CameraConfig& config) {
     config.mainIsH265 = codec == "h265";
 }
 
+// A misspelt key would otherwise be a camera that quietly behaves.
+void CheckKeys(const Json::Value& entry) {
+    static const std::set<std::string> known = {
+        "bind",     "codec", "count",       "faults",   "hardware", "location", "name",
+        "password", "port",  "personality", "profiles", "user",     "uuid"};
+    for (const std::string& key : entry.getMemberNames()) {
+        if (known.count(key) == 0)
+            Fail("unknown key of a camera: \"" + key + "\"");
+    }
+}
+
 CameraConfig ReadCamera(const Json::Value& entry, CameraConfig config) {
     if (!entry.isObject())
         Fail("a camera must be an object");
+    CheckKeys(entry);
     TakeText(entry, "bind", config.bind);
     config.port = static_cast<uint16_t>(TakeNumber(entry, "port", config.port, 0, 65535));
     TakeText(entry, "user", config.user);
@@ -113,6 +126,8 @@ CameraConfig ReadCamera(const Json::Value& entry, CameraConfig config) {
 void AddEntry(const Json::Value& entry, const CameraConfig& base, SimulatorOptions& options) {
     const CameraConfig config = ReadCamera(entry, base);
     const int count = TakeNumber(entry, "count", 1, 1, kMaxCameras);
+    if (config.port != 0 && config.port + count > 65536)
+        Fail("\"port\" and \"count\" go beyond port 65535");
     for (int i = 0; i < count; ++i) {
         CameraConfig next = config;
         if (config.port != 0)

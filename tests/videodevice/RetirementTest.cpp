@@ -1,0 +1,126 @@
+// Sources are destroyed once they have closed and nobody is inside them, never earlier.
+#include <future>
+#include <thread>
+
+#include "tests/videodevice/ModuleFixture.h"
+#include "videodevice/FaceOnClose.h"
+
+namespace vms::test {
+namespace {
+
+class Retirement : public ModuleFixture {
+protected:
+    void ReportFaceClosed(const std::string& key) {
+        const int before = factory.script.Count("CreateFaceFrameServer");
+        module->MsgCallback(key, g_faceOnClose);
+        ASSERT_TRUE(Eventually(
+            [&] { return factory.script.Count("CreateFaceFrameServer") == before + 1; }));
+        // The new source is started under the same lock: wait until that is over.
+        EXPECT_EQ(Request(TV_STREAM_PREVIEW_STOP, 1, key), 0);
+    }
+};
+
+TEST_F(Retirement, ASourceIsAskedToCloseUntilItHas) {
+    Preview();
+    SourceState::mayClose = false;
+    Preview();
+    for (int tick = 1; tick <= 3; ++tick) {
+        Tick();
+        EXPECT_EQ(factory.script.Count("ClosePreview"), tick);
+        EXPECT_EQ(SourceState::alive, 2);
+    }
+    SourceState::mayClose = true;
+    factory.script.Throw("ClosePreview");  // counts as not closed
+    Tick();
+    EXPECT_EQ(SourceState::alive, 2);
+    factory.script.Clear();
+    Tick();
+    EXPECT_EQ(SourceState::alive, 1);
+    EXPECT_EQ(factory.script.Count("ClosePreview"), 5);
+}
+
+TEST_F(Retirement, AReceiveThreadInsideTheCallbackKeepsItsSourceAlive) {
+    const std::string key = Preview();
+    Request(TV_STREAM_PREVIEW_START, 1, key);
+    std::promise<void> inside;
+    std::promise<void> release;
+    controller.OnSend([&, gate = release.get_future().share()](long long) {
+        inside.set_value();
+        gate.wait();
+    });
+    FakePreview* const source = factory.preview;
+    std::thread receiver([&] { source->Deliver(key, "unit"); });
+    inside.get_future().wait();
+    controller.OnSend(nullptr);
+    now += 2;
+    EXPECT_NE(Preview(), key);  // retires the stream under the receiver
+    Tick();
+    EXPECT_EQ(SourceState::alive, 2);
+    release.set_value();
+    receiver.join();
+    Tick();
+    EXPECT_EQ(SourceState::alive, 1);
+}
+
+TEST_F(Retirement, ARecordInUseOutlivesItsClosedSource) {
+    // The source says closed although the module is still sending for it.
+    const std::string key = Preview();
+    Request(TV_STREAM_PREVIEW_START, 1, key);
+    controller.OnSend([&](long long) {
+        controller.OnSend(nullptr);
+        now += 2;
+        EXPECT_NE(Preview(), key);
+        Tick();
+        EXPECT_EQ(SourceState::alive, 2);
+    });
+    Deliver(key, "unit");
+    Tick();
+    EXPECT_EQ(SourceState::alive, 1);
+}
+
+TEST_F(Retirement, AStopThatThrowsDoesNotKeepTheStreamInService) {
+    const std::string key = Preview();
+    factory.script.Throw("StopPreview");
+    EXPECT_NE(Preview(), key);
+    Tick();
+    EXPECT_EQ(SourceState::alive, 1);
+}
+
+TEST_F(Retirement, ALostFaceSourceIsReplaced) {
+    const std::string key = Preview(R"({"id": "d", "channel": 2, "face": 1})");
+    SourceState::mayClose = false;
+    TakeCalls();
+    ReportFaceClosed(key);
+    EXPECT_EQ(TakeCalls(),
+              (Calls{"StopFaceFrame " + key, "CreateFaceFrameServer device", "StartFaceFrame 2"}));
+    ReportFaceClosed(key);
+    Tick();
+    EXPECT_EQ(factory.script.Count("CloseFace"), 2);
+    EXPECT_EQ(SourceState::alive, 4);
+    SourceState::mayClose = true;
+    Tick();
+    EXPECT_EQ(SourceState::alive, 2);
+
+    Ask(TV_CMD_DEVICES_DEQUEUE, "", R"({"id": "d"})");
+    TakeCalls();
+    factory.script.Null("CreateFaceFrameServer");
+    ReportFaceClosed(key);
+    EXPECT_EQ(TakeCalls(), (Calls{"StopFaceFrame " + key, "CreateFaceFrameServer nobody"}));
+    module->FaceReConnect(key);  // no face source any more: nothing to replace
+    module->FaceReConnect("unknown");
+    module.reset();
+    EXPECT_EQ(factory.script.Count("StopFaceFrame"), 3);
+}
+
+TEST_F(Retirement, TheModuleLeavesWithItsSourcesStopped) {
+    const std::string key = Preview(R"({"id": "d", "face": 1})");
+    Request(TV_STREAM_TALK_START, 1, key);
+    UrlOf(TV_CMD_GET_PLAYBACK_URL);
+    TakeCalls();
+    module.reset();
+    for (const char* operation : {"StopPreview", "StopPlayback", "StopFaceFrame", "StopTalk"})
+        EXPECT_EQ(factory.script.Count(operation), 1) << operation;
+}
+
+}  // namespace
+}  // namespace vms::test

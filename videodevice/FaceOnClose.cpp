@@ -1,0 +1,3 @@
+#include "videodevice/FaceOnClose.h"
+
+const char g_faceOnClose[] = "Face onclose";

@@ -1,0 +1,19 @@
+#include "videodevice/ModuleParts.h"
+
+namespace vms {
+
+void ModuleParts::ShutDown() {
+    workers.Join();
+    for (const auto& talk : talkTable.TakeAll())
+        Guarded("StopTalk", [&] { talk->StopTalk(); });
+    for (const auto& removal : syncTable.TakeAll())
+        syncPlayback.Retire(removal);
+    for (const auto& stream : streams.TakeAll())
+        retirement.RetireStream(stream);
+    retirement.SweepAll();
+    retirement.Clear();
+    devices.Clear();
+    workers.Join();
+}
+
+}  // namespace vms

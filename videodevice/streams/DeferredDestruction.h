@@ -1,0 +1,59 @@
+#pragma once
+
+#include <list>
+#include <memory>
+#include <utility>
+
+#include "platform/Mutex.h"
+#include "videodevice/core/Guarded.h"
+
+namespace vms {
+
+/// Holds objects that close in their own time and destroys each once it has closed. Thread-safe;
+/// nothing is asked or destroyed under the lock.
+template <class T>
+class DeferredDestruction {
+public:
+    /// @param item not null
+    void Add(std::shared_ptr<T> item) VMS_EXCLUDES(mutex_) {
+        MutexLock lock(mutex_);
+        items_.push_back(std::move(item));
+    }
+
+    /// One pass: asks every object to close, and drops those that say they have and that nobody
+    /// else holds. The others stay for the next pass.
+    /// @param hasClosed bool(T&): asks to close and reports; may throw, which means not yet
+    /// @param drop      void(std::shared_ptr<T>): lets the last reference go
+    template <class HasClosed, class Drop>
+    void Sweep(HasClosed&& hasClosed, Drop&& drop) VMS_EXCLUDES(mutex_) {
+        Items items = TakeItems();
+        for (auto item = items.begin(); item != items.end();) {
+            bool closed = false;
+            Guarded("Sweep", [&] { closed = hasClosed(**item); });
+            if (closed && item->use_count() == 1) {
+                Guarded("Sweep", [&] { drop(std::move(*item)); });
+                item = items.erase(item);
+            } else {
+                ++item;
+            }
+        }
+        MutexLock lock(mutex_);
+        items_.splice(items_.begin(), items);
+    }
+
+    /// Drops everything, closed or not: only when no source can run any more or the module goes.
+    void Clear() VMS_EXCLUDES(mutex_) { TakeItems(); }
+
+private:
+    using Items = std::list<std::shared_ptr<T>>;
+
+    Items TakeItems() VMS_EXCLUDES(mutex_) {
+        MutexLock lock(mutex_);
+        return std::exchange(items_, {});
+    }
+
+    Mutex mutex_;
+    Items items_ VMS_GUARDED_BY(mutex_);
+};
+
+}  // namespace vms
