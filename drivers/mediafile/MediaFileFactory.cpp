@@ -1,0 +1,128 @@
+#include "drivers/mediafile/MediaFileFactory.h"
+
+#include <cstdlib>
+#include <utility>
+#include <vector>
+
+extern "C" {
+#include <libavutil/log.h>
+}
+
+#include "drivers/common/DriverLog.h"
+#include "drivers/mediafile/DeviceFolder.h"
+#include "drivers/mediafile/FaceSource.h"
+#include "drivers/mediafile/MediaFileDevice.h"
+#include "drivers/mediafile/PlaybackSource.h"
+#include "drivers/mediafile/PreviewSource.h"
+#include "drivers/mediafile/SyncChannelSource.h"
+#include "drivers/mediafile/SyncSession.h"
+#include "drivers/mediafile/TalkSink.h"
+
+namespace vms::mediafile {
+namespace {
+
+constexpr const char* kRootVariable = "VMS_MEDIA_ROOT";
+constexpr const char* kVersion = "1.0";
+constexpr std::chrono::seconds kCloseTime{5};
+
+/// What sources take of a device; null for no device and for one of another family.
+std::shared_ptr<const RecordingIndex> IndexOf(const IVideoDevice* device) {
+    const auto* own = dynamic_cast<const MediaFileDevice*>(device);
+    return own == nullptr ? nullptr : own->Index();
+}
+
+std::string ChooseRoot(const __tagTvStreamServerParam* param) {
+    if (param != nullptr && !param->content.empty())
+        return param->content;
+    const char* variable = std::getenv(kRootVariable);
+    return variable == nullptr ? "" : variable;
+}
+
+}  // namespace
+
+MediaFileFactory::~MediaFileFactory() {
+    UnInit();
+}
+
+bool MediaFileFactory::Init(__tagTvStreamServerParam* param) {
+    // What is wrong with a file is told in this family's own log lines.
+    av_log_set_level(AV_LOG_QUIET);
+    std::string root = ChooseRoot(param);
+    VMS_DRIVER_LOG(1, "MediaFileFactory", "root folder \"%s\"", root.c_str());
+    registry_->Open();
+    MutexLock lock(mutex_);
+    root_ = std::move(root);
+    return true;
+}
+
+int MediaFileFactory::UnInit() {
+    return registry_->CloseAll(kCloseTime) ? 0 : -1;
+}
+
+std::shared_ptr<const RecordingIndex> MediaFileFactory::MakeIndex(const __tagTvVideoParam& device) {
+    MutexLock lock(mutex_);
+    return std::make_shared<const RecordingIndex>(DeviceFolder(root_, device), probes_);
+}
+
+IVideoDevice* MediaFileFactory::CreateDevice(__tagTvVideoParam* device) {
+    return new MediaFileDevice(MakeIndex(*device));
+}
+
+IPreviewStreamServer* MediaFileFactory::CreatePreviewServer(IVideoDevice* device,
+                                                            int /*streamType*/,
+                                                            VideoDeviceModule* /*module*/) {
+    auto index = IndexOf(device);
+    return index == nullptr ? nullptr : new PreviewSource(std::move(index), registry_);
+}
+
+IFaceFrameServer* MediaFileFactory::CreateFaceFrameServer(IVideoDevice* device) {
+    auto index = IndexOf(device);
+    return index == nullptr ? nullptr : new FaceSource(std::move(index), registry_);
+}
+
+IPlaybackStreamServer* MediaFileFactory::CreatePlaybackServer(IVideoDevice* device, int* speedOnlyI,
+                                                              int /*streamType*/) {
+    auto index = IndexOf(device);
+    if (index == nullptr)
+        return nullptr;
+    *speedOnlyI = kSpeedOnlyKeyFrames;
+    return new PlaybackSource(std::move(index), registry_);
+}
+
+IPlaybackStreamServer* MediaFileFactory::CreateDownloadServer(IVideoDevice* device,
+                                                              int /*streamType*/) {
+    auto index = IndexOf(device);
+    return index == nullptr ? nullptr : new PlaybackSource(std::move(index), registry_);
+}
+
+ITalkStreamServer* MediaFileFactory::CreateTalkServer(IVideoDevice* device) {
+    auto index = IndexOf(device);
+    return index == nullptr ? nullptr : new TalkSink(std::move(index));
+}
+
+ISyncPlaybackServer* MediaFileFactory::CreateSyncPlaybackServer(IVideoDevice* device) {
+    auto index = IndexOf(device);
+    return index == nullptr ? nullptr : new SyncSession(std::move(index), sessions_);
+}
+
+IPlaybackStreamServer* MediaFileFactory::CreateSyncPlaybackChannelServer(IVideoDevice* /*device*/,
+                                                                         int channel,
+                                                                         std::string token) {
+    auto group = sessions_->Find(token);
+    return group == nullptr ? nullptr : new SyncChannelSource(std::move(group), channel, registry_);
+}
+
+bool MediaFileFactory::DeviceTest(__tagTvVideoParam* device, __tagTvSearchDeviceParam* info) {
+    const auto index = MakeIndex(*device);
+    const std::vector<std::filesystem::path> channels = index->Channels();
+    if (channels.empty())
+        return false;
+    info->channelnum = static_cast<int32_t>(channels.size());
+    info->name = index->Root().filename().string();
+    info->ver = kVersion;
+    info->uctype = "mediafile";
+    info->ip = device->ip;
+    return true;
+}
+
+}  // namespace vms::mediafile

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "drivers/mediafile/ProbeCache.h"
+#include "drivers/mediafile/RecordingIndex.h"
+#include "drivers/mediafile/SourceRegistry.h"
+#include "drivers/mediafile/SyncSessionTable.h"
+#include "platform/Mutex.h"
+#include "videodevice/IVideoDeviceFactory.h"
+
+namespace vms::mediafile {
+
+/// Makes drivers and sources over folders of recordings. Refuses (null) devices of other families.
+class MediaFileFactory final : public IVideoDeviceFactory {
+public:
+    MediaFileFactory() = default;
+    /// Ends all source threads; sources may outlive the factory.
+    ~MediaFileFactory();
+    MediaFileFactory(const MediaFileFactory&) = delete;
+    MediaFileFactory& operator=(const MediaFileFactory&) = delete;
+
+    /// Takes the root folder from "content", else from the environment variable VMS_MEDIA_ROOT.
+    bool Init(__tagTvStreamServerParam* param) override VMS_EXCLUDES(mutex_);
+    /// Ends all source threads and refuses new ones until the next Init.
+    /// @return -1 when a thread still runs after five seconds
+    int UnInit() override;
+
+    IVideoDevice* CreateDevice(__tagTvVideoParam* device) override;
+    IPreviewStreamServer* CreatePreviewServer(IVideoDevice* device, int streamType,
+                                              VideoDeviceModule* module) override;
+    IFaceFrameServer* CreateFaceFrameServer(IVideoDevice* device) override;
+    IPlaybackStreamServer* CreatePlaybackServer(IVideoDevice* device, int* speedOnlyI,
+                                                int streamType) override;
+    IPlaybackStreamServer* CreateDownloadServer(IVideoDevice* device, int streamType) override;
+    ITalkStreamServer* CreateTalkServer(IVideoDevice* device) override;
+    ISyncPlaybackServer* CreateSyncPlaybackServer(IVideoDevice* device) override;
+    /// @return null for a token that no session has
+    IPlaybackStreamServer* CreateSyncPlaybackChannelServer(IVideoDevice* device, int channel,
+                                                           std::string token) override;
+    /// Whether the folder exists and can be read; fills "channelnum", "name" and "ver".
+    bool DeviceTest(__tagTvVideoParam* device, __tagTvSearchDeviceParam* info) override;
+
+private:
+    std::shared_ptr<const RecordingIndex> MakeIndex(const __tagTvVideoParam& device)
+        VMS_EXCLUDES(mutex_);
+
+    const std::shared_ptr<ProbeCache> probes_ = std::make_shared<ProbeCache>();
+    const std::shared_ptr<SourceRegistry> registry_ = std::make_shared<SourceRegistry>();
+    const std::shared_ptr<SyncSessionTable> sessions_ = std::make_shared<SyncSessionTable>();
+
+    Mutex mutex_;
+    std::string root_ VMS_GUARDED_BY(mutex_);
+};
+
+}  // namespace vms::mediafile
