@@ -8,6 +8,8 @@ packages=(
     g++ cmake ninja-build ccache pkg-config
     # library and host
     gsoap libgsoap-dev libssl-dev libjsoncpp-dev uuid-dev libspdlog-dev libcli11-dev
+    # device families
+    libavformat-dev libavcodec-dev libavutil-dev
     # simulators
     libboost1.74-dev libpugixml-dev libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
     libgstrtspserver-1.0-dev gstreamer1.0-plugins-base gstreamer1.0-plugins-good
