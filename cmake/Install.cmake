@@ -20,7 +20,8 @@ install(DIRECTORY module platform videodevice websocket deviceapi DESTINATION ${
         FILES_MATCHING PATTERN "*.h" PATTERN "bus" EXCLUDE
         # What the video module is made of is nobody else's business.
         PATTERN "core" EXCLUDE PATTERN "streams" EXCLUDE PATTERN "ptz" EXCLUDE
-        PATTERN "ModuleParts.h" EXCLUDE PATTERN "StreamInfo.h" EXCLUDE)
+        PATTERN "ModuleParts.h" EXCLUDE PATTERN "StreamInfo.h" EXCLUDE
+        PATTERN "TestDevice.h" EXCLUDE)
 
 configure_package_config_file(cmake/deviceaccess-config.cmake.in deviceaccess-config.cmake
                               INSTALL_DESTINATION ${package_dir})

@@ -1,15 +1,17 @@
 #include "onvif/OnvifModule.h"
 
+#include <json/value.h>
+
 #include <exception>
 #include <list>
 #include <system_error>
 
 #include "module/LogSink.h"
+#include "module/TestDevice.h"
 #include "onvif/OnvifDeviceSearch.h"
 #include "onvif/PreviewUrl.h"
 #include "onvif/SearchPages.h"
 #include "platform/CreateCommandBusInstance.h"
-#include "platform/Json.h"
 #include "platform/VideoCommandHelper.h"
 
 namespace {
@@ -23,19 +25,6 @@ std::string TestAnswer() {
     answer["channelnum"] = 1;
     answer["devtype"] = kOnvifDeviceType;
     return answer.toStyledString();
-}
-
-/// Reads a device-test body: one device, or an array whose first element is taken.
-bool ReadTestDevice(const std::string& body, __tagTvVideoParam& device) {
-    Json::Value root;
-    if (!vms::ParseJson(body.c_str(), root))
-        return false;
-    const Json::Value& description = vms::FirstElement(root);
-    vms::ReadString(description, "ip", device.ip);
-    vms::ReadInt(description, "port", device.port);
-    vms::ReadString(description, "username", device.username);
-    vms::ReadString(description, "password", device.password);
-    return true;
 }
 
 }  // namespace
@@ -158,7 +147,7 @@ void OnvifModule::GetPreviewUrl(__tagTvCommand* command) {
 
 void OnvifModule::DeviceTest(__tagTvCommand* command) {
     __tagTvVideoParam device;
-    if (ReadTestDevice(command->body, device) && IsReachable(device))
+    if (vms::ReadTestDevice(command->body, device) && IsReachable(device))
         Answer(command, 1, TestAnswer());
     else
         Answer(command, -1, "");

@@ -1,7 +1,9 @@
 #include "videodevice/core/DeviceTest.h"
 
+#include <json/value.h>
+
 #include "module/DeviceRecords.h"
-#include "platform/Json.h"
+#include "module/TestDevice.h"
 #include "platform/SysCommandHelper.h"
 #include "videodevice/IVideoDeviceFactory.h"
 #include "videodevice/core/Guarded.h"
@@ -9,19 +11,6 @@
 
 namespace vms {
 namespace {
-
-bool ReadDescription(const std::string& body, __tagTvVideoParam& device) {
-    Json::Value root;
-    if (!ParseJson(body.c_str(), root))
-        return false;
-    const Json::Value& description = FirstElement(root);
-    ReadString(description, "ip", device.ip);
-    ReadInt(description, "port", device.port);
-    ReadString(description, "username", device.username);
-    ReadString(description, "password", device.password);
-    ReadBool(description, "httpsEnable", device.httpsEnable);
-    return true;
-}
 
 std::string DescribeFound(const __tagTvSearchDeviceParam& info) {
     Json::Value answer(Json::objectValue);
@@ -54,7 +43,7 @@ void DeviceTest::Run(const std::string& body, __tagTvCommand& response) {
     Guarded("DeviceTest", [&] {
         __tagTvVideoParam device;
         __tagTvSearchDeviceParam info;
-        if (ReadDescription(body, device) && context_.factory.DeviceTest(&device, &info))
+        if (ReadTestDevice(body, device) && context_.factory.DeviceTest(&device, &info))
             Succeed(response, DescribeFound(info));
     });
     VMS_LOG(1, "operator()", "DeviceTest end, ret=%d", response.result);
