@@ -4,7 +4,7 @@
 
 namespace vms {
 
-Host::BusLog::BusLog(bool verbose) : sink("bus", verbose) {
+Host::BusLog::BusLog(LogPrinting printing) : sink("bus", printing) {
     SetCommandBusLog(&sink);
 }
 
@@ -13,9 +13,9 @@ Host::BusLog::~BusLog() {
 }
 
 Host::Host(const HostOptions& options)
-    : signals_(options.stopSignals),
-      moduleLog_("module", options.verbose),
-      busLog_(options.verbose),
+    : signals_(options.signals),
+      moduleLog_("module", options.printing),
+      busLog_(options.printing),
       modules_(bus_, moduleLog_) {}
 
 Host::~Host() = default;

@@ -1,15 +1,15 @@
 #pragma once
 
 #include "host/BusClient.h"
+#include "host/HostSignals.h"
 #include "host/LogSink.h"
 #include "host/ModuleSet.h"
-#include "host/StopSignals.h"
 
 namespace vms {
 
 struct HostOptions {
-    bool verbose = false;      ///< print log lines to standard error
-    bool stopSignals = false;  ///< SIGINT and SIGTERM are the command's to handle
+    LogPrinting printing = LogPrinting::nothing;    ///< to standard error
+    WatchedSignals signals = WatchedSignals::none;  ///< the command's to handle
 };
 
 /// What every command works with: bus, log and modules of this process. Create at most one at a
@@ -24,8 +24,7 @@ public:
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
 
-    /// Readable once a stop signal has come; -1 unless they were asked for.
-    int StopDescriptor() const { return signals_.Descriptor(); }
+    HostSignals& Signals() { return signals_; }
     BusClient& Bus() { return bus_; }
     LogSink& ModuleLog() { return moduleLog_; }
     ModuleSet& Modules() { return modules_; }
@@ -33,14 +32,14 @@ public:
 private:
     /// The bus gets its own sink: error messages quote a module's last line, not the bus's.
     struct BusLog {
-        explicit BusLog(bool verbose);
+        explicit BusLog(LogPrinting printing);
         ~BusLog();
         BusLog(const BusLog&) = delete;
         BusLog& operator=(const BusLog&) = delete;
         LogSink sink;
     };
 
-    StopSignals signals_;  ///< first: threads inherit what it blocks
+    HostSignals signals_;  ///< first: threads inherit what it blocks
     LogSink moduleLog_;
     BusLog busLog_;
     BusClient bus_;

@@ -13,12 +13,13 @@
 namespace vms {
 namespace {
 
-std::shared_ptr<spdlog::logger> MakePrinter(const std::string& name, bool print) {
-    if (!print)
+std::shared_ptr<spdlog::logger> MakePrinter(const std::string& name, LogPrinting printing) {
+    if (printing == LogPrinting::nothing)
         return nullptr;
     auto printer = std::make_shared<spdlog::logger>(
         name, std::make_shared<spdlog::sinks::stderr_color_sink_mt>());
-    printer->set_level(spdlog::level::trace);
+    printer->set_level(printing == LogPrinting::warnings ? spdlog::level::warn
+                                                         : spdlog::level::trace);
     printer->set_pattern("%H:%M:%S.%e %^%L%$ %n %v");
     return printer;
 }
@@ -55,7 +56,8 @@ void ReplaceAll(std::string& line, const std::string& secret) {
 
 }  // namespace
 
-LogSink::LogSink(const std::string& name, bool print) : printer_(MakePrinter(name, print)) {}
+LogSink::LogSink(const std::string& name, LogPrinting printing)
+    : printer_(MakePrinter(name, printing)) {}
 LogSink::~LogSink() = default;
 
 void LogSink::Log(int level, const char* function, const char* format, ...) {

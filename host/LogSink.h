@@ -16,6 +16,13 @@ class logger;
 
 namespace vms {
 
+/// Which log lines are printed.
+enum class LogPrinting {
+    nothing,
+    warnings,  ///< warnings and errors: level 2 and above
+    everything,
+};
+
 /// Takes the log lines of modules or of the bus: keeps the latest for error messages and, on
 /// demand, prints them to standard error. Every line is one line of printable text, and passwords
 /// the host knows are masked. Thread-safe.
@@ -24,9 +31,9 @@ public:
     static constexpr size_t kKept = 64;           ///< lines
     static constexpr size_t kLongestLine = 8192;  ///< bytes; the rest of a longer one is cut
 
-    /// @param name  shown before each printed line
-    /// @param print whether lines go to standard error as they come
-    LogSink(const std::string& name, bool print);
+    /// @param name     shown before each printed line
+    /// @param printing which lines go to standard error as they come
+    LogSink(const std::string& name, LogPrinting printing);
     ~LogSink();
     LogSink(const LogSink&) = delete;
     LogSink& operator=(const LogSink&) = delete;

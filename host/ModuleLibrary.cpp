@@ -32,28 +32,39 @@ void* Open(const std::string& path) {
     return handle;
 }
 
-/// Throws unless the symbol was found in the library itself, not in one it depends on.
-void CheckOrigin(void* handle, void* symbol, const std::string& path) {
+/// Whether the symbol was found in the library itself, not in one it depends on.
+/// @param owner file that holds the symbol
+bool IsOwn(void* handle, void* symbol, std::string& owner) {
     link_map* own = nullptr;
     void* origin = nullptr;
     Dl_info info{};
     if (dlinfo(handle, RTLD_DI_LINKMAP, &own) != 0 ||
         dladdr1(symbol, &info, &origin, RTLD_DL_LINKMAP) == 0)
-        throw HostError(path + ": cannot tell where its " + kEntryPoint + " comes from");
-    if (origin != own)
-        throw HostError(path + " exports no " + kEntryPoint + "; the one found belongs to " +
-                        info.dli_fname + ", another module");
+        return false;
+    owner = info.dli_fname;
+    return origin == own;
 }
 
 IModule* FindModule(void* handle, const std::string& path) {
     void* symbol = dlsym(handle, kEntryPoint);
     if (symbol == nullptr)
         throw HostError(path + " is not a module library: it exports no " + kEntryPoint);
-    CheckOrigin(handle, symbol, path);
+    std::string owner = "an unknown file";
+    if (!IsOwn(handle, symbol, owner))
+        throw HostError(path + " exports no " + kEntryPoint + "; the one found belongs to " +
+                        owner + ", another module");
     IModule* module = reinterpret_cast<decltype(&GetModuleInstance)>(symbol)();
     if (module == nullptr)
         throw HostError(path + ": " + kEntryPoint + " gave no module");
     return module;
+}
+
+IStreamModule* FindStreamModule(void* handle) {
+    std::string owner;
+    void* symbol = dlsym(handle, "GetStreamModuleInstance");
+    if (symbol == nullptr || !IsOwn(handle, symbol, owner))
+        return nullptr;
+    return reinterpret_cast<IStreamModule* (*)()>(symbol)();
 }
 
 }  // namespace
@@ -66,7 +77,8 @@ ModuleLibrary::ModuleLibrary(const std::string& path, ICommandBus& bus)
     : path_(ExistingFile(path)),
       bus_(bus),
       handle_(Open(path_)),
-      module_(FindModule(handle_.get(), path_)) {}
+      module_(FindModule(handle_.get(), path_)),
+      streamModule_(FindStreamModule(handle_.get())) {}
 
 ModuleLibrary::~ModuleLibrary() {
     if (started_)

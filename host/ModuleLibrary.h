@@ -6,6 +6,7 @@
 class ICommandBus;
 class IModule;
 class ILogHandler;
+class IStreamModule;
 
 namespace vms {
 
@@ -35,6 +36,8 @@ public:
     const std::string& Name() const { return name_; }
     const std::string& Path() const { return path_; }
     IModule* Module() const { return module_; }
+    /// The same module's stream side; null when it has none.
+    IStreamModule* StreamModule() const { return streamModule_; }
 
 private:
     struct Unloader {
@@ -46,7 +49,8 @@ private:
     std::string path_;
     ICommandBus& bus_;
     std::unique_ptr<void, Unloader> handle_;
-    IModule* module_;  ///< owned by the library
+    IModule* module_;              ///< owned by the library
+    IStreamModule* streamModule_;  ///< owned by the library, may be null
     std::string name_;
     ILogHandler* log_ = nullptr;
     bool started_ = false;

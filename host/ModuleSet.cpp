@@ -5,6 +5,7 @@
 
 #include "host/HostError.h"
 #include "host/JsonText.h"
+#include "module/IStreamModule.h"
 #include "platform/Mutex.h"
 
 namespace vms {
@@ -48,6 +49,8 @@ void ModuleSet::Start(const ModuleConfig& config) {
         log_.Mask(device["password"].asString());
     auto library = std::make_unique<ModuleLibrary>(config.library, bus_.Bus());
     CheckUnused(*library, config.name);
+    if (streams_ != nullptr && library->StreamModule() != nullptr)
+        library->StreamModule()->SetConnectionControl(streams_);
     if (!library->Init(config.name, config.config, log_))
         throw HostError(WithLastLine(
             "module \"" + config.name + "\" (" + library->Path() + ") refused to start", log_));
@@ -73,6 +76,15 @@ void ModuleSet::Enqueue(const ModuleConfig& config) {
     if (!answer.Succeeded())
         throw HostError(
             WithLastLine("module \"" + config.name + "\" did not take its devices", log_));
+}
+
+std::vector<IStreamModule*> ModuleSet::StreamModules() const {
+    std::vector<IStreamModule*> streams;
+    for (const auto& module : modules_) {
+        if (module->StreamModule() != nullptr)
+            streams.push_back(module->StreamModule());
+    }
+    return streams;
 }
 
 void ModuleSet::OnTimer() {

@@ -10,6 +10,9 @@
 #include "host/LogSink.h"
 #include "host/ModuleLibrary.h"
 
+class IStreamConnectionController;
+class IStreamModule;
+
 namespace vms {
 
 /// The modules the host runs. Used by one thread at a time, except that OnTimer may run on another
@@ -19,9 +22,16 @@ public:
     /// @param log sink of all modules; bus and log must outlive this object
     ModuleSet(BusClient& bus, LogSink& log) : bus_(bus), log_(log) {}
 
+    /// Modules started from now on get the stream server before they are started.
+    /// @param controller not owned; must outlive the modules
+    void SetStreams(IStreamConnectionController& controller) { streams_ = &controller; }
+
     /// Loads and starts a module and hands it its devices. Their passwords are masked in the log.
     /// @throws HostError; the module is then not part of the set
     void Start(const ModuleConfig& config);
+
+    /// The stream sides of the modules that have one, in the order of starting.
+    std::vector<IStreamModule*> StreamModules() const;
 
     /// Gives every module its turn, in the order of starting.
     void OnTimer();
@@ -37,6 +47,7 @@ private:
 
     BusClient& bus_;
     LogSink& log_;
+    IStreamConnectionController* streams_ = nullptr;  ///< null: this process has no players
     std::vector<std::unique_ptr<ModuleLibrary>> modules_;
 };
 

@@ -1,7 +1,7 @@
-#include <charconv>
 #include <memory>
 #include <optional>
 
+#include "host/CommandId.h"
 #include "host/HostConfig.h"
 #include "host/HostError.h"
 #include "host/JsonText.h"
@@ -22,18 +22,6 @@ struct CallOptions {
     std::optional<std::string> bodyFile;
     double timeout = 70;
 };
-
-/// Decimal, or hexadecimal after 0x. @return nothing unless it is a positive 32-bit number
-std::optional<int32_t> ParseCommandId(const std::string& text) {
-    const bool hexadecimal = text.rfind("0x", 0) == 0 || text.rfind("0X", 0) == 0;
-    const char* digits = text.data() + (hexadecimal ? 2 : 0);
-    const char* end = text.data() + text.size();
-    int32_t id = 0;
-    const auto [stop, error] = std::from_chars(digits, end, id, hexadecimal ? 16 : 10);
-    if (error != std::errc() || stop != end || id <= 0)
-        return std::nullopt;
-    return id;
-}
 
 std::string CheckCommandId(const std::string& text) {
     return ParseCommandId(text) ? "" : "a command identifier such as 0x10010a or 1048842 is needed";
@@ -62,7 +50,7 @@ int RunCall(const CallOptions& options, const Invocation& invocation, Host& host
         options.bodyFile ? ReadTextFile(*options.bodyFile) : options.body.value_or("")};
     const std::string asked = "command " + options.id + " of module \"" + options.module +
                               "\" for device \"" + options.device + "\"";
-    Progress progress("waiting for " + options.module, !invocation.host.verbose);
+    Progress progress("waiting for " + options.module, !invocation.verbose);
     StartModule(options, invocation, host);
     const Answer last = host.Bus().AskPages(
         request, [&](const Answer& answer) { progress.Print([&] { PrintAnswer(answer); }); },

@@ -47,6 +47,7 @@ void BuildCommands(CLI::App& app, Invocation& invocation) {
     AddOnvifTest(app, invocation);
     AddWatch(app, invocation);
     AddCall(app, invocation);
+    AddServe(app, invocation);
 }
 
 void Parse(CLI::App& app, int argc, char** argv) {
@@ -84,13 +85,14 @@ Options AddCommand(CLI::App& app, Invocation& invocation, const CommandInfo& inf
     command.footer("Example:\n  " + info.example);
     command.callback([&invocation, info, run = std::move(run)] {
         invocation.name = info.name;
-        invocation.host.stopSignals = info.stopSignals;
+        invocation.host.signals = info.signals;
+        invocation.host.printing = invocation.verbose ? LogPrinting::everything : info.printing;
         invocation.run = run;
     });
     Options options(command);
     options.Text("--library", invocation.library,
                  "Module library (default: ../lib/libdeviceaccess.so beside the executable)");
-    options.Flag("--verbose", invocation.host.verbose,
+    options.Flag("--verbose", invocation.verbose,
                  "Print the log lines of modules and bus to standard error");
     return options;
 }

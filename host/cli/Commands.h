@@ -11,6 +11,7 @@ namespace vms {
 /// The command that a command line chose, filled while it is parsed.
 struct Invocation {
     HostOptions host;
+    bool verbose = false;           ///< print all log lines
     std::string name;               ///< of the command, for error messages
     std::string library;            ///< module library where none is configured
     std::function<int(Host&)> run;  ///< @return exit status; may throw HostError
@@ -22,13 +23,15 @@ void AddOnvifUrl(CLI::App& app, Invocation& invocation);
 void AddOnvifTest(CLI::App& app, Invocation& invocation);
 void AddWatch(CLI::App& app, Invocation& invocation);
 void AddCall(CLI::App& app, Invocation& invocation);
+void AddServe(CLI::App& app, Invocation& invocation);
 
 /// What --help tells about a command, and what the host must know before it runs.
 struct CommandInfo {
     std::string name;
     std::string description;
     std::string example;
-    bool stopSignals = false;  ///< see HostOptions
+    WatchedSignals signals = WatchedSignals::none;  ///< see HostOptions
+    LogPrinting printing = LogPrinting::nothing;    ///< unless --verbose is given
 };
 
 /// A new command, with the options that all share (--library, --verbose).

@@ -51,7 +51,7 @@ private:
 
 Answer Search(const DiscoverOptions& options, const Invocation& invocation, Host& host,
               FoundCameras& found) {
-    Progress progress("searching for cameras", !invocation.host.verbose);
+    Progress progress("searching for cameras", !invocation.verbose);
     host.Modules().Start(OnvifModuleConfig(invocation));
     const auto end = options.timeout > 0 ? BusClient::Clock::now() + SecondsToWait(options.timeout)
                                          : BusClient::Clock::time_point::max();

@@ -44,7 +44,7 @@ Answer AskUrl(const OnvifUrlOptions& options, const Invocation& invocation, Host
     device["id"] = deviceId;
     ModuleConfig module = OnvifModuleConfig(invocation);
     module.devices.append(device);
-    const Progress progress("asking camera " + options.camera.Address(), !invocation.host.verbose);
+    const Progress progress("asking camera " + options.camera.Address(), !invocation.verbose);
     host.Modules().Start(module);
     return host.Bus().Ask(UrlRequest(options, deviceId), SecondsToWait(options.timeout));
 }

@@ -104,7 +104,7 @@ int RunWatch(const WatchOptions& options, const Invocation& invocation, Host& ho
     StatusFeed feed(host.Bus().Bus());
     {
         const ModuleTimer timer(host.Modules());
-        PrintReports(options, config, feed, host.StopDescriptor(), !invocation.host.verbose);
+        PrintReports(options, config, feed, host.Signals().Descriptor(), !invocation.verbose);
     }
     if (!host.Modules().StopWithin(kGrace))
         host.ModuleLog().Log(0, "watch", "a module had not ended, left behind");
@@ -119,7 +119,7 @@ void AddWatch(CLI::App& app, Invocation& invocation) {
         .name = "watch",
         .description = "Print the status reports of configured devices until stopped",
         .example = "vmshost watch --config vmshost.json",
-        .stopSignals = true};
+        .signals = WatchedSignals::stop};
     Options command = AddCommand(app, invocation, info, [options, &invocation](Host& host) {
         return RunWatch(*options, invocation, host);
     });

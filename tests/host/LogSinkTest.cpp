@@ -7,7 +7,7 @@ namespace {
 using vms::LogSink;
 
 TEST(LogSink, KeepsPrintableLinesWithoutTheirEnds) {
-    LogSink sink("test", false);
+    LogSink sink("test", LogPrinting::nothing);
     sink.Log(1, "F", "port %d\r\n", 80);
     sink.Log(1, "F", "%s", "two\nlines\x1b[2J");
     sink.Log(1, nullptr, "%s\n", "");
@@ -15,7 +15,7 @@ TEST(LogSink, KeepsPrintableLinesWithoutTheirEnds) {
 }
 
 TEST(LogSink, LinesMayBeLongButNotEndless) {
-    LogSink sink("test", false);
+    LogSink sink("test", LogPrinting::nothing);
     for (const size_t length : {255U, 256U, 4000U}) {
         sink.Log(1, "F", "%s", std::string(length, 'x').c_str());
         EXPECT_EQ(sink.LastLine(), std::string(length, 'x'));
@@ -25,7 +25,7 @@ TEST(LogSink, LinesMayBeLongButNotEndless) {
 }
 
 TEST(LogSink, DropsWhatIsBelowItsLevelAndTheOldest) {
-    LogSink sink("test", false);
+    LogSink sink("test", LogPrinting::nothing);
     sink.SetLevel(2);
     sink.Log(1, "F", "event");
     EXPECT_EQ(sink.LastLine(), "");
@@ -36,7 +36,7 @@ TEST(LogSink, DropsWhatIsBelowItsLevelAndTheOldest) {
 }
 
 TEST(LogSink, MasksSecretsHoweverTheyAreSpelt) {
-    LogSink sink("test", false);
+    LogSink sink("test", LogPrinting::nothing);
     sink.Mask("");
     sink.Mask("ab");
     sink.Mask("ab\"cd");

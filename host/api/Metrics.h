@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+
+#include "host/stream/PlayerInfo.h"
+
+namespace vms {
+
+/// Figures of stream server, bus and process in the text format of Prometheus, version 0.0.4.
+std::string MetricsText(const StreamSummary& streams);
+
+}  // namespace vms

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/Mutex.h"
+
+namespace vms {
+
+class PlayerConnection;
+
+/// The players that are connected, by number. A player stays in it until the modules have heard of
+/// its end. Thread-safe.
+class ConnectionTable {
+public:
+    /// A number no other player has had, from 1 up.
+    long long NextId() { return ++lastId_; }
+
+    /// @return false once closed: the player must go
+    [[nodiscard]] bool Add(std::shared_ptr<PlayerConnection> connection) VMS_EXCLUDES(mutex_);
+    void Remove(long long id) VMS_EXCLUDES(mutex_);
+
+    /// @return null when there is no such player
+    std::shared_ptr<PlayerConnection> Find(long long id) const VMS_EXCLUDES(mutex_);
+
+    /// All players, in the order of their coming.
+    std::vector<std::shared_ptr<PlayerConnection>> All() const VMS_EXCLUDES(mutex_);
+
+    /// Takes nobody in from now on.
+    void Close() VMS_EXCLUDES(mutex_);
+
+    /// @return false when somebody was still there at the deadline
+    [[nodiscard]] bool WaitUntilEmpty(std::chrono::steady_clock::time_point deadline)
+        VMS_EXCLUDES(mutex_);
+
+private:
+    std::atomic<long long> lastId_{0};
+    mutable Mutex mutex_;
+    CondVar removed_;
+    std::unordered_map<long long, std::shared_ptr<PlayerConnection>> connections_
+        VMS_GUARDED_BY(mutex_);
+    bool closed_ VMS_GUARDED_BY(mutex_) = false;
+};
+
+}  // namespace vms

@@ -1,0 +1,123 @@
+#include "host/stream/PlayerConnection.h"
+
+#include <boost/asio/post.hpp>
+
+#include <utility>
+
+#include "host/stream/ConnectionTable.h"
+#include "host/stream/PlayerProtocol.h"
+#include "host/stream/StreamModules.h"
+#include "platform/ILogHandler.h"
+
+namespace vms {
+
+namespace asio = boost::asio;
+
+PlayerConnection::PlayerConnection(IoThread& io, PlayerContext& context)
+    : io_(io),
+      context_(context),
+      queue_(context.limits),
+      lane_(asio::make_strand(context.lanes.get_executor())),
+      id_(context.connections.NextId()) {}
+
+bool PlayerConnection::SendUnit(Payload unit, bool isPlayback) {
+    return Settle(isPlayback ? queue_.PushPlayback(std::move(unit))
+                             : queue_.PushLive(std::move(unit), std::chrono::steady_clock::now()));
+}
+
+bool PlayerConnection::SendText(Payload text) {
+    return Settle(queue_.PushText(std::move(text)));
+}
+
+bool PlayerConnection::Settle(const SendQueue::Outcome& outcome) {
+    if (outcome.wakeWriter)
+        io_.Wake(shared_from_this());
+    if (outcome.verdict == SendVerdict::tooSlow) {
+        queue_.Close();
+        ++context_.totals.slowPlayers;
+        context_.log.Log(2, "SendData", "player %lld is too slow, given up", id_);
+        Close("too slow");
+    }
+    return outcome.verdict == SendVerdict::queued || outcome.verdict == SendVerdict::dropped;
+}
+
+void PlayerConnection::Close(const std::string& reason) {
+    asio::post(io_.Context(), [self = shared_from_this(), reason] { self->StartClose(reason); });
+}
+
+PlayerInfo PlayerConnection::Describe() const {
+    PlayerInfo info;
+    info.id = id_;
+    info.address = address_;
+    info.port = port_;
+    info.since = since_;
+    info.counts = queue_.Count();
+    MutexLock lock(mutex_);
+    info.key = key_;
+    return info;
+}
+
+bool PlayerConnection::Opened(const std::string& address, int port) {
+    address_ = address;
+    port_ = port;
+    since_ = std::time(nullptr);
+    opened_ = context_.connections.Add(shared_from_this());
+    if (!opened_)
+        return false;
+    ++context_.totals.players;
+    asio::post(lane_, [self = shared_from_this()] {
+        self->context_.modules.OnConnect(self->id_, self->address_, self->port_);
+    });
+    return true;
+}
+
+bool PlayerConnection::Received(std::string frame, bool text) {
+    ++waitingEvents_;
+    asio::post(lane_, [self = shared_from_this(), frame = std::move(frame), text]() mutable {
+        if (text)
+            self->HandleText(frame);
+        else
+            self->context_.modules.OnStream(self->id_, frame);
+        asio::post(self->io_.Context(), [self] { self->EventDone(); });
+    });
+    readingRests_ = waitingEvents_ >= kWaitingEvents;
+    return !readingRests_;
+}
+
+void PlayerConnection::EventDone() {
+    --waitingEvents_;
+    if (std::exchange(readingRests_, false) && !gone_)
+        ReadOn();
+}
+
+void PlayerConnection::HandleText(const std::string& frame) {
+    ++context_.totals.requests;
+    PlayerRequest request;
+    int result = -1;
+    if (ReadPlayerRequest(frame, request)) {
+        if (IsStartRequest(request.command)) {
+            MutexLock lock(mutex_);
+            key_ = request.key;
+        }
+        result = context_.modules.OnRequest(id_, request);
+    }
+    SendText(std::make_shared<const std::string>(PlayerAnswer(request, result)));
+}
+
+void PlayerConnection::Gone(int code, const std::string& reason) {
+    if (std::exchange(gone_, true))
+        return;
+    queue_.Close();
+    if (!opened_)
+        return;
+    const SendQueue::Counts counts = queue_.Count();
+    context_.totals.sentUnits += counts.sentUnits;
+    context_.totals.sentBytes += counts.sentBytes;
+    context_.totals.droppedUnits += counts.droppedUnits;
+    asio::post(lane_, [self = shared_from_this(), code, reason] {
+        self->context_.modules.OnClose(self->id_, code, reason);
+        self->context_.connections.Remove(self->id_);
+    });
+}
+
+}  // namespace vms

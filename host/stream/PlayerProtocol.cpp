@@ -1,0 +1,39 @@
+#include "host/stream/PlayerProtocol.h"
+
+#include "host/JsonText.h"
+#include "platform/Json.h"
+#include "platform/SysCommandHelper.h"
+
+namespace vms {
+
+bool ReadPlayerRequest(const std::string& text, PlayerRequest& request) {
+    Json::Value document;
+    if (!ParseJson(text.c_str(), document) || !ReadInt(document, "cmd", request.command))
+        return false;
+    ReadString(document, "key", request.key);
+    ReadString(document, "body", request.body);
+    return true;
+}
+
+std::string PlayerAnswer(const PlayerRequest& request, int result) {
+    Json::Value answer(Json::objectValue);
+    answer["cmd"] = request.command;
+    answer["key"] = request.key;
+    answer["result"] = result;
+    return CompactJson(answer);
+}
+
+std::string PlayerMessage(const __tagTvCommand& record) {
+    Json::Value message(Json::objectValue);
+    message["cmd"] = SysCommandHelper::CommandId(&record);
+    message["key"] = record.deviceId;
+    message["body"] = record.body;
+    return CompactJson(message);
+}
+
+bool IsStartRequest(int32_t command) {
+    return command == TV_STREAM_PREVIEW_START || command == TV_STREAM_PLAYBACK_START ||
+           command == TV_STREAM_DOWNLOAD_START;
+}
+
+}  // namespace vms

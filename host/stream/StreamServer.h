@@ -1,0 +1,54 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/HostConfig.h"
+#include "host/http/HttpExchange.h"
+#include "host/stream/PlayerInfo.h"
+#include "host/stream/SendQueue.h"
+#include "platform/IStreamConnectionController.h"
+
+class ILogHandler;
+class IStreamModule;
+
+namespace vms {
+
+/// The host's one listener: players over WebSocket at /stream, everything else over HTTP.
+/// Thread-safe, except that Start and Stop are called once each, in this order, by one thread.
+class StreamServer final : public IStreamConnectionController {
+public:
+    /// Listens at once, so that modules can be told the address; serves from Start on.
+    /// @param log must outlive this object @throws HostError
+    StreamServer(const HttpConfig& config, ILogHandler& log, const SendLimits& limits = {});
+
+    /// Stops unless that has been done.
+    ~StreamServer();
+    StreamServer(const StreamServer&) = delete;
+    StreamServer& operator=(const StreamServer&) = delete;
+
+    /// @param modules that stream, in the order in which they are asked; must outlive Stop
+    /// @param handler serves HTTP requests, at most 64 at a time
+    void Start(std::vector<IStreamModule*> modules, HttpHandler handler);
+
+    /// Closes all connections and returns when the modules have heard of each. Waits for handlers
+    /// and modules that are busy, however long.
+    void Stop();
+
+    int Port() const;
+    std::vector<PlayerInfo> Players() const;
+    StreamSummary Summary() const;
+
+    int SendData(long long connectionId, const char* data, int length, bool isPlayback) override;
+    int SendCommand(long long connectionId, __tagTvCommand* command) override;
+    void CloseConnection(long long connectionId) override;
+    void GetServerAddress(std::string& host, int& port) override;
+    int QueryDataCount(long long connectionId) override;
+
+private:
+    class Impl;
+    const std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace vms
