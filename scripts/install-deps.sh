@@ -7,7 +7,8 @@ packages=(
     # build
     g++ cmake ninja-build ccache pkg-config
     # library and host
-    gsoap libgsoap-dev libssl-dev libjsoncpp-dev uuid-dev libspdlog-dev libcli11-dev
+    gsoap libgsoap-dev libssl-dev libjsoncpp-dev libcjson-dev uuid-dev libspdlog-dev
+    libcli11-dev
     # device families
     libavformat-dev libavcodec-dev libavutil-dev
     # simulators
@@ -16,7 +17,7 @@ packages=(
     gstreamer1.0-plugins-bad gstreamer1.0-plugins-ugly gstreamer1.0-x fonts-dejavu-core
     # tests, benchmarks, demo
     libgtest-dev libgmock-dev libbenchmark-dev libcurl4-openssl-dev ffmpeg iproute2 util-linux
-    python3
+    python3 openssl
 )
 if [[ "${1:-}" == "--all" ]]; then
     packages+=(clang-14 clang libclang-rt-14-dev)

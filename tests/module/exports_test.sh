@@ -13,6 +13,7 @@ if [[ -n "$extra" ]]; then
     printf 'exported, but no part of the contract:\n%s\n' "$extra" >&2
     exit 1
 fi
-for wanted in GetModuleInstance m_gLogCallback g_OnvifModule 'OnvifModule::SearchDevice' 'OnvifDeviceSearch::start'; do
+for wanted in GetModuleInstance m_gLogCallback g_OnvifModule 'OnvifModule::SearchDevice' 'OnvifDeviceSearch::start' \
+    'Tavero_Http_Encode::GetUrlLogin' 'Tavero_Http_Encode::DeSerializePermissionV2'; do
     grep -q "^$wanted" <<<"$names" || { echo "missing: $wanted" >&2; exit 1; }
 done
