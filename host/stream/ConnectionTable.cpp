@@ -9,35 +9,41 @@ namespace vms {
 bool ConnectionTable::Add(std::shared_ptr<PlayerConnection> connection) {
     const long long id = connection->Id();
     MutexLock lock(mutex_);
-    return !closed_ && connections_.emplace(id, std::move(connection)).second;
+    if (closed_)
+        return false;
+    entries_.insert(Place(id), Entry{id, std::move(connection)});
+    return true;
 }
 
 void ConnectionTable::Remove(long long id) {
     std::shared_ptr<PlayerConnection> removed;
     MutexLock lock(mutex_);
-    const auto found = connections_.find(id);
-    if (found == connections_.end())
+    const auto place = Place(id);
+    if (place == entries_.end() || place->id != id)
         return;
-    removed = std::move(found->second);
-    connections_.erase(found);
+    removed = place->connection;
+    entries_.erase(place);
     removed_.NotifyAll();
 }
 
 std::shared_ptr<PlayerConnection> ConnectionTable::Find(long long id) const {
     MutexLock lock(mutex_);
-    const auto found = connections_.find(id);
-    return found == connections_.end() ? nullptr : found->second;
+    const auto place = Place(id);
+    return place == entries_.end() || place->id != id ? nullptr : place->connection;
+}
+
+/// Where the player is, or would be.
+std::vector<ConnectionTable::Entry>::const_iterator ConnectionTable::Place(long long id) const {
+    return std::lower_bound(entries_.begin(), entries_.end(), id,
+                            [](const Entry& entry, long long wanted) { return entry.id < wanted; });
 }
 
 std::vector<std::shared_ptr<PlayerConnection>> ConnectionTable::All() const {
     std::vector<std::shared_ptr<PlayerConnection>> all;
-    {
-        MutexLock lock(mutex_);
-        for (const auto& [id, connection] : connections_)
-            all.push_back(connection);
-    }
-    std::sort(all.begin(), all.end(),
-              [](const auto& one, const auto& other) { return one->Id() < other->Id(); });
+    MutexLock lock(mutex_);
+    all.reserve(entries_.size());
+    for (const Entry& entry : entries_)
+        all.push_back(entry.connection);
     return all;
 }
 
@@ -48,11 +54,11 @@ void ConnectionTable::Close() {
 
 bool ConnectionTable::WaitUntilEmpty(std::chrono::steady_clock::time_point deadline) {
     MutexLock lock(mutex_);
-    while (!connections_.empty()) {
+    while (!entries_.empty()) {
         if (!removed_.WaitUntil(mutex_, deadline))
             break;
     }
-    return connections_.empty();
+    return entries_.empty();
 }
 
 }  // namespace vms

@@ -3,7 +3,6 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
-#include <unordered_map>
 #include <vector>
 
 #include "platform/Mutex.h"
@@ -37,11 +36,18 @@ public:
         VMS_EXCLUDES(mutex_);
 
 private:
+    struct Entry {
+        long long id;
+        std::shared_ptr<PlayerConnection> connection;
+    };
+
+    std::vector<Entry>::const_iterator Place(long long id) const VMS_REQUIRES(mutex_);
+
     std::atomic<long long> lastId_{0};
     mutable Mutex mutex_;
     CondVar removed_;
-    std::unordered_map<long long, std::shared_ptr<PlayerConnection>> connections_
-        VMS_GUARDED_BY(mutex_);
+    /// In the order of their numbers: looked up once per unit and player, so kept dense.
+    std::vector<Entry> entries_ VMS_GUARDED_BY(mutex_);
     bool closed_ VMS_GUARDED_BY(mutex_) = false;
 };
 

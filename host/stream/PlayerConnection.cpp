@@ -16,29 +16,28 @@ namespace asio = boost::asio;
 PlayerConnection::PlayerConnection(IoThread& io, PlayerContext& context)
     : io_(io),
       context_(context),
-      queue_(context.limits),
+      output_(context.limits),
       lane_(asio::make_strand(context.lanes.get_executor())),
       id_(context.connections.NextId()) {}
 
-bool PlayerConnection::SendUnit(Payload unit, bool isPlayback) {
-    return Settle(isPlayback ? queue_.PushPlayback(std::move(unit))
-                             : queue_.PushLive(std::move(unit), std::chrono::steady_clock::now()));
+bool PlayerConnection::SendUnit(std::string_view unit, bool isPlayback) {
+    return Settle(isPlayback ? output_.SendPlayback(unit) : output_.SendLive(unit));
 }
 
-bool PlayerConnection::SendText(Payload text) {
-    return Settle(queue_.PushText(std::move(text)));
+bool PlayerConnection::SendText(std::string_view text) {
+    return Settle(output_.SendText(text));
 }
 
-bool PlayerConnection::Settle(const SendQueue::Outcome& outcome) {
-    if (outcome.wakeWriter)
-        io_.Wake(shared_from_this());
+bool PlayerConnection::Settle(const PlayerOutput::Outcome& outcome) {
+    if (outcome.flush)
+        asio::post(io_.Context(), [self = shared_from_this()] { self->FlushLater(); });
     if (outcome.verdict == SendVerdict::tooSlow) {
-        queue_.Close();
+        output_.Finish();
         ++context_.totals.slowPlayers;
         context_.log.Log(2, "SendData", "player %lld is too slow, given up", id_);
         Close("too slow");
     }
-    return outcome.verdict == SendVerdict::queued || outcome.verdict == SendVerdict::dropped;
+    return outcome.verdict == SendVerdict::accepted || outcome.verdict == SendVerdict::dropped;
 }
 
 void PlayerConnection::Close(const std::string& reason) {
@@ -51,7 +50,7 @@ PlayerInfo PlayerConnection::Describe() const {
     info.address = address_;
     info.port = port_;
     info.since = since_;
-    info.counts = queue_.Count();
+    info.counts = output_.Counts();
     MutexLock lock(mutex_);
     info.key = key_;
     return info;
@@ -101,16 +100,16 @@ void PlayerConnection::HandleText(const std::string& frame) {
         }
         result = context_.modules.OnRequest(id_, request);
     }
-    SendText(std::make_shared<const std::string>(PlayerAnswer(request, result)));
+    SendText(PlayerAnswer(request, result));
 }
 
 void PlayerConnection::Gone(int code, const std::string& reason) {
     if (std::exchange(gone_, true))
         return;
-    queue_.Close();
+    output_.Close();
     if (!opened_)
         return;
-    const SendQueue::Counts counts = queue_.Count();
+    const SendCounts counts = output_.Counts();
     context_.totals.sentUnits += counts.sentUnits;
     context_.totals.sentBytes += counts.sentBytes;
     context_.totals.droppedUnits += counts.droppedUnits;

@@ -7,10 +7,11 @@
 #include <ctime>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "host/stream/IoThread.h"
 #include "host/stream/PlayerInfo.h"
-#include "host/stream/SendQueue.h"
+#include "host/stream/PlayerOutput.h"
 #include "platform/Mutex.h"
 
 class ILogHandler;
@@ -44,7 +45,7 @@ struct PlayerContext {
 /// own. The transport derives from it and belongs to one I/O thread. Lives while it is shared.
 ///
 /// Thread-safe, except for what says otherwise.
-class PlayerConnection : public Wakeable, public std::enable_shared_from_this<PlayerConnection> {
+class PlayerConnection : public std::enable_shared_from_this<PlayerConnection> {
 public:
     virtual ~PlayerConnection() = default;
     PlayerConnection(const PlayerConnection&) = delete;
@@ -52,15 +53,15 @@ public:
 
     long long Id() const { return id_; }
 
-    /// Queues a media unit; never waits. @return false when the player is gone or given up
-    bool SendUnit(Payload unit, bool isPlayback);
-    /// Queues a text frame. @return false when the player is gone or given up
-    bool SendText(Payload text);
+    /// Sends or queues a media unit; never waits. @return false when the player is gone or given up
+    bool SendUnit(std::string_view unit, bool isPlayback);
+    /// Sends or queues a text frame. @return false when the player is gone or given up
+    bool SendText(std::string_view text);
 
     /// Ends the connection; the modules hear of it. @param reason ASCII, at most 100 bytes
     void Close(const std::string& reason);
 
-    size_t QueuedUnits() const { return queue_.QueuedUnits(); }
+    size_t QueuedUnits() const { return output_.Counts().queuedUnits; }
     PlayerInfo Describe() const VMS_EXCLUDES(mutex_);
 
 protected:
@@ -79,18 +80,22 @@ protected:
     void Gone(int code, const std::string& reason);
 
     virtual void ReadOn() = 0;
+    /// Call Flush of the output once the socket can be written to.
+    virtual void FlushLater() = 0;
     virtual void StartClose(const std::string& reason) = 0;
 
-    SendQueue& Queue() { return queue_; }
+    // On any thread:
+
+    PlayerOutput& Output() { return output_; }
+    bool Settle(const PlayerOutput::Outcome& outcome);
 
 private:
-    bool Settle(const SendQueue::Outcome& outcome);
     void HandleText(const std::string& frame) VMS_EXCLUDES(mutex_);
     void EventDone();
 
     IoThread& io_;
     PlayerContext& context_;
-    SendQueue queue_;
+    PlayerOutput output_;
     boost::asio::strand<boost::asio::thread_pool::executor_type> lane_;
     const long long id_;
     // Constant once opened:

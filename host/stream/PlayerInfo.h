@@ -15,7 +15,7 @@ struct PlayerInfo {
     int port = 0;
     std::time_t since = 0;  ///< seconds since the epoch
     std::string key;        ///< of the last start request, "" = none yet
-    SendQueue::Counts counts;
+    SendCounts counts;
 };
 
 /// Counts of the stream server since its start.

@@ -3,10 +3,11 @@
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/buffers_to_string.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/http/field.hpp>
 #include <boost/beast/websocket.hpp>
 
 #include <utility>
+
+#include "host/stream/PlayerStream.h"
 
 namespace vms {
 namespace {
@@ -30,24 +31,22 @@ constexpr size_t kKeptBuffer = size_t{64} << 10;
 /// The kernel must not hide a stopped player behind megabytes of its own.
 constexpr int kKernelBuffer = 256 << 10;
 
-/// A player over WebSocket (RFC 6455), without compression: media does not compress.
+/// A player over WebSocket (RFC 6455), without compression: media does not compress. The library
+/// does handshake, reading and control frames; media and texts go straight to the output.
 class PlayerSocket final : public PlayerConnection {
 public:
     PlayerSocket(asio::ip::tcp::socket socket, IoThread& io, PlayerContext& context)
         : PlayerConnection(io, context),
-          stream_(std::move(socket)),
+          stream_(std::move(socket), Output(),
+                  [this](const PlayerOutput::Outcome& outcome) { Settle(outcome); }),
           closeWait_(stream_.get_executor()) {}
 
     void Start(const Upgrade& upgrade) {
-        websocket::stream_base::timeout timeouts{kHandshake, kIdle, true};
-        stream_.set_option(timeouts);
+        stream_.set_option(websocket::stream_base::timeout{kHandshake, kIdle, true});
         stream_.read_message_max(kLongestMessage);
-        stream_.auto_fragment(false);
         stream_.async_accept(upgrade,
                              [self = Self()](beast::error_code error) { self->OnAccept(error); });
     }
-
-    void OnWake() override { WriteNext(); }
 
 protected:
     void ReadOn() override {
@@ -55,45 +54,53 @@ protected:
             received_, [self = Self()](beast::error_code error, size_t) { self->OnRead(error); });
     }
 
+    void FlushLater() override {
+        Socket().async_wait(asio::ip::tcp::socket::wait_write,
+                            [self = Self()](beast::error_code error) {
+                                if (!error && self->Output().Flush())
+                                    self->FlushLater();
+                            });
+    }
+
     void StartClose(const std::string& reason) override {
         if (std::exchange(closing_, true))
             return;
-        Queue().Close();
+        Output().Finish();
         closeWait_.expires_after(kCloseWait);
         closeWait_.async_wait([self = Self()](beast::error_code error) {
             if (!error)
-                self->CutOff(kNoAnswer);
+                self->CutOff("no answer to the close");
         });
         stream_.async_close({websocket::close_code::going_away, reason},
                             [self = Self(), reason](beast::error_code) { self->CutOff(reason); });
     }
 
 private:
-    static constexpr char kNoAnswer[] = "no answer to close";
-
     std::shared_ptr<PlayerSocket> Self() {
         return std::static_pointer_cast<PlayerSocket>(shared_from_this());
     }
 
+    asio::ip::tcp::socket& Socket() { return stream_.next_layer().Socket(); }
+
     void OnAccept(beast::error_code error) {
         if (error || !Announce())
-            return;
-        ReadOn();
+            CutOff("no player");
+        else
+            ReadOn();
     }
 
     bool Announce() {
         beast::error_code error;
-        asio::ip::tcp::socket& socket = stream_.next_layer();
-        socket.set_option(asio::ip::tcp::no_delay(true), error);
-        socket.set_option(asio::socket_base::send_buffer_size(kKernelBuffer), error);
-        const auto peer = socket.remote_endpoint(error);
+        Socket().set_option(asio::ip::tcp::no_delay(true), error);
+        Socket().set_option(asio::socket_base::send_buffer_size(kKernelBuffer), error);
+        const auto peer = Socket().remote_endpoint(error);
         return !error && Opened(peer.address().to_string(), peer.port());
     }
 
     void OnRead(beast::error_code error) {
         if (error) {
-            CutOff(error == websocket::error::closed ? std::string(stream_.reason().reason.c_str())
-                                                     : error.message());
+            const bool closed = error == websocket::error::closed;
+            CutOff(closed ? std::string(stream_.reason().reason.c_str()) : error.message());
             return;
         }
         const bool readOn =
@@ -106,39 +113,16 @@ private:
             ReadOn();
     }
 
-    void WriteNext() {
-        if (closing_)
-            return;
-        auto message = Queue().Take();
-        if (!message)
-            return;
-        writing_ = std::move(message->bytes);
-        stream_.text(message->text);
-        stream_.async_write(
-            asio::buffer(*writing_),
-            [self = Self()](beast::error_code error, size_t) { self->OnWritten(error); });
-    }
-
-    void OnWritten(beast::error_code error) {
-        writing_.reset();
-        if (error)
-            CutOff(error.message());
-        else
-            WriteNext();
-    }
-
     void CutOff(const std::string& reason) {
         closing_ = true;
         closeWait_.cancel();
-        beast::error_code ignored;
-        stream_.next_layer().close(ignored);
+        stream_.next_layer().Close();
         Gone(static_cast<int>(stream_.reason().code), reason);
     }
 
-    websocket::stream<asio::ip::tcp::socket, false> stream_;
+    websocket::stream<PlayerStream, false> stream_;
     asio::steady_timer closeWait_;
     beast::flat_buffer received_;
-    Payload writing_;  ///< alive until written
     bool closing_ = false;
 };
 

@@ -1,13 +1,14 @@
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <deque>
 #include <optional>
 
+#include "host/stream/FrameHeader.h"
 #include "host/stream/Payload.h"
 #include "host/stream/UnitKind.h"
-#include "platform/Mutex.h"
 
 namespace vms {
 
@@ -20,73 +21,71 @@ struct SendLimits {
         std::chrono::seconds(10);  ///< a live player that stays over its bound so long is given up
 };
 
-/// What became of something to send.
+/// What becomes of something to send.
 enum class SendVerdict {
-    queued,
+    accepted,
     dropped,  ///< a live unit that a slow player does without
     tooSlow,  ///< refused: the player must be given up
-    closed,   ///< refused: the queue has been closed
+    closed,   ///< refused: the player is gone
 };
 
-/// What waits for one player, and the rules by which a slow one loses units. Any thread puts
-/// messages in, one writer takes them out. Thread-safe.
+/// How sending to a player goes.
+struct SendCounts {
+    uint64_t sentUnits = 0;
+    uint64_t sentBytes = 0;  ///< units and texts, without framing
+    uint64_t droppedUnits = 0;
+    size_t queuedUnits = 0;
+    size_t queuedBytes = 0;
+};
+
+/// What waits for one player because the network did not take it, and the rules by which a slow
+/// player loses units. Not thread-safe.
 class SendQueue {
 public:
     using Time = std::chrono::steady_clock::time_point;
+    using Now = Time (*)();
 
-    struct Message {
-        Payload bytes;
-        bool text;  ///< else a media unit
+    /// A frame whose first `sent` bytes, header included, are on their way.
+    struct Frame {
+        FrameHeader header;
+        Payload payload;
+        size_t sent = 0;
+        bool isUnit = false;
+
+        size_t Size() const { return header.size + payload->size(); }
     };
 
-    struct Counts {
-        uint64_t sentUnits = 0;
-        uint64_t sentBytes = 0;
-        uint64_t droppedUnits = 0;
-        size_t queuedUnits = 0;
-        size_t queuedBytes = 0;
-    };
+    explicit SendQueue(const SendLimits& limits, Now now = &std::chrono::steady_clock::now)
+        : limits_(limits), now_(now) {}
 
-    struct Outcome {
-        SendVerdict verdict;
-        bool wakeWriter = false;  ///< the writer had nothing to do: wake it
-    };
+    /// Whether a live unit may go: once the bound is reached all pictures are dropped up to the
+    /// next key picture that finds room, sound and others only while there is none.
+    SendVerdict AdmitLive(UnitKind kind);
 
-    explicit SendQueue(const SendLimits& limits) : limits_(limits) {}
+    /// Whether anything else may go; nothing of it is dropped.
+    SendVerdict AdmitWhole() const;
 
-    /// A unit that may be dropped: once the bound is reached all pictures up to the next key
-    /// picture that finds room, sound and others only while there is none.
-    Outcome PushLive(Payload unit, Time now) VMS_EXCLUDES(mutex_);
+    bool Empty() const { return frames_.empty(); }
+    Frame& Front() { return frames_.front(); }
+    void Push(Frame frame);
+    void Pop();
+    void Clear();
 
-    /// A unit that is never dropped.
-    Outcome PushPlayback(Payload unit) VMS_EXCLUDES(mutex_);
+    /// Counts a frame that has gone without waiting.
+    void CountSent(size_t payloadBytes, bool isUnit);
 
-    /// An answer or message; counts like a playback unit.
-    Outcome PushText(Payload text) VMS_EXCLUDES(mutex_);
-
-    /// For the writer: the next message, or nothing, upon which the writer rests until woken.
-    std::optional<Message> Take() VMS_EXCLUDES(mutex_);
-
-    /// Forgets what waits and refuses everything from now on.
-    void Close() VMS_EXCLUDES(mutex_);
-
-    Counts Count() const VMS_EXCLUDES(mutex_);
-    size_t QueuedUnits() const VMS_EXCLUDES(mutex_);
+    const SendCounts& Counts() const { return counts_; }
 
 private:
-    bool IsOverBound(Time now) VMS_REQUIRES(mutex_);
-    bool MayGo(UnitKind kind, bool overBound) VMS_REQUIRES(mutex_);
-    Outcome Append(Payload bytes, bool text) VMS_REQUIRES(mutex_);
-    Outcome AppendUnlessFull(Payload bytes, bool text) VMS_REQUIRES(mutex_);
+    bool IsOverBound();
+    bool MayGo(UnitKind kind, bool overBound);
 
     const SendLimits limits_;
-    mutable Mutex mutex_;
-    std::deque<Message> messages_ VMS_GUARDED_BY(mutex_);
-    Counts counts_ VMS_GUARDED_BY(mutex_);
-    std::optional<Time> overSince_ VMS_GUARDED_BY(mutex_);  ///< unset: there was room
-    bool waitsForKey_ VMS_GUARDED_BY(mutex_) = false;       ///< a picture has been dropped
-    bool writerRests_ VMS_GUARDED_BY(mutex_) = true;
-    bool closed_ VMS_GUARDED_BY(mutex_) = false;
+    const Now now_;
+    std::deque<Frame> frames_;
+    SendCounts counts_;
+    std::optional<Time> overSince_;  ///< unset: there was room
+    bool waitsForKey_ = false;       ///< a picture has been dropped
 };
 
 }  // namespace vms

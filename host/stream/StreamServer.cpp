@@ -9,7 +9,6 @@
 #include "host/stream/ConnectionTable.h"
 #include "host/stream/HttpSession.h"
 #include "host/stream/Listener.h"
-#include "host/stream/Payload.h"
 #include "host/stream/PlayerConnection.h"
 #include "host/stream/PlayerProtocol.h"
 #include "host/stream/StreamModules.h"
@@ -162,14 +161,14 @@ int StreamServer::SendData(long long connectionId, const char* data, int length,
     const auto player = impl_->Table().Find(connectionId);
     if (player == nullptr)
         return -1;
-    return player->SendUnit(SharedPayload(data, static_cast<size_t>(length)), isPlayback) ? 0 : -1;
+    return player->SendUnit({data, static_cast<size_t>(length)}, isPlayback) ? 0 : -1;
 }
 
 int StreamServer::SendCommand(long long connectionId, __tagTvCommand* command) {
     const auto player = impl_->Table().Find(connectionId);
     if (player == nullptr || command == nullptr)
         return -1;
-    return player->SendText(std::make_shared<const std::string>(PlayerMessage(*command))) ? 0 : -1;
+    return player->SendText(PlayerMessage(*command)) ? 0 : -1;
 }
 
 void StreamServer::CloseConnection(long long connectionId) {
