@@ -37,6 +37,10 @@ public:
     /// @param handler not owned, may be null; set it before Connect
     virtual void SetEventHandle(INetEventHandle* handler) = 0;
 
+    /// Queues one binary frame; never waits for the peer. @param length bytes
+    /// @return false when not connected, or when too much waits to be sent already
+    virtual bool SendBinary(const char* data, int length) = 0;
+
 protected:
     ~IWebSocketClient() = default;
 };

@@ -48,6 +48,7 @@ void BuildCommands(CLI::App& app, Invocation& invocation) {
     AddWatch(app, invocation);
     AddCall(app, invocation);
     AddServe(app, invocation);
+    AddPlay(app, invocation);
 }
 
 void Parse(CLI::App& app, int argc, char** argv) {

@@ -24,6 +24,7 @@ void AddOnvifTest(CLI::App& app, Invocation& invocation);
 void AddWatch(CLI::App& app, Invocation& invocation);
 void AddCall(CLI::App& app, Invocation& invocation);
 void AddServe(CLI::App& app, Invocation& invocation);
+void AddPlay(CLI::App& app, Invocation& invocation);
 
 /// What --help tells about a command, and what the host must know before it runs.
 struct CommandInfo {

@@ -10,8 +10,9 @@ import time
 from network import Site, enter_private_network
 from onvif_steps import OnvifSteps
 from process import StepFailed
+from recorder_steps import RecorderSteps
 
-SUITES = [OnvifSteps]
+SUITES = [OnvifSteps, RecorderSteps]
 
 
 def step_names():
@@ -46,7 +47,7 @@ def run_steps(suites):
 
 
 def keep_running(suites):
-    print("\nThe cameras keep running; Ctrl-C ends them. In another terminal, try:")
+    print("\nThe devices keep running; Ctrl-C ends them. In another terminal, try:")
     for suite in suites:
         for hint in suite.hints():
             print("  " + hint)

@@ -52,6 +52,16 @@ class Background:
                 lines.append(entry)
         raise StepFailed(f"{self.name} was not ready within {timeout} s")
 
+    def line(self, timeout):
+        """Reads the next line of text."""
+        if not select.select([self.process.stdout], [], [], timeout)[0]:
+            raise StepFailed(f"{self.name} was not ready within {timeout} s")
+        line = self.process.stdout.readline().decode(errors="replace").strip()
+        if not line:
+            error = self.process.stderr.read().decode(errors="replace").strip()
+            raise StepFailed(f"{self.name} ended: {error or 'no message'}")
+        return line
+
     def end(self):
         if self.process.poll() is None:
             self.process.terminate()

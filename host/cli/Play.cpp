@@ -1,0 +1,140 @@
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <memory>
+
+#include "host/HostError.h"
+#include "host/JsonText.h"
+#include "host/cli/Commands.h"
+#include "host/cli/Output.h"
+#include "host/play/MediaOutput.h"
+#include "host/play/PlaySession.h"
+#include "module/CommandRecord.h"
+
+namespace vms {
+namespace {
+
+constexpr double kLongest = 1e6;  ///< seconds
+
+struct PlayOptions {
+    std::string url;
+    std::string key;
+    std::string out;
+    std::string trace;
+    int channel = 0;
+    int begin = 0;
+    int end = 0;
+    int recordType = 0;
+    bool download = false;
+    bool sync = false;
+    double seconds = 0;
+    int units = 0;
+    bool json = false;
+};
+
+std::string RangeBody(const PlayOptions& options) {
+    Json::Value body(Json::objectValue);
+    body["channel"] = options.channel;
+    body["beginTime"] = options.begin;
+    body["endTime"] = options.end;
+    body["recordType"] = options.recordType;
+    return CompactJson(body);
+}
+
+PlayRequest RequestOf(const PlayOptions& options) {
+    PlayRequest request;
+    request.url = options.url;
+    request.key = options.key;
+    request.length = SecondsToWait(options.seconds);
+    request.units = options.units;
+    request.startCommand = TV_STREAM_PREVIEW_START;
+    if (options.sync) {
+        request.startCommand = TV_STREAM_PLAYBACK_START;
+        request.startBody = std::to_string(options.channel);
+        request.refusalIsFine = true;
+    } else if (options.begin > 0) {
+        request.startCommand =
+            options.download ? TV_STREAM_DOWNLOAD_START : TV_STREAM_PLAYBACK_START;
+        request.startBody = RangeBody(options);
+    } else if (options.download) {
+        throw HostError("a download needs --begin and --end");
+    }
+    return request;
+}
+
+struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
+
+FilePtr OpenTrace(const std::string& path) {
+    if (path.empty())
+        return nullptr;
+    FilePtr file(std::fopen(path.c_str(), "we"));
+    if (file == nullptr)
+        throw HostError("cannot write " + path + ": " + std::strerror(errno));
+    return file;
+}
+
+void PrintResult(const PlayOptions& options, const PlayStatistics& statistics) {
+    PrintLine(options.json ? CompactJson(statistics.ToJson()) : statistics.ToText());
+}
+
+/// What has been received is kept and told even when the stream broke off.
+int RunPlay(const PlayOptions& options, Host& host) {
+    const FilePtr trace = OpenTrace(options.trace);
+    const std::unique_ptr<UnitSink> sink =
+        options.out.empty() ? nullptr : OpenMediaOutput(options.out);
+    PlayRequest request = RequestOf(options);
+    request.trace = trace.get();
+    PlaySession session(request, sink.get());
+    const auto finish = [&] {
+        if (sink != nullptr)
+            sink->Finish();
+        PrintResult(options, session.Statistics());
+    };
+    try {
+        session.Run(host.Signals().Descriptor());
+    } catch (const HostError&) {
+        finish();
+        throw;
+    }
+    finish();
+    return 0;
+}
+
+}  // namespace
+
+void AddPlay(CLI::App& app, Invocation& invocation) {
+    const auto options = std::make_shared<PlayOptions>();
+    const CommandInfo info{
+        .name = "play",
+        .description =
+            "Receive a stream from a stream server: live, or recorded with --begin and "
+            "--end. Reads pause, resume, speed N, seek SECONDS, talk FILE, hush and quit "
+            "from standard input",
+        .example = "vmshost play --url ws://127.0.0.1:8080/stream --key KEY --out clip.ts",
+        .signals = WatchedSignals::stop};
+    Options command = AddCommand(app, invocation, info,
+                                 [options](Host& host) { return RunPlay(*options, host); });
+    constexpr int kMost = std::numeric_limits<int>::max();
+    command.RequiredText("--url", options->url,
+                         "ws:// or wss:// address, ?token=T if one is needed");
+    command.RequiredText("--key", options->key, "Stream key from the module's answer (uri)");
+    command.Text("--out", options->out,
+                 "File to write: ts, mkv, mp4, or bare h264, h265, mjpeg, aac, alaw, mulaw");
+    command.Text("--trace", options->trace,
+                 "File for a line per unit: arrival, codec, key, serial, timestamp, bytes");
+    command.Integer("--channel", options->channel, "Channel of recorded streams", 0, kMost);
+    command.Integer("--begin", options->begin, "Begin, seconds since the epoch", 0, kMost);
+    command.Integer("--end", options->end, "End, seconds since the epoch", 0, kMost);
+    command.Integer("--record-type", options->recordType, "Mask of record types, 0 = all", 0,
+                    kMost);
+    command.Flag("--download", options->download, "As fast as it comes instead of played");
+    command.Flag("--sync", options->sync, "The key is that of a synchronous session");
+    command.Seconds("--seconds", options->seconds, "End after so long (default: never)", kLongest);
+    command.Integer("--units", options->units, "End after so many media units", 1, kMost);
+    command.Flag("--json", options->json, "Print the result as one line of JSON");
+}
+
+}  // namespace vms

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "host/play/PlayCommand.h"
+#include "host/play/PlayStatistics.h"
+#include "host/play/PlayerLink.h"
+#include "host/play/TalkFile.h"
+#include "host/play/UnitHeader.h"
+
+namespace vms {
+
+/// What a player asks for and when it ends.
+struct PlayRequest {
+    std::string url;
+    std::string key;
+    int startCommand = 0;                          ///< 0x100200, 0x100202 or 0x10020a
+    std::string startBody;                         ///< parameters of the start
+    std::chrono::steady_clock::duration length{};  ///< 0 = until something else ends it
+    int units = 0;                                 ///< media units, 0 = any number
+    bool refusalIsFine = false;  ///< a synchronous channel is refused even when it starts
+    std::FILE* trace = nullptr;  ///< a line per unit, not owned; null = none
+};
+
+/// One stream being received: takes events of the connection, lines of standard input and the clock
+/// on one thread, until the stream, the player or the limits end it.
+class PlaySession {
+public:
+    /// @param sink null = only count; must outlive this object @throws HostError
+    PlaySession(const PlayRequest& request, UnitSink* sink);
+
+    /// @param stopDescriptor readable when the player shall end
+    /// @throws HostError when the stream was refused or broke off
+    void Run(int stopDescriptor);
+
+    const PlayStatistics& Statistics() const { return statistics_; }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void TakeEvents();
+    void TakeEvent(const LinkEvent& event);
+    void TakeUnit(const std::string& unit);
+    void Trace(const UnitHeader& header, size_t bytes);
+    void TakeInput();
+    void Carry(const PlayCommand& command);
+    void SendDueTalk();
+    int WaitMs() const;
+
+    const PlayRequest request_;
+    UnitSink* const sink_;
+    PlayStatistics statistics_;
+    PlayerLink link_;
+    const Clock::time_point end_;
+    std::string typed_;  ///< an unfinished line
+    bool readsInput_ = true;
+    std::optional<TalkFile> talk_;
+    size_t talked_ = 0;  ///< bytes said
+    Clock::time_point nextTalk_;
+    bool done_ = false;
+};
+
+}  // namespace vms
