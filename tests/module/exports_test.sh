@@ -13,6 +13,9 @@ if [[ -n "$extra" ]]; then
     printf 'exported, but no part of the contract:\n%s\n' "$extra" >&2
     exit 1
 fi
-for wanted in GetModuleInstance m_gLogCallback g_OnvifModule 'OnvifModule::SearchDevice' 'OnvifDeviceSearch::start'; do
+for wanted in GetModuleInstance m_gLogCallback g_OnvifModule 'OnvifModule::SearchDevice' 'OnvifDeviceSearch::start' \
+              'TaveroPreview_ws::StartPreview' 'vtable for TaveroPreview_ws' \
+              'TaveroFaceFrame_ws::StartFaceFrame' 'vtable for TaveroFaceFrame_ws' \
+              g_faceOnClose g_hostIsBigEndian; do
     grep -q "^$wanted" <<<"$names" || { echo "missing: $wanted" >&2; exit 1; }
 done
