@@ -117,6 +117,7 @@ private:
     std::size_t filled_ = 0;  ///< bytes of the message so far
     HandlerMemory readMemory_;
     std::string writing_;
+    bool pinging_ = false;  ///< a ping waits to be written
     bool tearingDown_ = false;
     bool halted_ = false;  ///< closing took too long
 };

@@ -112,8 +112,9 @@ void BeastConnection<Stream>::WriteNext() {
 
 template <class Stream>
 void BeastConnection<Stream>::Ping() {
-    if (ws_.is_open())
-        ws_.async_ping({}, [self = this->shared_from_this()](Code) {});
+    if (!ws_.is_open() || std::exchange(pinging_, true))
+        return;
+    ws_.async_ping({}, [self = this->shared_from_this()](Code) { self->pinging_ = false; });
 }
 
 }  // namespace vms

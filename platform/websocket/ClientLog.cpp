@@ -25,6 +25,12 @@ void HandlerThrew(const char* what) noexcept try {
     // A sink that fails must not take the connection down with it.
 }
 
+void CannotConnect(const char* why) noexcept try {
+    if (ILogHandler* const log = sink)
+        log->Log(3, kFunction, "cannot connect: %s\n", why);
+} catch (...) {
+}
+
 void IoThreadCaught(const char* what) noexcept try {
     if (ILogHandler* const log = sink)
         log->Log(3, kFunction, "connection lost to an exception: %s\n", what);

@@ -10,6 +10,7 @@ namespace vms::ClientLog {
 void SetSink(ILogHandler* sink) noexcept;
 
 void HandlerThrew(const char* what) noexcept;
+void CannotConnect(const char* why) noexcept;
 void IoThreadCaught(const char* what) noexcept;
 /// Says, the first time there is a sink to hear it, that certificates are not checked.
 void TlsIsUnverified() noexcept;

@@ -12,17 +12,15 @@ namespace vms {
 namespace {
 
 /// @return null when there is no connection to be had
-std::shared_ptr<Connection> StartConnection(ConnectionRequest request,
-                                            std::shared_ptr<ClientSession> session) try {
+std::shared_ptr<Connection> MakeConnection(ConnectionRequest request,
+                                           std::shared_ptr<ClientSession> session) try {
     IoThreads* const io = IoThreads::Get();
     if (io == nullptr)
         return nullptr;
     const auto make = request.secure ? &MakeTlsConnection : &MakePlainConnection;
-    auto connection = make(*io, std::move(request), GetWebSocketSettings(), std::move(session));
-    connection->Start();
-    return connection;
+    return make(*io, std::move(request), GetWebSocketSettings(), std::move(session));
 } catch (const std::exception& error) {
-    ClientLog::IoThreadCaught(error.what());
+    ClientLog::CannotConnect(error.what());
     return nullptr;
 }
 
@@ -40,15 +38,25 @@ void WebSocketClient::Release() {
 
 bool WebSocketClient::Connect(const char* host, int port, const char* path, const char* protocol,
                               int timeoutMs, bool secure) {
-    MutexLock lock(mutex_);
-    if (std::exchange(used_, true))
-        return false;
     auto request = MakeConnectionRequest(host, port, path, protocol, timeoutMs, secure);
-    const auto connection = request ? StartConnection(std::move(*request), session_) : nullptr;
-    if (connection == nullptr)
+    MutexLock lock(mutex_);
+    if (std::exchange(used_, true) || stopped_)
+        return false;
+    lock.Unlock();
+    const auto connection = request ? MakeConnection(std::move(*request), session_) : nullptr;
+    if (connection == nullptr) {
         session_->MarkClosed();
+        return false;
+    }
+    // Before it starts: its first event may want to send.
+    lock.Lock();
     connection_ = connection;
-    return connection != nullptr;
+    const bool stopped = stopped_;
+    lock.Unlock();
+    connection->Start();
+    if (stopped)
+        connection->Close();
+    return true;
 }
 
 bool WebSocketClient::Send(const char* text, int length) try {
@@ -62,11 +70,14 @@ bool WebSocketClient::Send(const char* text, int length) try {
 }
 
 void WebSocketClient::Stop() {
-    const auto connection = CurrentConnection();
-    if (connection != nullptr)
-        return connection->Close();
     MutexLock lock(mutex_);
-    if (!std::exchange(used_, true))
+    stopped_ = true;
+    const auto connection = connection_.lock();
+    const bool used = used_;
+    lock.Unlock();
+    if (connection != nullptr)
+        connection->Close();
+    else if (!used)
         session_->MarkClosed();
 }
 

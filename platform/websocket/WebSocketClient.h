@@ -33,7 +33,8 @@ private:
     const std::shared_ptr<ClientSession> session_;
 
     Mutex mutex_;
-    bool used_ VMS_GUARDED_BY(mutex_) = false;  ///< connected or stopped before
+    bool used_ VMS_GUARDED_BY(mutex_) = false;     ///< Connect was called
+    bool stopped_ VMS_GUARDED_BY(mutex_) = false;  ///< Stop was called
     std::weak_ptr<Connection> connection_ VMS_GUARDED_BY(mutex_);
 };
 
