@@ -21,7 +21,10 @@ install(DIRECTORY module platform videodevice websocket deviceapi DESTINATION ${
         # What the video module is made of is nobody else's business.
         PATTERN "core" EXCLUDE PATTERN "streams" EXCLUDE PATTERN "ptz" EXCLUDE
         PATTERN "ModuleParts.h" EXCLUDE PATTERN "StreamInfo.h" EXCLUDE
-        PATTERN "TestDevice.h" EXCLUDE)
+        PATTERN "TestDevice.h" EXCLUDE
+        # Nor what the WebSocket clients are made of.
+        PATTERN "platform/websocket" EXCLUDE PATTERN "ClientText.h" EXCLUDE
+        PATTERN "FacePacket.h" EXCLUDE PATTERN "PreviewFrame.h" EXCLUDE)
 
 configure_package_config_file(cmake/deviceaccess-config.cmake.in deviceaccess-config.cmake
                               INSTALL_DESTINATION ${package_dir})

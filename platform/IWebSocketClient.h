@@ -22,7 +22,7 @@ public:
                          int timeoutMs, bool secure) = 0;
 
     /// Queues one text frame; never waits for the peer. @param length bytes, must be UTF-8
-    /// @return false when not connected
+    /// @return false when not connected, or when too much waits to be sent already
     virtual bool Send(const char* text, int length) = 0;
 
     /// Asks for the close and returns; OnClose follows when there was a connection.

@@ -14,6 +14,9 @@ if [[ -n "$extra" ]]; then
     exit 1
 fi
 for wanted in GetModuleInstance m_gLogCallback g_OnvifModule 'OnvifModule::SearchDevice' 'OnvifDeviceSearch::start' \
-    'Tavero_Http_Encode::GetUrlLogin' 'Tavero_Http_Encode::DeSerializePermissionV2'; do
+    'Tavero_Http_Encode::GetUrlLogin' 'Tavero_Http_Encode::DeSerializePermissionV2' \
+              'TaveroPreview_ws::StartPreview' 'vtable for TaveroPreview_ws' \
+              'TaveroFaceFrame_ws::StartFaceFrame' 'vtable for TaveroFaceFrame_ws' \
+              g_faceOnClose g_hostIsBigEndian; do
     grep -q "^$wanted" <<<"$names" || { echo "missing: $wanted" >&2; exit 1; }
 done

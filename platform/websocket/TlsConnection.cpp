@@ -1,0 +1,14 @@
+#include "platform/websocket/BeastConnection.inl"
+#include "platform/websocket/BeastHandshake.inl"
+#include "platform/websocket/BeastTransfer.inl"
+
+namespace vms {
+
+std::shared_ptr<Connection> MakeTlsConnection(IoThreads& io, ConnectionRequest request,
+                                              const WebSocketSettings& settings,
+                                              std::shared_ptr<ConnectionSink> sink) {
+    return std::make_shared<BeastConnection<TlsStream>>(io, std::move(request), settings,
+                                                        std::move(sink), TlsContextFor(settings));
+}
+
+}  // namespace vms

@@ -1,0 +1,23 @@
+#include "websocket/ClientText.h"
+
+#include <json/value.h>
+
+#include "platform/IWebSocketClient.h"
+
+namespace vms {
+
+std::string AfterEqualsSign(std::string_view text) {
+    return std::string(text.substr(text.find('=') + 1));  // npos + 1 is the beginning
+}
+
+std::string LoggableText(const char* data, int length) {
+    return std::string(data, static_cast<std::size_t>(length));
+}
+
+std::string SendRequest(IWebSocketClient& client, const Json::Value& request) {
+    std::string text = request.toStyledString();
+    client.Send(text.data(), static_cast<int>(text.size()));
+    return text;
+}
+
+}  // namespace vms
