@@ -7,7 +7,7 @@ namespace vms {
 void PlayStatistics::Count(const UnitHeader& header, size_t payloadBytes) {
     if (units_ == 0)
         firstUnitMs_ = Seconds() * 1000;
-    else if (header.serial > lastSerial_ + 1)
+    else if (units_ > 1 && header.serial > lastSerial_ + 1)
         lostUnits_ += header.serial - lastSerial_ - 1;
     lastSerial_ = header.serial;
     ++units_;

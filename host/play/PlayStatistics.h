@@ -24,7 +24,8 @@ public:
 
     /// {"units", "bytes", "keyFrames", "lostUnits", "firstUnitMs", "seconds", "codecs": {"h264":
     /// {"units", "bytes", "firstTimestamp", "lastTimestamp", "width", "height"}}, "messages"}. Lost
-    /// are units whose serials are missing between two that came.
+    /// are units whose serials are missing between two that came; not what lies between a cached
+    /// key picture, which comes first, and the next live unit.
     Json::Value ToJson() const;
     /// The same for people, on one line.
     std::string ToText() const;

@@ -17,7 +17,7 @@
 #include "platform/websocket/HostResolver.h"
 #include "platform/websocket/IoThreads.h"
 #include "platform/websocket/KeepAlive.h"
-#include "platform/websocket/SendQueue.h"
+#include "platform/websocket/OutgoingFrames.h"
 
 namespace vms {
 
@@ -40,7 +40,7 @@ public:
     ~BeastConnection() override;
 
     void Start() override;
-    bool Send(std::string_view text) override;
+    bool Send(std::string_view bytes, bool text) override;
     void Close() override;
 
 private:
@@ -104,7 +104,7 @@ private:
 
     // Thread-safe.
     std::atomic<bool> open_{false};
-    SendQueue queue_;
+    OutgoingFrames queue_;
     const std::shared_ptr<std::atomic<bool>> lookUpWanted_ =
         std::make_shared<std::atomic<bool>>(true);
 
@@ -116,7 +116,7 @@ private:
     ReusableBuffer message_;
     std::size_t filled_ = 0;  ///< bytes of the message so far
     HandlerMemory readMemory_;
-    std::string writing_;
+    OutgoingFrame writing_;
     bool pinging_ = false;  ///< a ping waits to be written
     bool tearingDown_ = false;
     bool halted_ = false;  ///< closing took too long

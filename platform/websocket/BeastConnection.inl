@@ -48,13 +48,13 @@ void BeastConnection<Stream>::Start() {
 }
 
 template <class Stream>
-bool BeastConnection<Stream>::Send(std::string_view text) {
+bool BeastConnection<Stream>::Send(std::string_view bytes, bool text) {
     if (!open_)
         return false;
-    const SendQueue::Push result = queue_.Add(text);
-    if (result == SendQueue::Push::kWakeWriter)
+    const OutgoingFrames::Push result = queue_.Add(bytes, text);
+    if (result == OutgoingFrames::Push::kWakeWriter)
         asio::post(strand_, Bind(&BeastConnection::WriteNext));
-    return result != SendQueue::Push::kFull;
+    return result != OutgoingFrames::Push::kFull;
 }
 
 template <class Stream>

@@ -102,8 +102,8 @@ void BeastConnection<Stream>::WriteNext() {
             SendClose();
         return;
     }
-    ws_.text(true);
-    ws_.async_write(asio::buffer(writing_),
+    ws_.text(writing_.text);
+    ws_.async_write(asio::buffer(writing_.bytes),
                     [self = this->shared_from_this()](Code error, std::size_t) {
                         if (!error)
                             self->WriteNext();

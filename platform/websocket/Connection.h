@@ -36,7 +36,7 @@ public:
     /// Once.
     virtual void Start() = 0;
     /// @return false when not open or when too much is queued already
-    virtual bool Send(std::string_view text) = 0;
+    virtual bool Send(std::string_view bytes, bool text) = 0;
     /// Gives up connecting, or sends what is queued and closes.
     virtual void Close() = 0;
 };

@@ -59,12 +59,20 @@ bool WebSocketClient::Connect(const char* host, int port, const char* path, cons
     return true;
 }
 
-bool WebSocketClient::Send(const char* text, int length) try {
-    if (length < 0 || (text == nullptr && length > 0))
+bool WebSocketClient::Send(const char* text, int length) {
+    return SendFrame(text, length, true);
+}
+
+bool WebSocketClient::SendBinary(const char* data, int length) {
+    return SendFrame(data, length, false);
+}
+
+bool WebSocketClient::SendFrame(const char* data, int length, bool text) try {
+    if (length < 0 || (data == nullptr && length > 0))
         return false;
     const auto connection = CurrentConnection();
     return connection != nullptr &&
-           connection->Send(std::string_view(text, static_cast<std::size_t>(length)));
+           connection->Send(std::string_view(data, static_cast<std::size_t>(length)), text);
 } catch (const std::bad_alloc&) {
     return false;
 }

@@ -24,10 +24,12 @@ public:
     long long GetHandle() override;
     bool GetCloseStatus() override;
     void SetEventHandle(INetEventHandle* handler) override;
+    bool SendBinary(const char* data, int length) override VMS_EXCLUDES(mutex_);
 
 private:
     ~WebSocketClient();
 
+    bool SendFrame(const char* data, int length, bool text) VMS_EXCLUDES(mutex_);
     std::shared_ptr<Connection> CurrentConnection() VMS_EXCLUDES(mutex_);
 
     const std::shared_ptr<ClientSession> session_;

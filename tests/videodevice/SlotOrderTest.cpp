@@ -66,7 +66,7 @@ TEST(SlotOrder, WebSocket) {
     ExpectConsecutive(kNoDestructor, &IWebSocketClient::Release, &IWebSocketClient::Connect,
                       &IWebSocketClient::Send, &IWebSocketClient::Stop,
                       &IWebSocketClient::GetHandle, &IWebSocketClient::GetCloseStatus,
-                      &IWebSocketClient::SetEventHandle);
+                      &IWebSocketClient::SetEventHandle, &IWebSocketClient::SendBinary);
     using Message = void (INetEventHandle::*)(long long, const char*, int);
     using TopicMessage = void (INetEventHandle::*)(long long, const char*, const char*, int);
     ExpectConsecutive(kAfterDestructor, &INetEventHandle::OnConnect, &INetEventHandle::OnClose,

@@ -35,6 +35,7 @@ public:
     void SetEventHandle(INetEventHandle* handler) override {
         TheJournal().Add(handler != nullptr ? "client: handler" : "client: no handler");
     }
+    bool SendBinary(const char*, int) override { return false; }
 
 private:
     bool stopped_ = false;
