@@ -30,22 +30,30 @@ protected:
 
     /// Has the client released from inside its first event of this kind.
     void ReleaseInside(Event::Kind kind) {
+        released_ = false;
         events_.hook = [this, kind](const Event& event) {
-            if (event.kind == kind)
-                client_.reset();
+            if (event.kind != kind)
+                return;
+            client_.reset();
+            released_ = true;
         };
+    }
+    [[nodiscard]] bool WaitForRelease() {
+        return Eventually([this] { return released_.load(); });
     }
 
     FrameServer server_;
     EventRecorder events_;
     ClientPtr client_ = MakeClient(&events_);
     std::unique_ptr<FramePeer> peer_;
+    std::atomic<bool> released_{false};
 };
 
 TEST_F(Lifetime, ReleaseInsideAnEventMakesItTheLast) {
     ReleaseInside(Event::kMessage);
     Open();
     ASSERT_TRUE(peer_->Write(Encode({kText, "1"}) + Encode({kText, "2"}) + Encode({kText, "3"})));
+    ASSERT_TRUE(WaitForRelease());
     ASSERT_TRUE(peer_->ReadToEnd());
     EXPECT_EQ(events_.Messages(), std::vector<std::string>{"1"});
     EXPECT_EQ(events_.Last().kind, Event::kMessage);
@@ -54,6 +62,7 @@ TEST_F(Lifetime, ReleaseInsideAnEventMakesItTheLast) {
 TEST_F(Lifetime, ReleaseInsideOnConnectAndOnClose) {
     ReleaseInside(Event::kConnect);
     Open();
+    ASSERT_TRUE(WaitForRelease());
     EXPECT_TRUE(peer_->ReadToEnd());
     EXPECT_EQ(events_.Events().size(), 1u);
 
@@ -62,7 +71,8 @@ TEST_F(Lifetime, ReleaseInsideOnConnectAndOnClose) {
     Open();
     ASSERT_TRUE(peer_->Write({kClose, ClosePayload(1000)}));
     EXPECT_TRUE(peer_->ReadToEnd());
-    ASSERT_TRUE(events_.WaitForEvents(3));
+    ASSERT_TRUE(WaitForRelease());
+    EXPECT_EQ(events_.Events().size(), 3u);
 }
 
 TEST_F(Lifetime, ReleaseWaitsForTheEventUnderWay) {
@@ -120,7 +130,8 @@ TEST_F(Lifetime, SendIsForOpenConnectionsOnly) {
     EXPECT_FALSE(client_->Send(nullptr, 1));
     EXPECT_FALSE(client_->Send("x", -1));
     peer_.reset();
-    ASSERT_TRUE(events_.WaitForClose());
+    ASSERT_TRUE(Eventually([this] { return client_->GetCloseStatus(); }));
+    EXPECT_EQ(events_.Last().kind, Event::kClose);
 }
 
 TEST_F(Lifetime, StopSendsWhatIsQueuedThenCloses) {
