@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "host/LogSink.h"
@@ -41,6 +42,17 @@ protected:
         player = std::make_unique<TestPlayer>(Port(), receiveBuffer);
         EXPECT_EQ(player->Ask(TV_STREAM_PREVIEW_START, "key"), 0);
         return server_->Players().back().id;
+    }
+
+    /// A player leaves the table once its modules have heard of its end. @return false: not in time
+    [[nodiscard]] bool WaitForPlayers(size_t count) const {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (server_->Summary().connected != count) {
+            if (std::chrono::steady_clock::now() > deadline)
+                return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return true;
     }
 
     bool SendData(long long id, const std::string& unit, bool isPlayback = false) {

@@ -65,6 +65,7 @@ TEST_F(StreamServerTest, APlayersLifeFromConnectToClose) {
                                                "media talk", "request 1049089 key last", "close"));
     EXPECT_FALSE(SendData(id, unit));
     EXPECT_EQ(server_->SendData(id, nullptr, 5, false), -1);
+    EXPECT_TRUE(WaitForPlayers(0));
     EXPECT_EQ(server_->QueryDataCount(id), -1);
 }
 
@@ -201,7 +202,7 @@ TEST_F(StreamServerTest, BrokenFramesEndTheirPlayerAlone) {
     for (const auto& [id, events] : lives)
         EXPECT_THAT(events, testing::Not(testing::Contains(testing::StartsWith("media"))));
     EXPECT_EQ(bystander.Ask(TV_STREAM_PREVIEW_START, "k"), 0);
-    EXPECT_EQ(server_->Players().size(), 1U);
+    EXPECT_TRUE(WaitForPlayers(1));
 }
 
 TEST_F(StreamServerTest, WrongUpgradesMakeNoPlayer) {
