@@ -134,6 +134,8 @@ class Drain:
         if self.pid == 0:
             try:
                 self.ask.close()
+                # Players are elsewhere as a rule: they shall not push the server off its processor.
+                os.sched_setscheduler(0, os.SCHED_BATCH, os.sched_param(0))
                 self.run(players, writer, asked)
             finally:
                 os._exit(1)

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <deque>
 #include <memory>
+#include <set>
 
 #include "platform/CreateCommandBusInstance.h"
 #include "platform/Json.h"
@@ -27,11 +28,18 @@ public:
         changed_.NotifyAll();
     }
 
-    /// The next answer; threw when none is left and none will come, silent after the deadline. A
-    /// handler that returned may still answer from a thread of its own.
+    /// Nothing is waited for any more.
+    void GiveUp() VMS_EXCLUDES(mutex_) {
+        MutexLock lock(mutex_);
+        givenUp_ = true;
+        changed_.NotifyAll();
+    }
+
+    /// The next answer; threw when none is left and none will come, silent after the deadline or
+    /// when given up. A handler that returned may still answer from a thread of its own.
     Answer Next(BusClient::Clock::time_point deadline) VMS_EXCLUDES(mutex_) {
         MutexLock lock(mutex_);
-        while (answers_.empty() && !threw_) {
+        while (answers_.empty() && !threw_ && !givenUp_) {
             if (!changed_.WaitUntil(mutex_, deadline))
                 break;
         }
@@ -47,6 +55,7 @@ private:
     CondVar changed_;
     std::deque<Answer> answers_ VMS_GUARDED_BY(mutex_);
     bool threw_ VMS_GUARDED_BY(mutex_) = false;
+    bool givenUp_ VMS_GUARDED_BY(mutex_) = false;
 };
 
 int64_t Post(ICommandBus& bus, const BusRequest& request, const std::shared_ptr<Inbox>& inbox) {
@@ -65,20 +74,55 @@ Answer Refused(int64_t postResult) {
     return {full ? Answer::Kind::queueFull : Answer::Kind::noHandler, 0, {}};
 }
 
-/// Forgets the request when the asker leaves, however it leaves.
-class PostedRequest {
+}  // namespace
+
+/// The inboxes that somebody waits at. Thread-safe.
+class BusClient::Waits {
 public:
-    PostedRequest(ICommandBus& bus, int64_t serial) : bus_(bus), serial_(serial) {}
-    ~PostedRequest() { bus_.Cancel(serial_); }
-    PostedRequest(const PostedRequest&) = delete;
-    PostedRequest& operator=(const PostedRequest&) = delete;
+    void Add(Inbox& inbox) VMS_EXCLUDES(mutex_) {
+        MutexLock lock(mutex_);
+        inboxes_.insert(&inbox);
+        if (interrupted_)
+            inbox.GiveUp();
+    }
+
+    void Remove(Inbox& inbox) VMS_EXCLUDES(mutex_) {
+        MutexLock lock(mutex_);
+        inboxes_.erase(&inbox);
+    }
+
+    void Interrupt() VMS_EXCLUDES(mutex_) {
+        MutexLock lock(mutex_);
+        interrupted_ = true;
+        for (Inbox* inbox : inboxes_)
+            inbox->GiveUp();
+    }
+
+    /// Forgets a posted request when the asker leaves, however it leaves.
+    class Posted {
+    public:
+        Posted(BusClient& client, int64_t serial, Inbox& inbox)
+            : client_(client), serial_(serial), inbox_(inbox) {
+            client_.waits_->Add(inbox_);
+        }
+        ~Posted() {
+            client_.waits_->Remove(inbox_);
+            client_.bus_.Cancel(serial_);
+        }
+        Posted(const Posted&) = delete;
+        Posted& operator=(const Posted&) = delete;
+
+    private:
+        BusClient& client_;
+        const int64_t serial_;
+        Inbox& inbox_;
+    };
 
 private:
-    ICommandBus& bus_;
-    const int64_t serial_;
+    Mutex mutex_;
+    std::set<Inbox*> inboxes_ VMS_GUARDED_BY(mutex_);
+    bool interrupted_ VMS_GUARDED_BY(mutex_) = false;
 };
-
-}  // namespace
 
 bool IsOpenPage(const std::string& body) {
     Json::Value page;
@@ -86,7 +130,13 @@ bool IsOpenPage(const std::string& body) {
     return ParseJson(body.c_str(), page) && ReadInt(page, "pagetype", type) && type != 2;
 }
 
-BusClient::BusClient() : bus_(*CreateCommandBusInstance()) {}
+BusClient::BusClient() : bus_(*CreateCommandBusInstance()), waits_(std::make_unique<Waits>()) {}
+
+BusClient::~BusClient() = default;
+
+void BusClient::Interrupt() {
+    waits_->Interrupt();
+}
 
 Answer BusClient::Ask(const BusRequest& request, Duration timeout) {
     const auto inbox = std::make_shared<Inbox>();
@@ -94,7 +144,7 @@ Answer BusClient::Ask(const BusRequest& request, Duration timeout) {
     const int64_t serial = Post(bus_, request, inbox);
     if (serial <= 0)
         return Refused(serial);
-    const PostedRequest posted(bus_, serial);
+    const Waits::Posted posted(*this, serial, *inbox);
     return inbox->Next(deadline);
 }
 
@@ -104,7 +154,7 @@ Answer BusClient::AskPages(const BusRequest& request, const PageSink& onAnswer, 
     const int64_t serial = Post(bus_, request, inbox);
     if (serial <= 0)
         return Refused(serial);
-    const PostedRequest posted(bus_, serial);
+    const Waits::Posted posted(*this, serial, *inbox);
     for (;;) {
         Answer answer = inbox->Next(std::min(end, Clock::now() + silence));
         if (answer.kind != Answer::Kind::answered)

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "module/CommandRecord.h"
@@ -50,6 +51,7 @@ public:
     static constexpr Duration kPatience{70'000};
 
     BusClient();
+    ~BusClient();
 
     /// Posts a request and waits for its first answer.
     Answer Ask(const BusRequest& request, Duration timeout = kPatience);
@@ -62,10 +64,17 @@ public:
     Answer AskPages(const BusRequest& request, const PageSink& onAnswer,
                     Duration silence = kPatience, Clock::time_point end = Clock::time_point::max());
 
+    /// Ends every wait, those under way and all to come, as if its time had run out: for a process
+    /// that is about to end.
+    void Interrupt();
+
     ICommandBus& Bus() { return bus_; }
 
 private:
+    class Waits;
+
     ICommandBus& bus_;
+    const std::unique_ptr<Waits> waits_;
 };
 
 }  // namespace vms

@@ -13,21 +13,24 @@ std::map<std::string, Json::Value> ById(const Json::Value& devices) {
     return byId;
 }
 
-/// The devices of one list that the other does not hold with the same content.
-Json::Value Missing(const Json::Value& devices, const std::map<std::string, Json::Value>& other) {
-    Json::Value missing(Json::arrayValue);
+/// The devices of one list that the other holds, or does not hold, with the same content.
+Json::Value Select(const Json::Value& devices, const std::map<std::string, Json::Value>& other,
+                   bool held) {
+    Json::Value selected(Json::arrayValue);
     for (const Json::Value& device : devices) {
         const auto found = other.find(device["id"].asString());
-        if (found == other.end() || found->second != device)
-            missing.append(device);
+        if ((found != other.end() && found->second == device) == held)
+            selected.append(device);
     }
-    return missing;
+    return selected;
 }
 
 }  // namespace
 
 DeviceChanges CompareDevices(const Json::Value& before, const Json::Value& after) {
-    return {Missing(before, ById(after)), Missing(after, ById(before))};
+    const auto was = ById(before);
+    const auto willBe = ById(after);
+    return {Select(before, willBe, false), Select(after, was, false), Select(before, willBe, true)};
 }
 
 }  // namespace vms

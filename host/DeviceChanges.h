@@ -8,6 +8,7 @@ namespace vms {
 struct DeviceChanges {
     Json::Value gone{Json::arrayValue};   ///< devices to take off: missing or changed ones
     Json::Value added{Json::arrayValue};  ///< devices to take in: new or changed ones
+    Json::Value kept{Json::arrayValue};   ///< devices that stay as they are
 };
 
 /// Compares two arrays of device descriptions by their "id" and content.

@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "host/DeviceChanges.h"
 #include "host/HostError.h"
 #include "host/JsonText.h"
 
@@ -64,49 +63,74 @@ bool DeviceLists::WaitForRequest() {
     return !stop_;
 }
 
+// All modules let go before any takes in: a device may have moved from one to another.
 void DeviceLists::ReloadNow() {
     const HostConfig wanted = ReadHostConfig(file_, defaultLibrary_);
+    Warn(wanted);
+    for (const ModuleConfig& module : wanted.modules)
+        TakeOff(module);
+    for (const ModuleConfig& module : wanted.modules)
+        TakeIn(module);
+}
+
+void DeviceLists::Warn(const HostConfig& wanted) {
     const HostConfig current = Current();
     for (const std::string& warning : wanted.warnings)
         log_.Log(2, kTag, "%s", warning.c_str());
-    if (wanted.modules.size() != current.modules.size())
-        log_.Log(2, kTag, "modules are started and ended only with the host");
+    bool sameModules = wanted.modules.size() == current.modules.size();
     for (const ModuleConfig& module : current.modules) {
         const ModuleConfig* found = wanted.FindModule(module.name);
-        if (found == nullptr)
-            continue;
-        if (!SameButDevices(module, *found))
+        sameModules = sameModules && found != nullptr;
+        if (found != nullptr && !SameButDevices(module, *found))
             log_.Log(2, kTag, "the settings of module \"%s\" change only with a restart",
                      module.name.c_str());
-        if (Update(module, *found))
-            Keep(*found);
     }
+    if (!sameModules)
+        log_.Log(2, kTag, "modules are started and ended only with the host");
 }
 
-bool DeviceLists::Update(const ModuleConfig& before, const ModuleConfig& after) {
-    const DeviceChanges changes = CompareDevices(before.devices, after.devices);
+void DeviceLists::TakeOff(const ModuleConfig& wanted) {
+    const DeviceChanges changes = Changes(wanted);
+    if (changes.gone.empty())
+        return;
+    const bool done = Tell(wanted.name, TV_CMD_DEVICES_DEQUEUE, changes.gone);
+    if (done)
+        Keep(wanted.name, changes.kept);
+    log_.Log(done ? 1 : 3, kTag, "module \"%s\": %u devices off%s", wanted.name.c_str(),
+             changes.gone.size(), done ? "" : ", which it did not confirm");
+}
+
+void DeviceLists::TakeIn(const ModuleConfig& wanted) {
+    const DeviceChanges changes = Changes(wanted);
+    if (changes.added.empty() || !changes.gone.empty())
+        return;
     for (const Json::Value& device : changes.added)
         log_.Mask(device["password"].asString());
-    const bool done = Tell(after.name, TV_CMD_DEVICES_DEQUEUE, changes.gone) &&
-                      Tell(after.name, TV_CMD_DEVICES_ENQUEUE, changes.added);
-    log_.Log(done ? 1 : 3, kTag, "module \"%s\": %u devices off, %u on%s", after.name.c_str(),
-             changes.gone.size(), changes.added.size(), done ? "" : ", which it did not take");
-    return done;
+    const bool done = Tell(wanted.name, TV_CMD_DEVICES_ENQUEUE, changes.added);
+    if (done)
+        Keep(wanted.name, wanted.devices);
+    log_.Log(done ? 1 : 3, kTag, "module \"%s\": %u devices on%s", wanted.name.c_str(),
+             changes.added.size(), done ? "" : ", which it did not confirm");
+}
+
+/// None for a module that does not run.
+DeviceChanges DeviceLists::Changes(const ModuleConfig& wanted) const {
+    MutexLock lock(mutex_);
+    const ModuleConfig* module = current_.FindModule(wanted.name);
+    return module == nullptr ? DeviceChanges{} : CompareDevices(module->devices, wanted.devices);
 }
 
 bool DeviceLists::Tell(const std::string& module, __enumTvCommand command,
                        const Json::Value& devices) {
-    if (devices.empty())
-        return true;
     return bus_.Ask({.module = module, .id = command, .deviceId = "", .body = CompactJson(devices)})
         .Succeeded();
 }
 
-void DeviceLists::Keep(const ModuleConfig& module) {
+void DeviceLists::Keep(const std::string& module, const Json::Value& devices) {
     MutexLock lock(mutex_);
     for (ModuleConfig& kept : current_.modules) {
-        if (kept.name == module.name)
-            kept.devices = module.devices;
+        if (kept.name == module)
+            kept.devices = devices;
     }
 }
 

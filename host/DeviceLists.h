@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "host/BusClient.h"
+#include "host/DeviceChanges.h"
 #include "host/HostConfig.h"
 #include "host/LogSink.h"
 #include "platform/Mutex.h"
@@ -34,9 +35,12 @@ private:
     void Run() VMS_EXCLUDES(mutex_);
     bool WaitForRequest() VMS_EXCLUDES(mutex_);
     void ReloadNow() VMS_EXCLUDES(mutex_);
-    bool Update(const ModuleConfig& before, const ModuleConfig& after);
+    void Warn(const HostConfig& wanted) VMS_EXCLUDES(mutex_);
+    void TakeOff(const ModuleConfig& wanted) VMS_EXCLUDES(mutex_);
+    void TakeIn(const ModuleConfig& wanted) VMS_EXCLUDES(mutex_);
+    DeviceChanges Changes(const ModuleConfig& wanted) const VMS_EXCLUDES(mutex_);
     bool Tell(const std::string& module, __enumTvCommand command, const Json::Value& devices);
-    void Keep(const ModuleConfig& module) VMS_EXCLUDES(mutex_);
+    void Keep(const std::string& module, const Json::Value& devices) VMS_EXCLUDES(mutex_);
 
     const std::string file_;
     const std::string defaultLibrary_;
@@ -44,7 +48,7 @@ private:
     LogSink& log_;
     mutable Mutex mutex_;
     CondVar changed_;
-    HostConfig current_ VMS_GUARDED_BY(mutex_);
+    HostConfig current_ VMS_GUARDED_BY(mutex_);  ///< what the modules have, as far as they answered
     bool requested_ VMS_GUARDED_BY(mutex_) = false;
     bool stop_ VMS_GUARDED_BY(mutex_) = false;
     std::thread thread_;  ///< last: uses all of the above

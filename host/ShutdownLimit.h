@@ -18,8 +18,6 @@ public:
     ShutdownLimit(const ShutdownLimit&) = delete;
     ShutdownLimit& operator=(const ShutdownLimit&) = delete;
 
-    std::chrono::steady_clock::time_point Deadline() const { return deadline_; }
-
 private:
     void Run() VMS_EXCLUDES(mutex_);
 

@@ -30,7 +30,7 @@ void WriteAll(std::string& text, std::initializer_list<Metric> metrics) {
         Write(text, metric);
 }
 
-/// Entries of a folder of /proc/self, without the one that reading it opens.
+/// Entries of a folder of /proc/self; 0 when it cannot be read.
 uint64_t CountEntries(const char* folder) {
     std::error_code error;
     uint64_t count = 0;
@@ -38,6 +38,12 @@ uint64_t CountEntries(const char* folder) {
          entry.increment(error))
         ++count;
     return count;
+}
+
+/// Without the one that counting takes; out of descriptors nothing can be counted.
+uint64_t OpenDescriptors() {
+    const uint64_t counted = CountEntries("/proc/self/fd");
+    return counted == 0 ? 0 : counted - 1;
 }
 
 /// Second number of statm (proc(5)) in pages.
@@ -74,7 +80,7 @@ std::string MetricsText(const StreamSummary& streams) {
                     {"vms_bus_workers", "Worker threads", bus.workers},
                     {"vms_bus_queued", "Requests waiting", bus.queued}});
     WriteAll(text, {{"process_resident_memory_bytes", "Resident memory", ResidentBytes()},
-                    {"process_open_fds", "Open descriptors", CountEntries("/proc/self/fd") - 1},
+                    {"process_open_fds", "Open descriptors", OpenDescriptors()},
                     {"process_threads", "Threads", CountEntries("/proc/self/task")}});
     return text;
 }

@@ -8,6 +8,7 @@
 #include "host/DeviceLists.h"
 #include "host/ModuleTimer.h"
 #include "host/ShutdownLimit.h"
+#include "host/StartWatch.h"
 #include "host/StatusBoard.h"
 #include "host/api/HostApi.h"
 #include "host/cli/Commands.h"
@@ -33,19 +34,26 @@ void RaiseDescriptorLimit() {
     }
 }
 
-/// All that serves besides the modules; destroyed in reverse order while the modules still live.
+/// All that serves besides the modules; destroyed in reverse order while the modules still live,
+/// and once the server has let go of it.
 struct Service {
     Service(const ServeOptions& options, const Invocation& invocation, const HostConfig& config,
-            Host& host, StreamServer& server)
-        : board(host.Bus().Bus()),
+            Host& host, StreamServer& streams)
+        : server(streams),
+          board(host.Bus().Bus()),
           devices(options.config, invocation.library, config, host.Bus(), host.ModuleLog()),
-          api(host.Bus(), devices, board, server),
+          api(host.Bus(), devices, board, streams),
           timer(host.Modules()) {
         server.Start(
             host.Modules().StreamModules(),
             [this](const HttpRequest& request, HttpReply& reply) { api.Serve(request, reply); });
     }
 
+    ~Service() { server.Stop(); }
+    Service(const Service&) = delete;
+    Service& operator=(const Service&) = delete;
+
+    StreamServer& server;
     StatusBoard board;
     DeviceLists devices;
     HostApi api;
@@ -64,10 +72,40 @@ void ServeUntilStopped(Host& host, DeviceLists& devices) {
         devices.Reload();
 }
 
-[[noreturn]] void EndUnfinished() {
-    PrintError("serve: a module or device had not ended after 7 s, left behind");
+/// Ends the process while modules may still use whatever there is: nothing is destroyed.
+[[noreturn]] void EndWith(const std::string& message, int status) {
+    PrintError("serve: " + message);
     std::fflush(stdout);
-    std::quick_exit(0);
+    std::quick_exit(status);
+}
+
+[[noreturn]] void EndUnfinished() {
+    EndWith("a module or device had not ended after 7 s, left behind", 0);
+}
+
+/// @return whether a reload has been asked for meanwhile
+bool StartModules(const HostConfig& config, Host& host) {
+    const StartWatch watch(host.Signals(), [] { EndWith("stopped while modules started", 0); });
+    for (const ModuleConfig& module : config.modules)
+        host.Modules().Start(module);
+    return watch.ReloadWanted();
+}
+
+void Serve(const ServeOptions& options, const Invocation& invocation, const HostConfig& config,
+           Host& host, StreamServer& server) {
+    const bool reload = StartModules(config, host);
+    auto service = std::make_unique<Service>(options, invocation, config, host, server);
+    AnnounceReady(server, config);
+    if (reload)
+        service->devices.Reload();
+    ServeUntilStopped(host, service->devices);
+
+    const ShutdownLimit limit(kShutdown, EndUnfinished);
+    host.Bus().Interrupt();
+    service.reset();
+    // Beyond the limit, which says so and ends the process first.
+    if (!host.Modules().StopWithin(2 * kShutdown))
+        EndUnfinished();
 }
 
 int RunServe(const ServeOptions& options, const Invocation& invocation, Host& host) {
@@ -76,18 +114,11 @@ int RunServe(const ServeOptions& options, const Invocation& invocation, Host& ho
     RaiseDescriptorLimit();
     StreamServer server(config.http, host.ModuleLog());
     host.Modules().SetStreams(server);
-    for (const ModuleConfig& module : config.modules)
-        host.Modules().Start(module);
-    auto service = std::make_unique<Service>(options, invocation, config, host, server);
-    AnnounceReady(server, config);
-    ServeUntilStopped(host, service->devices);
-
-    const ShutdownLimit limit(kShutdown, EndUnfinished);
-    server.Stop();
-    service.reset();
-    // Beyond the limit, which says so and ends the process first.
-    if (!host.Modules().StopWithin(2 * kShutdown))
-        EndUnfinished();
+    try {
+        Serve(options, invocation, config, host, server);
+    } catch (const std::exception& error) {
+        EndWith(error.what(), 1);
+    }
     return 0;
 }
 

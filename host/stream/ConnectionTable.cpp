@@ -5,6 +5,15 @@
 #include "host/stream/PlayerConnection.h"
 
 namespace vms {
+namespace {
+
+void Sum(const SendCounts& counts, SendCounts& sum) {
+    sum.sentUnits += counts.sentUnits;
+    sum.sentBytes += counts.sentBytes;
+    sum.droppedUnits += counts.droppedUnits;
+}
+
+}  // namespace
 
 bool ConnectionTable::Add(std::shared_ptr<PlayerConnection> connection) {
     const long long id = connection->Id();
@@ -22,6 +31,7 @@ void ConnectionTable::Remove(long long id) {
     if (place == entries_.end() || place->id != id)
         return;
     removed = place->connection;
+    Sum(removed->Counts(), gone_);
     entries_.erase(place);
     removed_.NotifyAll();
 }
@@ -45,6 +55,15 @@ std::vector<std::shared_ptr<PlayerConnection>> ConnectionTable::All() const {
     for (const Entry& entry : entries_)
         all.push_back(entry.connection);
     return all;
+}
+
+SendCounts ConnectionTable::Totals(size_t& connected) const {
+    MutexLock lock(mutex_);
+    connected = entries_.size();
+    SendCounts sum = gone_;
+    for (const Entry& entry : entries_)
+        Sum(entry.connection->Counts(), sum);
+    return sum;
 }
 
 void ConnectionTable::Close() {

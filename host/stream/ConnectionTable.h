@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "host/stream/SendQueue.h"
 #include "platform/Mutex.h"
 
 namespace vms {
@@ -28,6 +29,10 @@ public:
     /// All players, in the order of their coming.
     std::vector<std::shared_ptr<PlayerConnection>> All() const VMS_EXCLUDES(mutex_);
 
+    /// What has been sent to and withheld from all players, those that have left included: these
+    /// counts never go back. @param connected players now
+    SendCounts Totals(size_t& connected) const VMS_EXCLUDES(mutex_);
+
     /// Takes nobody in from now on.
     void Close() VMS_EXCLUDES(mutex_);
 
@@ -48,6 +53,7 @@ private:
     CondVar removed_;
     /// In the order of their numbers: looked up once per unit and player, so kept dense.
     std::vector<Entry> entries_ VMS_GUARDED_BY(mutex_);
+    SendCounts gone_ VMS_GUARDED_BY(mutex_);  ///< of players that have left
     bool closed_ VMS_GUARDED_BY(mutex_) = false;
 };
 

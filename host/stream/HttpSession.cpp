@@ -26,7 +26,8 @@ constexpr char kStreamPath[] = "/stream";
 constexpr std::chrono::seconds kQuiet(30);  ///< longest wait for the client
 constexpr uint32_t kLongestHeader = 16 << 10;
 constexpr uint64_t kLongestBody = uint64_t{4} << 20;
-constexpr int kMostRunning = 64;
+/// How long a refused client may take to stop sending.
+constexpr std::chrono::seconds kLinger(2);
 
 std::string Text(beast::string_view view) {
     return {view.data(), view.size()};
@@ -63,15 +64,26 @@ public:
             message->set(name, value);
         message->body() = response.body;
         message->prepare_payload();
-        Write([this, message](auto done) { http::async_write(stream_, *message, done); });
+        if (!headOnly_) {
+            Write([this, message](auto done) { http::async_write(stream_, *message, done); });
+            return;
+        }
+        auto serializer = std::make_shared<http::response_serializer<http::string_body>>(*message);
+        Write([this, message, serializer](auto done) {
+            http::async_write_header(stream_, *serializer, done);
+        });
     }
 
     void Begin(int status, const std::string& contentType) override {
         answered_ = true;
         inLines_ = true;
+        // HTTP/1.0 knows no chunks: there the end of the connection ends the answer.
+        chunked_ = version_ >= 11;
+        keepAlive_ = keepAlive_ && chunked_;
         auto message = std::make_shared<http::response<http::empty_body>>();
         FillHead(*message, status, contentType);
-        message->chunked(true);
+        if (chunked_)
+            message->chunked(true);
         auto serializer = std::make_shared<http::response_serializer<http::empty_body>>(*message);
         Write([this, message, serializer](auto done) {
             http::async_write_header(stream_, *serializer, done);
@@ -81,12 +93,17 @@ public:
     bool WriteLine(const std::string& line) override {
         const auto text = std::make_shared<const std::string>(line + "\n");
         return Write([this, text](auto done) {
-            asio::async_write(stream_, http::make_chunk(asio::buffer(*text)), done);
+            if (chunked_)
+                asio::async_write(stream_, http::make_chunk(asio::buffer(*text)), done);
+            else
+                asio::async_write(stream_, asio::buffer(*text), done);
         });
     }
 
     void End() override {
         inLines_ = false;
+        if (!chunked_)
+            return;
         Write([this](auto done) { asio::async_write(stream_, http::make_chunk_last(), done); });
     }
 
@@ -112,7 +129,8 @@ private:
             Refuse(HttpFailure(400, "the request target is broken"));
             return;
         }
-        request.method = Text(message.method_string());
+        headOnly_ = message.method() == http::verb::head;
+        request.method = headOnly_ ? "GET" : Text(message.method_string());
         request.authorization = Text(message[http::field::authorization]);
         request.origin = Text(message[http::field::origin]);
         request.host = Text(message[http::field::host]);
@@ -128,15 +146,26 @@ private:
     }
 
     void Dispatch(HttpRequest request) {
-        if (++context_.running > kMostRunning) {
-            --context_.running;
-            Refuse(HttpFailure(503, "too many requests are running"));
+        if (context_.ending) {
+            Refuse(HttpFailure(503, "the server ends"));
             return;
         }
         stream_.expires_never();
-        asio::post(context_.workers, [self = shared_from_this(), request = std::move(request)] {
+        if (request.method != "POST")
+            Run(context_.readers, std::move(request), [] {});
+        else if (++context_.running <= HttpContext::kMostRunning)
+            Run(context_.workers, std::move(request), [this] { --context_.running; });
+        else {
+            --context_.running;
+            Refuse(HttpFailure(503, "too many requests are running"));
+        }
+    }
+
+    template <class Done>
+    void Run(asio::thread_pool& pool, HttpRequest request, Done done) {
+        asio::post(pool, [self = shared_from_this(), request = std::move(request), done] {
             self->Handle(request);
-            --self->context_.running;
+            done();
             asio::post(self->io_.Context(), [self] { self->AfterAnswer(); });
         });
     }
@@ -146,6 +175,8 @@ private:
             context_.handler(request, *this);
         } catch (const std::exception& error) {
             context_.players.log.Log(3, "Http", "%s: %s", request.path.c_str(), error.what());
+        } catch (...) {
+            context_.players.log.Log(3, "Http", "%s: unknown exception", request.path.c_str());
         }
         if (!answered_)
             Send(HttpFailure(500, "the request failed"));
@@ -168,9 +199,32 @@ private:
         message->body() = response.body;
         message->prepare_payload();
         stream_.expires_after(kQuiet);
-        http::async_write(
-            stream_, *message,
-            [self = shared_from_this(), message](beast::error_code, size_t) { self->Close(); });
+        http::async_write(stream_, *message,
+                          [self = shared_from_this(), message](beast::error_code error, size_t) {
+                              if (error)
+                                  self->Close();
+                              else
+                                  self->Linger();
+                          });
+    }
+
+    /// Closing with bytes unread resets the connection, and the client may never see the answer.
+    void Linger() {
+        beast::error_code ignored;
+        stream_.socket().shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
+        buffer_.clear();
+        stream_.expires_after(kLinger);
+        DropInput();
+    }
+
+    void DropInput() {
+        stream_.async_read_some(buffer_.prepare(kLongestHeader),
+                                [self = shared_from_this()](beast::error_code error, size_t) {
+                                    if (error)
+                                        self->Close();
+                                    else
+                                        self->DropInput();
+                                });
     }
 
     template <class Message>
@@ -212,7 +266,9 @@ private:
     std::optional<http::request_parser<http::string_body>> parser_;
     bool keepAlive_ = false;
     unsigned version_ = 11;
+    bool headOnly_ = false;  ///< the request is a HEAD: the answer has no body
     bool answered_ = false;  ///< the handler has begun an answer
+    bool chunked_ = false;   ///< lines are framed
     bool inLines_ = false;   ///< an answer by lines has not been ended
     bool broken_ = false;    ///< the client is gone
 };

@@ -25,6 +25,8 @@ public:
     void Stop();
 
 private:
+    void Run() noexcept;
+
     boost::asio::io_context context_{1};
     boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
     std::thread thread_;  ///< last: uses all of the above

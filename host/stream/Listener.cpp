@@ -53,14 +53,15 @@ void Listener::Start(Sink sink) {
 }
 
 void Listener::Stop() {
-    std::promise<void> closed;
-    asio::post(acceptor_.get_executor(), [this, &closed] {
+    // Shared: the waiting side may be through before set_value has returned.
+    const auto closed = std::make_shared<std::promise<void>>();
+    asio::post(acceptor_.get_executor(), [this, closed] {
         boost::system::error_code ignored;
         acceptor_.close(ignored);
         pause_.cancel();
-        closed.set_value();
+        closed->set_value();
     });
-    closed.get_future().wait();
+    closed->get_future().wait();
 }
 
 void Listener::Accept() {

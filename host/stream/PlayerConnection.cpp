@@ -32,7 +32,6 @@ bool PlayerConnection::Settle(const PlayerOutput::Outcome& outcome) {
     if (outcome.flush)
         asio::post(io_.Context(), [self = shared_from_this()] { self->FlushLater(); });
     if (outcome.verdict == SendVerdict::tooSlow) {
-        output_.Finish();
         ++context_.totals.slowPlayers;
         context_.log.Log(2, "SendData", "player %lld is too slow, given up", id_);
         Close("too slow");
@@ -71,20 +70,25 @@ bool PlayerConnection::Opened(const std::string& address, int port) {
 }
 
 bool PlayerConnection::Received(std::string frame, bool text) {
+    if (gone_)
+        return false;
+    const size_t bytes = frame.size();
     ++waitingEvents_;
-    asio::post(lane_, [self = shared_from_this(), frame = std::move(frame), text]() mutable {
+    waitingBytes_ += bytes;
+    asio::post(lane_, [self = shared_from_this(), frame = std::move(frame), bytes, text]() mutable {
         if (text)
             self->HandleText(frame);
         else
             self->context_.modules.OnStream(self->id_, frame);
-        asio::post(self->io_.Context(), [self] { self->EventDone(); });
+        asio::post(self->io_.Context(), [self, bytes] { self->EventDone(bytes); });
     });
-    readingRests_ = waitingEvents_ >= kWaitingEvents;
+    readingRests_ = waitingEvents_ >= kWaitingEvents || waitingBytes_ >= kWaitingBytes;
     return !readingRests_;
 }
 
-void PlayerConnection::EventDone() {
+void PlayerConnection::EventDone(size_t bytes) {
     --waitingEvents_;
+    waitingBytes_ -= bytes;
     if (std::exchange(readingRests_, false) && !gone_)
         ReadOn();
 }
@@ -109,10 +113,6 @@ void PlayerConnection::Gone(int code, const std::string& reason) {
     output_.Close();
     if (!opened_)
         return;
-    const SendCounts counts = output_.Counts();
-    context_.totals.sentUnits += counts.sentUnits;
-    context_.totals.sentBytes += counts.sentBytes;
-    context_.totals.droppedUnits += counts.droppedUnits;
     asio::post(lane_, [self = shared_from_this(), code, reason] {
         self->context_.modules.OnClose(self->id_, code, reason);
         self->context_.connections.Remove(self->id_);

@@ -23,12 +23,9 @@ class StreamModules;
 
 /// Counts of the whole stream server since its start.
 struct StreamTotals {
-    std::atomic<uint64_t> players{0};       ///< that ever connected
-    std::atomic<uint64_t> requests{0};      ///< of players
-    std::atomic<uint64_t> sentUnits{0};     ///< of players that are gone
-    std::atomic<uint64_t> sentBytes{0};     ///< of players that are gone
-    std::atomic<uint64_t> droppedUnits{0};  ///< of players that are gone
-    std::atomic<uint64_t> slowPlayers{0};   ///< given up for being too slow
+    std::atomic<uint64_t> players{0};      ///< that ever connected
+    std::atomic<uint64_t> requests{0};     ///< of players
+    std::atomic<uint64_t> slowPlayers{0};  ///< given up for being too slow
 };
 
 /// What all players share; outlives them.
@@ -61,12 +58,13 @@ public:
     /// Ends the connection; the modules hear of it. @param reason ASCII, at most 100 bytes
     void Close(const std::string& reason);
 
-    size_t QueuedUnits() const { return output_.Counts().queuedUnits; }
+    SendCounts Counts() const { return output_.Counts(); }
     PlayerInfo Describe() const VMS_EXCLUDES(mutex_);
 
 protected:
     /// As many events of one player may wait for a module before reading rests.
     static constexpr int kWaitingEvents = 32;
+    static constexpr size_t kWaitingBytes = size_t{4} << 20;  ///< the same, in bytes
 
     PlayerConnection(IoThread& io, PlayerContext& context);
 
@@ -91,7 +89,7 @@ protected:
 
 private:
     void HandleText(const std::string& frame) VMS_EXCLUDES(mutex_);
-    void EventDone();
+    void EventDone(size_t bytes);
 
     IoThread& io_;
     PlayerContext& context_;
@@ -105,6 +103,7 @@ private:
 
     // Of the I/O thread:
     int waitingEvents_ = 0;
+    size_t waitingBytes_ = 0;
     bool readingRests_ = false;
     bool opened_ = false;
     bool gone_ = false;

@@ -70,6 +70,8 @@ PlayerOutput::Outcome PlayerOutput::Send(SendVerdict verdict, const FrameHeader&
                                          std::string_view payload, bool isUnit) {
     if (descriptor_ < 0)
         return {SendVerdict::closed};
+    if (verdict == SendVerdict::tooSlow)
+        GiveUpUnsent();
     if (verdict != SendVerdict::accepted)
         return {verdict};
     const bool first = queue_.Empty();
@@ -111,6 +113,11 @@ PlayerOutput::Outcome PlayerOutput::Fail() {
 
 void PlayerOutput::Finish() {
     MutexLock lock(mutex_);
+    GiveUpUnsent();
+}
+
+/// A frame that has begun must go out whole: what follows it would be taken for its rest.
+void PlayerOutput::GiveUpUnsent() {
     finished_ = true;
     if (queue_.Empty())
         return;

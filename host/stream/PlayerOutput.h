@@ -11,6 +11,8 @@ namespace vms {
 /// once, without waiting and, as a rule, without copying; what the kernel does not take is queued
 /// and goes out from Flush. All bytes of the connection pass through here, so frames never mix.
 /// Thread-safe; no call waits for the player.
+///
+/// A player that proves too slow is told so once: from then on the output is finished.
 class PlayerOutput {
 public:
     struct Outcome {
@@ -44,6 +46,7 @@ private:
     Outcome Send(SendVerdict verdict, const FrameHeader& header, std::string_view payload,
                  bool isUnit) VMS_REQUIRES(mutex_);
     Outcome Fail() VMS_REQUIRES(mutex_);
+    void GiveUpUnsent() VMS_REQUIRES(mutex_);
 
     mutable Mutex mutex_;
     SendQueue queue_ VMS_GUARDED_BY(mutex_);

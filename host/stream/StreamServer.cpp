@@ -18,8 +18,9 @@
 namespace vms {
 namespace {
 
-constexpr size_t kLanes = 16;    ///< threads on which modules hear of players
-constexpr size_t kWorkers = 16;  ///< threads that serve HTTP requests
+constexpr size_t kLanes = 16;  ///< threads on which modules hear of players
+constexpr size_t kWorkers = HttpContext::kMostRunning;  ///< threads for requests that may wait long
+constexpr size_t kReaders = 4;                          ///< threads for all other requests
 constexpr size_t kMostIoThreads = 4;
 constexpr std::chrono::seconds kCloseWait(2);  ///< players are cut off after half a second
 
@@ -61,7 +62,7 @@ public:
         players_ = std::make_unique<PlayerContext>(
             PlayerContext{*modules_, table_, lanes_, log_, totals_, limits_});
         http_.reset(
-            new HttpContext{std::move(handler), HttpAccess(token_), workers_, {}, *players_});
+            new HttpContext{std::move(handler), HttpAccess(token_), workers_, readers_, *players_});
         listener_.Start([this](Listener::Socket socket, IoThread& io) {
             StartHttpSession(std::move(socket), io, *http_);
         });
@@ -72,11 +73,14 @@ public:
             return;
         stopped_ = true;
         listener_.Stop();
+        if (http_)
+            http_->ending = true;
         table_.Close();
         for (const auto& player : table_.All())
             player->Close("the server ends");
         WaitForModules();
         workers_.join();
+        readers_.join();
         for (auto& thread : io_)
             thread.Stop();
         lanes_.join();
@@ -114,6 +118,7 @@ private:
     std::vector<IoThread> io_;
     ConnectionTable table_;
     boost::asio::thread_pool workers_{kWorkers};
+    boost::asio::thread_pool readers_{kReaders};
     Listener listener_;
     bool stopped_ = false;
 };
@@ -144,15 +149,10 @@ std::vector<PlayerInfo> StreamServer::Players() const {
 
 StreamSummary StreamServer::Summary() const {
     const StreamTotals& totals = impl_->Totals();
-    StreamSummary summary{totals.players,   totals.requests,     totals.sentUnits,
-                          totals.sentBytes, totals.droppedUnits, totals.slowPlayers};
-    for (const PlayerInfo& player : Players()) {
-        ++summary.connected;
-        summary.sentUnits += player.counts.sentUnits;
-        summary.sentBytes += player.counts.sentBytes;
-        summary.droppedUnits += player.counts.droppedUnits;
-    }
-    return summary;
+    size_t connected = 0;
+    const SendCounts sent = impl_->Table().Totals(connected);
+    return {totals.players,    totals.requests,    sent.sentUnits, sent.sentBytes,
+            sent.droppedUnits, totals.slowPlayers, connected};
 }
 
 int StreamServer::SendData(long long connectionId, const char* data, int length, bool isPlayback) {
@@ -183,7 +183,7 @@ void StreamServer::GetServerAddress(std::string& host, int& port) {
 
 int StreamServer::QueryDataCount(long long connectionId) {
     const auto player = impl_->Table().Find(connectionId);
-    return player == nullptr ? -1 : static_cast<int>(player->QueuedUnits());
+    return player == nullptr ? -1 : static_cast<int>(player->Counts().queuedUnits);
 }
 
 }  // namespace vms

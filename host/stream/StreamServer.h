@@ -29,7 +29,7 @@ public:
     StreamServer& operator=(const StreamServer&) = delete;
 
     /// @param modules that stream, in the order in which they are asked; must outlive Stop
-    /// @param handler serves HTTP requests, at most 64 at a time
+    /// @param handler serves HTTP requests; at most 64 POSTs at a time, others beside them
     void Start(std::vector<IStreamModule*> modules, HttpHandler handler);
 
     /// Closes all connections and returns when the modules have heard of each. Waits for handlers

@@ -1,5 +1,7 @@
 // A module without devices behind it. The body of TV_CMD_GET_CAPABILITY ("do") and the addresses of
 // devices tell it what to do; its timer turns report every device, online and offline by turns.
+// Every player that starts a preview gets one media unit.
+#include <cstdio>
 #include <list>
 #include <map>
 #include <stdexcept>
@@ -9,8 +11,10 @@
 
 #include "module/GetModuleInstance.h"
 #include "module/IModule.h"
+#include "module/IStreamModule.h"
 #include "platform/CreateCommandBusInstance.h"
 #include "platform/ILogHandler.h"
+#include "platform/IStreamConnectionController.h"
 #include "platform/Json.h"
 #include "platform/Mutex.h"
 #include "platform/SysCommandHelper.h"
@@ -46,14 +50,16 @@ void SendPages(const __tagTvCommand& request, bool toTheEnd) {
         Answer(request, 1, Page(2));
 }
 
-class FakeModule final : public IModule {
+class FakeModule final : public IModule, public IStreamModule {
 public:
     bool Init(const char* name, const char* config) override {
         name_ = name;
         Json::Value settings;
         vms::ParseJson(config, settings);
         vms::ReadString(settings, "search", search_);
+        hangs_ = vms::Member(settings, "hang").asBool();
         Bind(TV_CMD_DEVICES_ENQUEUE, &FakeModule::Enqueue);
+        Bind(TV_CMD_DEVICES_DEQUEUE, &FakeModule::Dequeue);
         Bind(TV_CMD_GET_PREVIEW_URL, &FakeModule::PreviewUrl);
         Bind(TV_CMD_DEVICE_TEST, &FakeModule::DeviceTest);
         Bind(TV_CMD_GET_CAPABILITY, &FakeModule::Behave);
@@ -64,6 +70,8 @@ public:
     }
 
     int UnInit() override {
+        while (hangs_)
+            std::this_thread::sleep_for(std::chrono::seconds(1));
         for (std::thread& worker : workers_)
             worker.join();
         workers_.clear();
@@ -86,6 +94,20 @@ public:
 
     void SetCallback(ILogHandler* handler) override { log_ = handler; }
 
+    void OnConnect(long long, const char*, int) override {}
+    void OnClose(long long, int, const char*) override {}
+    int OnRecv(long long connection, void* request, int) override {
+        const auto& record = *static_cast<__tagTvCommand*>(request);
+        if (SysCommandHelper::CommandId(&record) != TV_STREAM_PREVIEW_START)
+            return -1;
+        const std::string unit(100, 'u');
+        return controller_->SendData(connection, unit.data(), static_cast<int>(unit.size()), false);
+    }
+    int OnStream(long long, void*, int) override { return 0; }
+    void SetConnectionControl(IStreamConnectionController* controller) override {
+        controller_ = controller;
+    }
+
 private:
     void Bind(__enumTvCommand id, void (FakeModule::*handler)(const __tagTvCommand&)) {
         CreateCommandBusInstance()->RegisterCommand(
@@ -93,12 +115,33 @@ private:
             [this, handler](__tagTvCommand* request) { (this->*handler)(*request); });
     }
 
+    /// A device with the address "silent" gets no answer, but its arrival is told.
     void Enqueue(const __tagTvCommand& request) {
         std::list<__tagTvVideoParam> parsed;
         VideoCommandHelper::CommandParse_Video(parsed, request.body.c_str());
         vms::MutexLock lock(mutex_);
-        for (const __tagTvVideoParam& device : parsed)
+        bool silent = false;
+        for (const __tagTvVideoParam& device : parsed) {
             devices_[device.id] = device;
+            history_ += "+" + device.id;
+            silent = silent || device.ip == "silent";
+        }
+        if (silent) {
+            std::puts("silent");
+            std::fflush(stdout);
+        } else {
+            Answer(request, 1, "");
+        }
+    }
+
+    void Dequeue(const __tagTvCommand& request) {
+        std::list<__tagTvVideoParam> parsed;
+        VideoCommandHelper::CommandParse_Video(parsed, request.body.c_str());
+        vms::MutexLock lock(mutex_);
+        for (const __tagTvVideoParam& device : parsed) {
+            devices_.erase(device.id);
+            history_ += "-" + device.id;
+        }
         Answer(request, 1, "");
     }
 
@@ -135,20 +178,30 @@ private:
             workers_.emplace_back([copy = request] { Answer(copy, 1, "late"); });
         else if (what == "pages")
             SendPages(request, true);
+        else if (what == "history")
+            TellHistory(request);
         else if (what == "refuse")
             Answer(request, -1, "not support");
         else if (what != "silent")
             Answer(request, 1, request.deviceId + " says \"" + request.body + "\"");
     }
 
+    void TellHistory(const __tagTvCommand& request) {
+        vms::MutexLock lock(mutex_);
+        Answer(request, 1, history_);
+    }
+
     void Search(const __tagTvCommand& request) { SendPages(request, search_ != "endless"); }
 
     std::string name_;
     std::string search_;
+    bool hangs_ = false;
     ILogHandler* log_ = nullptr;
+    IStreamConnectionController* controller_ = nullptr;
     std::vector<std::thread> workers_;  ///< touched by the requests of one device and by UnInit
     vms::Mutex mutex_;
     std::map<std::string, __tagTvVideoParam> devices_ VMS_GUARDED_BY(mutex_);
+    std::string history_ VMS_GUARDED_BY(mutex_);  ///< devices that came (+) and went (-)
     bool online_ VMS_GUARDED_BY(mutex_) = true;
 };
 
@@ -157,5 +210,9 @@ FakeModule theModule;
 }  // namespace
 
 IModule* GetModuleInstance() {
+    return &theModule;
+}
+
+extern "C" __attribute__((visibility("default"))) IStreamModule* GetStreamModuleInstance() {
     return &theModule;
 }

@@ -30,10 +30,14 @@ int HostRun::Finish(std::chrono::seconds timeout) {
     while (process_->ReadLine(line, timeout))
         lines.push_back(line);
     const int status = process_->WaitExit(timeout);
+    errors = ErrorsSoFar();
+    return status;
+}
+
+std::string HostRun::ErrorsSoFar() const {
     std::ostringstream text;
     text << std::ifstream(errorFile_.Path()).rdbuf();
-    errors = text.str();
-    return status;
+    return text.str();
 }
 
 }  // namespace vms::test

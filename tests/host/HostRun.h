@@ -19,6 +19,9 @@ public:
                      const std::vector<std::string>& environment = {});
     ChildProcess& Process() { return *process_; }
 
+    /// Standard error up to now.
+    std::string ErrorsSoFar() const;
+
     /// Waits for the end and collects the output. @return exit status, -1 when it did not end
     int Finish(std::chrono::seconds timeout = std::chrono::seconds(20));
 

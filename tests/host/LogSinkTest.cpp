@@ -4,6 +4,7 @@
 
 namespace {
 
+using vms::LogPrinting;
 using vms::LogSink;
 
 TEST(LogSink, KeepsPrintableLinesWithoutTheirEnds) {

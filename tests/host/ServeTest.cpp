@@ -1,0 +1,200 @@
+// `vmshost serve` as a process of its own: its start, its signals and its end.
+#include <gmock/gmock-matchers.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <fstream>
+#include <map>
+#include <thread>
+
+#include "platform/Json.h"
+#include "tests/host/HostRun.h"
+#include "tests/support/TestHttp.h"
+#include "tests/support/TestPlayer.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+using testing::Not;
+using vms::test::Fetch;
+using vms::test::HostRun;
+using vms::test::TemporaryFile;
+
+constexpr auto kPatience = 60s;
+
+std::string Config(const std::string& devices, const std::string& settings = "{}", int port = 0) {
+    return std::string(R"({"http": {"port": )") + std::to_string(port) +
+           R"(}, "modules": [{"name": "fake", "library": ")" + FAKE_MODULE + R"(", "config": )" +
+           settings + R"(, "devices": [)" + devices + "]}]}";
+}
+
+std::string Device(const std::string& id, const std::string& ip = "10.0.0.5") {
+    return R"({"id": ")" + id + R"(", "ip": ")" + ip + R"(", "password": "word-77"})";
+}
+
+class ServeTest : public testing::Test {
+protected:
+    void Write(const std::string& config) { std::ofstream(config_.Path()) << config; }
+
+    void Launch() {
+        run_ = std::make_unique<HostRun>(
+            std::vector<std::string>{"serve", "--verbose", "--config", config_.Path()});
+    }
+
+    /// Launches and waits until it serves.
+    void Start(const std::string& config) {
+        Write(config);
+        Launch();
+        std::string line;
+        ASSERT_TRUE(run_->Process().ReadLine(line, kPatience));
+        ASSERT_THAT(line, testing::StartsWith("ready http://127.0.0.1:"));
+        port_ = std::stoi(line.substr(line.rfind(':') + 1));
+    }
+
+    int Stop(int signal = SIGTERM) {
+        run_->Process().Signal(signal);
+        return run_->Finish(kPatience);
+    }
+
+    /// What devices have come and gone in the module.
+    std::string History() const {
+        const std::string answer =
+            Fetch(port_, "POST", "/api/commands",
+                  R"({"module": "fake", "id": "0x10010a", "body": {"do": "history"}})")
+                .body;
+        Json::Value value;
+        EXPECT_TRUE(vms::ParseJson(answer.c_str(), value)) << answer;
+        return value["body"].asString();
+    }
+
+    /// Has the file read and waits for what that leads to. @return the history then
+    std::string Reload(const std::string& config, const std::string& expected) {
+        Write(config);
+        run_->Process().Signal(SIGHUP);
+        const auto deadline = std::chrono::steady_clock::now() + kPatience;
+        while (History() != expected && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(10ms);
+        return History();
+    }
+
+    bool WaitForError(const std::string& text) const {
+        const auto deadline = std::chrono::steady_clock::now() + kPatience;
+        while (run_->ErrorsSoFar().find(text) == std::string::npos) {
+            if (std::chrono::steady_clock::now() > deadline)
+                return false;
+            std::this_thread::sleep_for(10ms);
+        }
+        return true;
+    }
+
+    TemporaryFile config_;
+    std::unique_ptr<HostRun> run_;
+    int port_ = 0;
+};
+
+TEST_F(ServeTest, ServesPlayersAndEndsOnASignal) {
+    for (const int signal : {SIGTERM, SIGINT}) {
+        Start(Config(Device("a")));
+        vms::test::TestPlayer player(port_);
+        EXPECT_EQ(player.Ask(0x100200, "key"), 0);
+        EXPECT_EQ(player.Ask(0x100204, "key"), -1);
+        EXPECT_THAT(Fetch(port_, "GET", "/metrics").body, HasSubstr("\nvms_sent_units_total 1\n"));
+        vms::test::TestSocket idle(port_);
+        EXPECT_EQ(Stop(signal), 0);
+        EXPECT_THAT(run_->errors, Not(HasSubstr("left behind")));
+        std::string rest;
+        EXPECT_TRUE(idle.ReadToEnd(rest));
+    }
+}
+
+TEST_F(ServeTest, AReloadTellsModulesOfChangesOnly) {
+    Start(Config(Device("a") + "," + Device("b")));
+    EXPECT_EQ(History(), "+a+b");
+    EXPECT_EQ(Reload(Config(Device("a") + "," + Device("c")), "+a+b-b+c"), "+a+b-b+c");
+    EXPECT_EQ(Reload(Config(Device("c", "10.0.0.6") + "," + Device("a")), "+a+b-b+c-c+c"),
+              "+a+b-b+c-c+c");
+    Write("{ broken");
+    run_->Process().Signal(SIGHUP);
+    EXPECT_EQ(Reload(Config(""), "+a+b-b+c-c+c-c-a"), "+a+b-b+c-c+c-c-a");
+    EXPECT_EQ(Fetch(port_, "GET", "/api/devices").body, "{\"devices\":[]}\n");
+    EXPECT_EQ(Stop(), 0);
+    EXPECT_THAT(run_->errors, Not(HasSubstr("word-77")));
+}
+
+TEST_F(ServeTest, ABrokenFileChangesNothing) {
+    Start(Config(Device("a")));
+    const std::map<std::string, std::string> files{
+        {"{ broken", "Line 1"},
+        {"{}", "\"modules\" is missing"},
+        {Config(Device("a") + "," + Device("a")), "\"a\" is already the identifier"}};
+    for (const auto& [broken, reason] : files) {
+        Write(broken);
+        run_->Process().Signal(SIGHUP);
+        ASSERT_TRUE(WaitForError(reason)) << run_->ErrorsSoFar();
+        EXPECT_EQ(History(), "+a");
+    }
+    EXPECT_THAT(Fetch(port_, "GET", "/api/devices").body, HasSubstr("\"a\""));
+    EXPECT_EQ(Stop(), 0);
+    EXPECT_THAT(run_->errors, HasSubstr("device lists stay as they are"));
+}
+
+TEST_F(ServeTest, SilenceDoesNotKeepItFromEnding) {
+    Start(Config(Device("a")));
+    Write(Config(Device("b", "silent")));
+    run_->Process().Signal(SIGHUP);
+    std::string line;
+    ASSERT_TRUE(run_->Process().ReadLine(line, kPatience));
+    EXPECT_EQ(line, "silent");
+    EXPECT_THAT(Fetch(port_, "GET", "/api/devices").body, HasSubstr("{\"devices\":[]}"))
+        << "a is off and b is not confirmed";
+    vms::test::TestHttp client(port_);
+    client.Send("POST", "/api/commands",
+                R"({"module": "fake", "id": "0x10010a", "body": {"do": "silent"}})");
+    EXPECT_EQ(Stop(), 0);
+    EXPECT_THAT(run_->errors, Not(HasSubstr("left behind")));
+}
+
+TEST_F(ServeTest, AnUnInitThatDoesNotEndIsLeftBehind) {
+    Start(Config("", R"({"hang": true})"));
+    EXPECT_EQ(Stop(), 0);
+    EXPECT_THAT(run_->errors, HasSubstr("had not ended after 7 s, left behind"));
+}
+
+TEST_F(ServeTest, ASignalEndsAStartThatTakesLong) {
+    Write(Config(Device("a", "silent")));
+    Launch();
+    std::string line;
+    ASSERT_TRUE(run_->Process().ReadLine(line, kPatience));
+    ASSERT_EQ(line, "silent");
+    run_->Process().Signal(SIGHUP);
+    EXPECT_EQ(Stop(SIGINT), 0);
+    EXPECT_THAT(run_->errors, HasSubstr("stopped while modules started"));
+}
+
+TEST_F(ServeTest, WhatCannotStartSaysWhy) {
+    Start(Config(""));
+    TemporaryFile same(Config("", "{}", port_));
+    HostRun second({"serve", "--config", same.Path()});
+    EXPECT_EQ(second.Finish(kPatience), 1);
+    EXPECT_THAT(second.errors, HasSubstr("cannot listen on 127.0.0.1:" + std::to_string(port_)));
+
+    TemporaryFile broken("{\"modules\": 5}");
+    HostRun third({"serve", "--config", broken.Path()});
+    EXPECT_EQ(third.Finish(kPatience), 1);
+    EXPECT_THAT(third.errors, HasSubstr(broken.Path()));
+
+    TemporaryFile refusing(Config("", R"({"refuse": true})"));
+    HostRun fourth({"serve", "--config", refusing.Path()});
+    EXPECT_EQ(fourth.Finish(kPatience), 1);
+    EXPECT_THAT(fourth.errors, HasSubstr("refused to start"));
+
+    vms::test::ChildProcess unread(
+        {"/bin/sh", "-c", "\"$0\" serve --config \"$1\" 2>&1 >/dev/full", VMSHOST, config_.Path()});
+    std::string error;
+    ASSERT_TRUE(unread.ReadLine(error, kPatience));
+    EXPECT_THAT(error, HasSubstr("cannot write the output"));
+    EXPECT_EQ(unread.WaitExit(kPatience), 1);
+}
+
+}  // namespace

@@ -1,0 +1,231 @@
+// Players that are slow, that die, that come and go in masses, and the end of the server.
+#include <gmock/gmock-matchers.h>
+
+#include <atomic>
+#include <filesystem>
+#include <future>
+#include <thread>
+
+#include "tests/host/stream/MediaUnit.h"
+#include "tests/host/stream/StreamServerFixture.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using vms::test::Gate;
+using vms::test::MediaUnit;
+using vms::test::TestPlayer;
+using vms::test::UnitNumber;
+using vms::test::UnitType;
+
+using Clock = std::chrono::steady_clock;
+using Player = std::unique_ptr<TestPlayer>;
+
+constexpr int kSmallBuffer = 8192;
+
+class StreamServerLoadTest : public vms::test::StreamServerFixture {
+protected:
+    /// Sends until the player is given up. @return units taken, -1 = it never was
+    int SendUntilGivenUp(long long id, const std::string& unit, bool isPlayback) {
+        const auto deadline = Clock::now() + 20s;
+        for (int taken = 0; Clock::now() < deadline; ++taken) {
+            if (!SendData(id, unit, isPlayback))
+                return taken;
+        }
+        return -1;
+    }
+
+    /// Every player's events: connect first, close last, each once.
+    void ExpectWholeLives() {
+        const auto lives = module_.All();
+        for (const auto& [id, events] : lives) {
+            EXPECT_EQ(events.front(), "connect 127.0.0.1") << id;
+            EXPECT_EQ(events.back(), "close") << id;
+            EXPECT_EQ(std::count(events.begin(), events.end(), "close"), 1) << id;
+            EXPECT_EQ(std::count(events.begin(), events.end(), "connect 127.0.0.1"), 1) << id;
+        }
+    }
+};
+
+size_t CountEntries(const char* folder) {
+    return static_cast<size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
+}
+
+TEST_F(StreamServerLoadTest, OneStalledPlayerCostsTheOthersNothing) {
+    vms::SendLimits limits;
+    limits.liveBytes = 256 << 10;
+    limits.patience = 500ms;
+    Start(limits);
+    std::vector<Player> players(49);
+    std::vector<long long> ids;
+    for (Player& player : players)
+        ids.push_back(Connect(player));
+    Player stalled;
+    const long long stalledId = Connect(stalled, kSmallBuffer);
+
+    bool taken = true;
+    const auto deadline = Clock::now() + 20s;
+    for (int number = 0; taken; ++number) {
+        ASSERT_LT(Clock::now(), deadline) << "never given up";
+        const std::string unit =
+            MediaUnit(number % 10 == 0 ? UnitType::key : UnitType::picture, number, 20'000);
+        taken = SendData(stalledId, unit);
+        for (size_t i = 0; i < players.size(); ++i) {
+            TestPlayer::Frame frame;
+            ASSERT_TRUE(SendData(ids[i], unit));
+            ASSERT_TRUE(players[i]->Next(frame));
+            ASSERT_TRUE(frame.payload == unit) << "player " << i << ", unit " << number;
+        }
+    }
+    EXPECT_FALSE(SendData(stalledId, "more"));
+    ASSERT_TRUE(module_.WaitFor("close", 1));
+    EXPECT_EQ(module_.All()[stalledId].back(), "close");
+    EXPECT_TRUE(WaitForPlayers(players.size()));
+    const vms::StreamSummary summary = server_->Summary();
+    EXPECT_EQ(summary.slowPlayers, 1U);
+    EXPECT_GT(summary.droppedUnits, 0U);
+}
+
+TEST_F(StreamServerLoadTest, ASlowLivePlayerGetsWholeFramesFromKeyPictureOn) {
+    vms::SendLimits limits;
+    limits.liveUnits = 20;
+    limits.patience = 1h;
+    Start(limits);
+    Player player;
+    const long long id = Connect(player, kSmallBuffer);
+    const auto send = [&](int number) {
+        ASSERT_TRUE(SendData(
+            id, MediaUnit(number % 10 == 0 ? UnitType::key : UnitType::picture, number, 20'000)));
+    };
+    int last = 0;
+    for (; server_->Summary().droppedUnits < 15; ++last)
+        send(last);
+    std::vector<int> got;
+    TestPlayer::Frame frame;
+    while (server_->QueryDataCount(id) > 0) {
+        ASSERT_TRUE(player->Next(frame));
+        got.push_back(UnitNumber(frame.payload));
+    }
+    for (const int end = last + 20; last < end; ++last)
+        send(last);
+    while (got.empty() || got.back() != last - 1) {
+        ASSERT_TRUE(player->Next(frame));
+        got.push_back(UnitNumber(frame.payload));
+        ASSERT_EQ(frame.payload.size(), 20'000U);
+    }
+    int gaps = 0;
+    for (size_t i = 1; i < got.size(); ++i) {
+        if (got[i] != got[i - 1] + 1) {
+            EXPECT_EQ(got[i] % 10, 0) << "after " << got[i - 1];
+            ++gaps;
+        }
+    }
+    EXPECT_EQ(gaps, 1);
+    EXPECT_EQ(static_cast<uint64_t>(last) - got.size(), server_->Summary().droppedUnits);
+}
+
+TEST_F(StreamServerLoadTest, PlaybackIsNeverDroppedButBounded) {
+    vms::SendLimits limits;
+    limits.liveBytes = 1;
+    limits.playbackBytes = 4 << 20;
+    Start(limits);
+    Player player;
+    const long long id = Connect(player, kSmallBuffer);
+    for (int number = 0; number < 150; ++number)
+        ASSERT_TRUE(SendData(id, MediaUnit(UnitType::picture, number, 20'000), true));
+    EXPECT_GT(server_->QueryDataCount(id), 0);
+    TestPlayer::Frame frame;
+    for (int number = 0; number < 150; ++number) {
+        ASSERT_TRUE(player->Next(frame));
+        ASSERT_EQ(UnitNumber(frame.payload), number);
+    }
+    EXPECT_GT(SendUntilGivenUp(id, MediaUnit(UnitType::picture, 0, 20'000), true), 200);
+    ASSERT_TRUE(module_.WaitFor("close", 1));
+    EXPECT_EQ(server_->Summary().droppedUnits, 0U);
+    EXPECT_EQ(server_->Summary().slowPlayers, 1U);
+}
+
+TEST_F(StreamServerLoadTest, APlayerThatDiesInTheMiddleOfAFrameIsGone) {
+    vms::SendLimits limits;
+    limits.patience = 1h;
+    Start(limits);
+    Player player;
+    const long long id = Connect(player, kSmallBuffer);
+    const std::string unit = MediaUnit(UnitType::key, 0, 100'000);
+    while (server_->QueryDataCount(id) < 3)
+        ASSERT_TRUE(SendData(id, unit));
+    player->Socket().Reset();
+    EXPECT_NE(SendUntilGivenUp(id, unit, false), -1);
+    ASSERT_TRUE(module_.WaitFor("close", 1));
+    EXPECT_EQ(server_->Summary().slowPlayers, 0U);
+    ExpectWholeLives();
+}
+
+TEST_F(StreamServerLoadTest, PlayersThatComeAndGoLeaveNothingBehind) {
+    constexpr size_t kRounds = 200;
+    Start();
+    const auto round = [this](size_t number) {
+        Player player;
+        const long long id = Connect(player);
+        EXPECT_TRUE(SendData(id, MediaUnit(UnitType::key, 0, 1000)));
+        if (number % 3 == 0)
+            player->Socket().Reset();
+        else if (number % 3 == 1)
+            server_->CloseConnection(id);
+        player.reset();
+        return module_.WaitFor("close", number + 1);
+    };
+    ASSERT_TRUE(round(0));
+    const size_t descriptors = CountEntries("/proc/self/fd");
+    const size_t threads = CountEntries("/proc/self/task");
+    uint64_t sent = 0;
+    for (size_t number = 1; number < kRounds; ++number) {
+        ASSERT_TRUE(round(number));
+        EXPECT_GE(server_->Summary().sentUnits, sent) << "a count went back";
+        sent = server_->Summary().sentUnits;
+    }
+    EXPECT_EQ(CountEntries("/proc/self/fd"), descriptors);
+    EXPECT_EQ(CountEntries("/proc/self/task"), threads);
+    server_->Stop();
+    EXPECT_TRUE(server_->Players().empty());
+    EXPECT_EQ(server_->Summary().sentUnits, kRounds);
+    ExpectWholeLives();
+}
+
+TEST_F(StreamServerLoadTest, StopWaitsForABusyModuleWhilePlayersStillCome) {
+    Gate gate;
+    module_.onRequest = [&](long long, const __tagTvCommand& request) {
+        return request.deviceId != "waits" || gate.Wait() ? 0 : -1;
+    };
+    Start();
+    const int port = Port();
+    std::atomic<bool> stopped{false};
+    std::vector<std::thread> comers;
+    for (int i = 0; i < 3; ++i)
+        comers.emplace_back([&stopped, port] {
+            while (!stopped) {
+                try {
+                    TestPlayer player(port);
+                    player.Ask(TV_STREAM_PREVIEW_START, "k");
+                } catch (const std::runtime_error&) {  // nobody listens any more
+                }
+            }
+        });
+    TestPlayer busy(port);
+    ASSERT_TRUE(busy.SendRequest(TV_STREAM_PREVIEW_START, "waits"));
+    ASSERT_TRUE(module_.WaitFor("close", 10));
+    auto stop = std::async(std::launch::async, [this] { server_->Stop(); });
+    std::string rest;
+    EXPECT_TRUE(busy.Socket().ReadToEnd(rest));  // closed already, though its module is busy
+    EXPECT_EQ(stop.wait_for(0s), std::future_status::timeout);
+    gate.Open();
+    ASSERT_EQ(stop.wait_for(20s), std::future_status::ready);
+    stopped = true;
+    for (std::thread& comer : comers)
+        comer.join();
+    EXPECT_TRUE(server_->Players().empty());
+    ExpectWholeLives();
+    EXPECT_EQ(module_.All().size(), server_->Summary().players);
+}
+
+}  // namespace
