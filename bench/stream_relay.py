@@ -1,11 +1,13 @@
 #!/usr/bin/env python3
 """CPU per gigabyte of the stream server beside nginx with its RTMP module.
 
-One 720p25 stream of 2 Mbit/s goes to 1, 50 and 200 players over loopback, first through vmshost, then
-through nginx, each alone on the machine. CPU is what the serving processes used (user and system,
+One 720p25 stream of 2 Mbit/s goes to 1, 50 and 200 players over loopback, in turns through vmshost and
+through nginx. Every player is a process of its own. CPU is what the serving processes used (user and system,
 /proc/PID/task/TID/schedstat), bytes are what the players received.
 
-    bench/stream_relay.py [--seconds 20] [--players 1 50 200]
+    bench/stream_relay.py [--seconds 6] [--rounds 5] [--players 1 50 200]
+
+vmshost reads and paces the recording itself; nginx is fed by an ffmpeg that is not counted.
 
 Needs a release build, ffmpeg, and the packages nginx-light and libnginx-mod-rtmp.
 """
@@ -14,9 +16,11 @@ import argparse
 import json
 import os
 import pathlib
-import selectors
+import mmap
 import shutil
+import signal
 import socket
+import statistics
 import struct
 import subprocess
 import sys
@@ -76,16 +80,22 @@ def receive_exactly(player, count):
 
 # WebSocket (RFC 6455)
 
-def websocket_player(port, key):
-    player = connect(port)
-    player.sendall(b"GET /stream HTTP/1.1\r\nHost: 127.0.0.1\r\nUpgrade: websocket\r\n"
-                   b"Connection: Upgrade\r\nSec-WebSocket-Version: 13\r\n"
-                   b"Sec-WebSocket-Key: AAAAAAAAAAAAAAAAAAAAAA==\r\n\r\n")
+UPGRADE = (b"GET /stream HTTP/1.1\r\nHost: 127.0.0.1\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+           b"Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: AAAAAAAAAAAAAAAAAAAAAA==\r\n\r\n")
+
+
+def read_head(player):
     head = b""
     while not head.endswith(b"\r\n\r\n"):
         head += receive_exactly(player, 1)
     if b" 101 " not in head.split(b"\r\n")[0]:
         raise ConnectionError(head.decode(errors="replace"))
+
+
+def websocket_player(port, key):
+    player = connect(port)
+    player.sendall(UPGRADE)
+    read_head(player)
     request = json.dumps({"cmd": 0x100200, "key": key, "body": ""}).encode()
     assert len(request) < 126
     player.sendall(bytes([0x81, 0x80 | len(request), 0, 0, 0, 0]) + request)
@@ -124,62 +134,40 @@ def rtmp_player(port):
     return player
 
 
-class Drain:
-    """A child process that reads all players as fast as it can and counts."""
+class Players:
+    """One process per player, each reading as fast as it can. Received bytes are counted in shared memory."""
 
-    def __init__(self, players):
-        self.reader, writer = os.pipe()
-        self.ask, asked = socket.socketpair()
-        self.pid = os.fork()
-        if self.pid == 0:
-            try:
-                self.ask.close()
-                # Players are elsewhere as a rule: they shall not push the server off its processor.
-                os.sched_setscheduler(0, os.SCHED_BATCH, os.sched_param(0))
-                self.run(players, writer, asked)
-            finally:
-                os._exit(1)
-        os.close(writer)
-        asked.close()
-        for player in players:
+    def __init__(self, sockets):
+        self.counts = mmap.mmap(-1, 8 * len(sockets))
+        self.pids = []
+        for index, player in enumerate(sockets):
+            pid = os.fork()
+            if pid == 0:
+                for other in sockets:
+                    if other is not player:
+                        other.close()
+                self.read_for_ever(player, index)
+            self.pids.append(pid)
+        for player in sockets:
             player.close()
 
-    @staticmethod
-    def run(players, writer, asked):
-        selector = selectors.EpollSelector()
-        counts = dict.fromkeys(players, 0)
-        for player in players:
-            player.setblocking(False)
-            selector.register(player, selectors.EVENT_READ)
-        selector.register(asked, selectors.EVENT_READ)
-        buffer = bytearray(1 << 18)
-        while True:
-            for event, _ in selector.select():
-                if event.fileobj is asked:
-                    if not asked.recv(1):
-                        os._exit(0)
-                    os.write(writer, json.dumps([sum(counts.values()), min(counts.values())]).encode() + b"\n")
-                    continue
-                got = event.fileobj.recv_into(buffer)
-                if not got:
-                    raise ConnectionError("a player was cut off")
-                counts[event.fileobj] += got
+    def read_for_ever(self, player, index):
+        try:
+            player.settimeout(None)
+            buffer, total = bytearray(1 << 18), 0
+            while got := player.recv_into(buffer):
+                total += got
+                self.counts[8 * index:8 * index + 8] = struct.pack("<Q", total)
+        finally:
+            os._exit(1)
 
-    def bytes(self):
-        """All bytes so far, and those of the player that got the fewest."""
-        self.ask.send(b"?")
-        line = b""
-        while not line.endswith(b"\n"):
-            piece = os.read(self.reader, 4096)
-            if not piece:
-                raise ConnectionError("the players have ended")
-            line += piece
-        return json.loads(line)
+    def received(self):
+        return struct.unpack(f"<{len(self.pids)}Q", self.counts[:])
 
     def end(self):
-        self.ask.close()
-        os.close(self.reader)
-        os.waitpid(self.pid, 0)
+        for pid in self.pids:
+            os.kill(pid, signal.SIGKILL)
+            os.waitpid(pid, 0)
 
 
 class Vmshost:
@@ -200,11 +188,14 @@ class Vmshost:
         self.process.stdout.readline()
         self.pids = [self.process.pid]
 
-    def players(self, count):
+    def new_key(self):
         body = json.dumps({"module": "files", "id": "0x100103", "deviceId": "cam",
                            "body": {"id": "cam", "channel": 0}}).encode()
         with urllib.request.urlopen(f"http://127.0.0.1:{self.port}/api/commands", body) as answer:
-            key = json.loads(json.loads(answer.read())["body"])["uri"]
+            return json.loads(json.loads(answer.read())["body"])["uri"]
+
+    def players(self, count):
+        key = self.new_key()
         return [websocket_player(self.port, key) for _ in range(count)]
 
     def end(self):
@@ -251,54 +242,90 @@ rtmp {{ access_log off;
 
 
 def measure(server, count, seconds):
-    drain = Drain(server.players(count))
-    time.sleep(3)
-    before = drain.bytes()
-    cpu, started = cpu_seconds(server.pids), time.monotonic()
-    time.sleep(seconds)
-    after = drain.bytes()
-    cpu, lasted = cpu_seconds(server.pids) - cpu, time.monotonic() - started
-    drain.end()
-    if after[1] == before[1]:
+    players = Players(server.players(count))
+    try:
+        time.sleep(2)
+        before, cpu, started = players.received(), cpu_seconds(server.pids), time.monotonic()
+        memory = resident_bytes(server.pids[-1])
+        time.sleep(seconds)
+        after = players.received()
+        cpu, lasted = cpu_seconds(server.pids) - cpu, time.monotonic() - started
+    finally:
+        players.end()
+    if min(new - old for new, old in zip(after, before)) == 0:
         raise RuntimeError(f"{server.name}: a player received nothing")
-    moved = after[0] - before[0]
-    return {"players": count, "cpu": cpu, "gigabytes": moved / 1e9, "cpu_per_gb": cpu / (moved / 1e9),
-            "mbit_per_player": moved * 8e-6 / lasted / count,
-            "us_per_frame": cpu / lasted / FRAMES_PER_SECOND * 1e6}
+    moved = sum(after) - sum(before)
+    return {"cpu_per_gb": cpu / (moved / 1e9), "mbit": moved * 8e-6 / lasted / count,
+            "us_per_frame": cpu / lasted / FRAMES_PER_SECOND * 1e6, "resident": memory}
+
+
+def idle_connections(server, count):
+    """Resident bytes per connection that has asked for nothing."""
+    before = resident_bytes(server.pids[-1])
+    connections = [connect(server.port) for _ in range(count)]
+    for connection in connections:
+        connection.sendall(UPGRADE)
+    for connection in connections:
+        read_head(connection)
+    time.sleep(1)
+    grown = resident_bytes(server.pids[-1]) - before
+    for connection in connections:
+        connection.close()
+    return grown / count
+
+
+def print_table(servers, counts, results):
+    print(f"{'':10}{'players':>8}{'Mbit/s each':>13}{'CPU s/GB':>10}{'us per frame':>14}")
+    medians = {}
+    for server in servers:
+        for count in counts:
+            rows = results[server.name, count]
+            middle = {key: statistics.median(row[key] for row in rows) for key in rows[0]}
+            medians[server.name, count] = middle
+            print(f"{server.name:10}{count:8}{middle['mbit']:13.2f}{middle['cpu_per_gb']:10.2f}"
+                  f"{middle['us_per_frame']:14.0f}")
+    return medians
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--seconds", type=int, default=20)
+    parser.add_argument("--seconds", type=int, default=6)
+    parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--players", type=int, nargs="+", default=[1, 50, 200])
     arguments = parser.parse_args()
-    results = {}
+    counts, results = arguments.players, {}
     with tempfile.TemporaryDirectory(prefix="vms-relay-") as folder:
         folder = pathlib.Path(folder)
         clip = folder / "clip.mp4"
         make_clip(clip, 30)
-        for kind in (Vmshost, Nginx):
-            place = folder / kind.name
-            place.mkdir()
-            server = kind(place, clip)
-            try:
-                results[kind.name] = [measure(server, count, arguments.seconds) for count in arguments.players]
-            finally:
+        servers = []
+        try:
+            for kind in (Vmshost, Nginx):
+                (folder / kind.name).mkdir()
+                servers.append(kind(folder / kind.name, clip))
+            idle = idle_connections(servers[0], 500)
+            for _ in range(arguments.rounds):
+                for count in counts:
+                    for server in servers:
+                        results.setdefault((server.name, count), []).append(
+                            measure(server, count, arguments.seconds))
+        finally:
+            for server in servers:
                 server.end()
-    print(f"{'':10}{'players':>8}{'Mbit/s each':>13}{'CPU s':>8}{'CPU s/GB':>10}{'us per frame':>14}")
-    for name, rows in results.items():
-        for row in rows:
-            print(f"{name:10}{row['players']:8}{row['mbit_per_player']:13.2f}{row['cpu']:8.2f}"
-                  f"{row['cpu_per_gb']:10.2f}{row['us_per_frame']:14.0f}")
-    last = {name: rows[-1] for name, rows in results.items()}
-    print(f"at {arguments.players[-1]} players: {last['vmshost']['cpu_per_gb'] / last['nginx']['cpu_per_gb']:.2f} "
-          f"times the CPU per gigabyte of nginx")
-    if len(arguments.players) > 1:
-        for name, rows in results.items():
-            growth = (rows[-1]["us_per_frame"] - rows[-2]["us_per_frame"]) / \
-                     (rows[-1]["players"] - rows[-2]["players"])
-            print(f"{name}: {growth:.1f} us per frame and player from {rows[-2]['players']} to "
-                  f"{rows[-1]['players']} players")
+    medians = print_table(servers, counts, results)
+    most = counts[-1]
+    ratios = [mine["cpu_per_gb"] / theirs["cpu_per_gb"]
+              for mine, theirs in zip(results["vmshost", most], results["nginx", most])]
+    print(f"at {most} players, vmshost to nginx: " + ", ".join(f"{ratio:.2f}" for ratio in ratios) +
+          f"; median {statistics.median(ratios):.2f}")
+    if len(counts) > 1:
+        for server in servers:
+            few, many = (medians[server.name, count] for count in counts[-2:])
+            growth = (many["us_per_frame"] - few["us_per_frame"]) / (counts[-1] - counts[-2])
+            print(f"{server.name}: {growth:.1f} us per frame and player from {counts[-2]} to {most} players")
+        grown = medians["vmshost", most]["resident"] - medians["vmshost", counts[0]]["resident"]
+        print(f"vmshost: {idle / 1000:.1f} kB per idle connection, {grown / (most - counts[0]) / 1000:.1f} kB per "
+              f"attached player")
     return 0
 
 
