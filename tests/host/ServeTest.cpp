@@ -117,7 +117,9 @@ TEST_F(ServeTest, AReloadTellsModulesOfChangesOnly) {
     Write("{ broken");
     run_->Process().Signal(SIGHUP);
     EXPECT_EQ(Reload(Config(""), "+a+b-b+c-c+c-c-a"), "+a+b-b+c-c+c-c-a");
-    EXPECT_EQ(Fetch(port_, "GET", "/api/devices").body, "{\"devices\":[]}\n");
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    while (Fetch(port_, "GET", "/api/devices").body != "{\"devices\":[]}\n")
+        ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "still known";
     EXPECT_EQ(Stop(), 0);
     EXPECT_THAT(run_->errors, Not(HasSubstr("word-77")));
 }
