@@ -14,36 +14,15 @@
 #include <atomic>
 #include <cstdlib>
 #include <memory>
-#include <new>
 #include <string>
 #include <vector>
 
+#include "bench/AllocationCount.h"
 #include "bench/NullFamily.h"
 #include "module/CommandRecord.h"
 #include "platform/CreateCommandBusInstance.h"
 #include "platform/SysCommandHelper.h"
 #include "videodevice/VideoDeviceModule.h"
-
-namespace {
-
-thread_local int64_t allocations = 0;
-
-}  // namespace
-
-__attribute__((noinline)) void* operator new(size_t size) {
-    ++allocations;
-    if (void* const memory = std::malloc(size))
-        return memory;
-    throw std::bad_alloc();
-}
-
-__attribute__((noinline)) void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-
-__attribute__((noinline)) void operator delete(void* memory, size_t) noexcept {
-    std::free(memory);
-}
 
 namespace {
 
@@ -102,7 +81,7 @@ int DeliverFloor(std::string key, IStreamConnectionController* controller,
 
 void CountAllocations(benchmark::State& state, int64_t before) {
     state.counters["allocations"] =
-        benchmark::Counter(static_cast<double>(allocations - before),
+        benchmark::Counter(static_cast<double>(vms::bench::AllocationsOfThread() - before),
                            benchmark::Counter::kAvgIterations | benchmark::Counter::kAvgThreads);
 }
 
@@ -120,7 +99,7 @@ void TearDown(const benchmark::State&) {
 
 void Media(benchmark::State& state) {
     const std::string key = shared->Key(state.thread_index() % static_cast<int>(state.range(1)));
-    const int64_t before = allocations;
+    const int64_t before = vms::bench::AllocationsOfThread();
     for (auto _ : state)
         benchmark::DoNotOptimize(shared->Deliver(key));
     CountAllocations(state, before);
@@ -136,7 +115,7 @@ void Floor(benchmark::State& state) {
         clients[i] = static_cast<long long>(i);
     const std::string key(36, 'k');
     const std::array<char, kUnitLength> unit{};
-    const int64_t before = allocations;
+    const int64_t before = vms::bench::AllocationsOfThread();
     for (auto _ : state)
         benchmark::DoNotOptimize(DeliverFloor(key, controller, clients, unit.data()));
     CountAllocations(state, before);

@@ -13,35 +13,14 @@
 #include <cstdlib>
 #include <fstream>
 #include <memory>
-#include <new>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "bench/AllocationCount.h"
 #include "platform/IWebSocketClient.h"
 #include "tests/support/FrameServer.h"
 #include "websocket/INetEventHandle.h"
-
-namespace {
-
-std::atomic<int64_t> allocations{0};
-
-}  // namespace
-
-__attribute__((noinline)) void* operator new(size_t size) {
-    allocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* const memory = std::malloc(size))
-        return memory;
-    throw std::bad_alloc();
-}
-
-__attribute__((noinline)) void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-
-__attribute__((noinline)) void operator delete(void* memory, size_t) noexcept {
-    std::free(memory);
-}
 
 namespace {
 
@@ -150,14 +129,14 @@ void MeasureReceiving(int port, const char* path, std::chrono::seconds duration)
     std::this_thread::sleep_for(milliseconds(1500));  // earlier clients have closed by then
     const int64_t bytes = counter.bytes;
     const int64_t messages = counter.messages;
-    const int64_t allocated = allocations;
+    const int64_t allocated = vms::bench::AllocationsOfProcess();
     const double cpu = CpuSeconds();
     std::this_thread::sleep_for(duration);
     const double gigabytes = static_cast<double>(counter.bytes - bytes) * 1e-9;
     const auto received = static_cast<double>(counter.messages - messages);
     std::printf("%-7s 64 connections: %.2f CPU s per GB, %.0f messages/s, %.4f allocations each\n",
                 path, (CpuSeconds() - cpu) / gigabytes, received / Seconds(duration),
-                static_cast<double>(allocations - allocated) / received);
+                static_cast<double>(vms::bench::AllocationsOfProcess() - allocated) / received);
 }
 
 void MeasureConnecting(int port, const char* path, bool secure) {

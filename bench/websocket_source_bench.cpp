@@ -8,32 +8,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <new>
 #include <string>
 
+#include "bench/AllocationCount.h"
 #include "videodevice/IStreamCallback.h"
 #include "websocket/TaveroPreview_ws.h"
-
-namespace {
-
-thread_local int64_t allocations = 0;
-
-}  // namespace
-
-__attribute__((noinline)) void* operator new(size_t size) {
-    ++allocations;
-    if (void* const memory = std::malloc(size))
-        return memory;
-    throw std::bad_alloc();
-}
-
-__attribute__((noinline)) void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-
-__attribute__((noinline)) void operator delete(void* memory, size_t) noexcept {
-    std::free(memory);
-}
 
 namespace {
 
@@ -84,7 +63,7 @@ void BM_Reframe(benchmark::State& state) {
     NanosecondsOf(kBatch, reframe);
     double floor = std::numeric_limits<double>::max();
     double cost = floor;
-    const int64_t before = allocations;
+    const int64_t before = vms::bench::AllocationsOfThread();
     for (auto _ : state) {
         floor = std::min(floor, NanosecondsOf(kBatch, floorWork));
         const double batch = NanosecondsOf(kBatch, reframe);
@@ -95,7 +74,8 @@ void BM_Reframe(benchmark::State& state) {
     state.counters["memcpy_ns"] = floor;
     state.counters["frame_ns"] = cost;
     state.counters["over_copy_ns"] = cost - floor;
-    state.counters["allocations"] = static_cast<double>(allocations - before) / frames;
+    state.counters["allocations"] =
+        static_cast<double>(vms::bench::AllocationsOfThread() - before) / frames;
 }
 BENCHMARK(BM_Reframe)->Arg(1'000)->Arg(20'000)->Arg(200'000)->UseManualTime()->Iterations(300);
 
