@@ -38,6 +38,8 @@ DeviceListener::Acceptor DeviceListener::Bind(uint16_t port) {
         Acceptor acceptor(asio::make_strand(context_), endpoint_.protocol());
         acceptor.set_option(Acceptor::reuse_address(port != 0));
         acceptor.bind(endpoint_);
+        // Accepted sockets inherit it; without it they would keep the port from a second binding.
+        acceptor.set_option(Acceptor::reuse_address(true));
         return acceptor;
     } catch (const boost::system::system_error& error) {
         throw std::runtime_error("cannot bind " + endpoint_.address().to_string() + ':' +
