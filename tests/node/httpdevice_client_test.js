@@ -310,8 +310,11 @@ async function testStreamFaults(sim, control) {
     assert.strictEqual((await socket.frames(() => false)).length, 0, 'silent until it is dropped');
 
     await control.faults(0, ['halfOpen'], '*');
+    const accepted = async () => (await control.state(0)).stats.accepted;
+    const before = await accepted();
     const pending = client.get('image/osd');
     pending.catch(() => {});
+    await withDeadline((async () => { while (await accepted() === before); })(), 10000, 'accept');
     await control.faults(0, [], '*');
     await assert.rejects(pending);
 }
