@@ -33,7 +33,7 @@ private:
     };
 
     ActionResult Perform(Clock::time_point now, const ActionRequest& request);
-    ActionResult Play(const ActionRequest& request);
+    ActionResult Play(Clock::time_point now, const ActionRequest& request);
     ActionResult PlayRecorded(Clock::time_point now, const ActionRequest& request);
     ActionResult PlaySync(Clock::time_point now, const ActionRequest& request);
     ActionResult StartTalk(const ActionRequest& request);

@@ -26,7 +26,7 @@ struct Playing {
           stream(mode,
                  {MakeTrack(FrameHeader::Kind::Video, 40, 25),
                   MakeTrack(FrameHeader::Kind::Audio, 40, 1)},
-                 {Recordings(), startMs, endMs, 0}, clock) {}
+                 {Recordings(), startMs, endMs, 0}, clock, now) {}
 
     static std::shared_ptr<const Timeline> Recordings() {
         Timeline::Plan plan;
@@ -44,8 +44,7 @@ struct Playing {
         return headers;
     }
 
-    // The constructor of a stream looks at the real clock; these tests do not run for an hour.
-    Clock::time_point now = Clock::now() + std::chrono::hours(1);
+    Clock::time_point now{std::chrono::hours(1)};
     std::shared_ptr<MediaClock> clock;
     MediaStream stream;
 };
