@@ -119,7 +119,7 @@ TEST(MediaStream, SynchronousChannelWaitsThroughAGap) {
     EXPECT_EQ(playing.After(milliseconds(999)).size(), 50u);
     EXPECT_EQ(playing.After(milliseconds(kHourMs)).size(), 0u);
     EXPECT_FALSE(playing.stream.finished());
-    const auto next = playing.After(milliseconds(kHourMs));
+    const auto next = playing.After(milliseconds(kHourMs + 1));
     ASSERT_FALSE(next.empty());
     EXPECT_EQ(static_cast<int64_t>(next.front().timestamp), quiet + 2 * kHourMs);
 }
