@@ -204,11 +204,18 @@ void MediaConnection::OnBinary(Clock::time_point, std::string_view bytes, Batch&
         device_.talk().Refuse(talk_->channel);
 }
 
+// Looking keeps a synchronous session alive, but not beyond the login that made it.
+bool MediaConnection::KeepsSync(Clock::time_point now, const std::string& token) {
+    const SyncTable::Shared session = device_.sync().Find(now, token);
+    if (session && device_.sessions().Check(now, session->owner, false) == ResultCode::Done)
+        return true;
+    device_.sync().Remove(token);
+    return false;
+}
+
 // Streams end with what they hang on.
 bool MediaConnection::CheckSessions(Clock::time_point now, Batch& batch) {
-    std::erase_if(created_, [&](const std::string& token) {
-        return device_.sync().Find(now, token) == nullptr;
-    });
+    std::erase_if(created_, [&](const std::string& token) { return !KeepsSync(now, token); });
     const char* reason = nullptr;
     ResultCode code = ResultCode::Done;
     if (!token_.empty() && device_.sessions().Check(now, token_, false) != ResultCode::Done) {

@@ -42,6 +42,7 @@ private:
     ActionResult SetSpeed(Clock::time_point now, const Json::Value& data);
     void Use(const std::string& token, std::unique_ptr<MediaStream> stream);
     void Leave();
+    bool KeepsSync(Clock::time_point now, const std::string& token);
     bool CheckSessions(Clock::time_point now, Batch& batch);
     void TakeFrames(Clock::time_point now, size_t queued, Batch& batch);
 
