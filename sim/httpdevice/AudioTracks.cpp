@@ -90,7 +90,7 @@ SharedTrack MakeAudioTrack(AudioCodec codec) {
 
 unsigned char ToALaw(int sample) {
     const int sign = sample >= 0 ? 0x80 : 0;
-    const int magnitude = std::min(sample >= 0 ? sample : -sample - 1, 32'767) >> 4;
+    const int magnitude = std::min(sample >= 0 ? sample : -sample - 1, 32'767) >> 3;
     int segment = 0;
     while (segment < 7 && magnitude >> (segment + 5) != 0)
         ++segment;
@@ -99,13 +99,14 @@ unsigned char ToALaw(int sample) {
 }
 
 unsigned char ToMuLaw(int sample) {
-    constexpr int kBias = 132;
-    const int sign = sample < 0 ? 0x80 : 0;
-    const int magnitude = std::min(std::abs(sample), 32'635) + kBias;
+    constexpr int kBias = 33;
+    const int value = sample >> 2;  // fourteen bits
+    const int magnitude = std::min(std::abs(value), 8158) + kBias;
     int segment = 7;
-    while (segment > 0 && (magnitude & (1 << (segment + 7))) == 0)
+    while (segment > 0 && (magnitude & (1 << (segment + 5))) == 0)
         --segment;
-    return static_cast<unsigned char>(~(sign | segment << 4 | (magnitude >> (segment + 3) & 0x0f)));
+    const int step = magnitude >> (segment + 1) & 0x0f;
+    return static_cast<unsigned char>(~((value < 0 ? 0x80 : 0) | segment << 4 | step));
 }
 
 }  // namespace vms::sim::httpdevice
