@@ -13,7 +13,7 @@ packages=(
     libavformat-dev libavcodec-dev libavutil-dev
     # simulators
     libboost1.74-dev libpugixml-dev libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
-    libgstrtspserver-1.0-dev gstreamer1.0-plugins-base gstreamer1.0-plugins-good
+    libgstrtspserver-1.0-dev nettle-dev gstreamer1.0-plugins-base gstreamer1.0-plugins-good
     gstreamer1.0-plugins-bad gstreamer1.0-plugins-ugly gstreamer1.0-x fonts-dejavu-core
     # tests, benchmarks, demo
     libgtest-dev libgmock-dev libbenchmark-dev libcurl4-openssl-dev ffmpeg iproute2 util-linux

@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 
+#include "sim/httpdevice/HttpDeviceCommand.h"
 #include "sim/onvif/OnvifCommand.h"
 #include "sim/process/StopSignals.h"
 
@@ -15,6 +16,7 @@ int main(int argc, char** argv) {
     CLI::App app("Simulated devices on real sockets");
     app.require_subcommand(1);
     vms::sim::AddOnvifCommand(app, exitCode);
+    vms::sim::httpdevice::AddHttpDeviceCommand(app, exitCode);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -1,0 +1,122 @@
+#include "sim/httpdevice/AnswerFault.h"
+
+#include <algorithm>
+
+#include "sim/httpdevice/DeviceApi.h"
+
+namespace vms::sim::httpdevice {
+
+namespace {
+
+using After = WireAnswer::After;
+
+constexpr long long kMaxDepth = 10'000'000;
+constexpr long long kMaxMebibytes = 256;
+
+Json::Value OtherType(const Json::Value& value);
+
+Json::Value OtherMembers(const Json::Value& object) {
+    Json::Value out(Json::objectValue);
+    for (const std::string& name : object.getMemberNames())
+        out[name] = OtherType(object[name]);
+    return out;
+}
+
+// Texts for numbers and the other way round; a list loses its items' shape.
+Json::Value OtherType(const Json::Value& value) {
+    if (value.isObject())
+        return OtherMembers(value);
+    if (value.isString())
+        return Json::Value(7);
+    if (value.isArray())
+        return Json::Value("list");
+    return Json::Value(value.isBool() ? "yes" : value.asString());
+}
+
+std::string DeepBody(long long depth) {
+    const auto levels = static_cast<size_t>(std::min(depth, kMaxDepth));
+    return "{\"code\":0,\"data\":" + std::string(levels, '[') + std::string(levels, ']') + "}";
+}
+
+std::string HugeBody(long long mebibytes) {
+    const auto size = static_cast<size_t>(std::min(mebibytes, kMaxMebibytes)) << 20;
+    return "{\"code\":0,\"data\":{\"text\":\"" + std::string(size, 'x') + "\"}}";
+}
+
+std::string Junk() {
+    std::string junk;
+    for (int i = 0; i < 300; ++i)
+        junk += static_cast<char>(i * 37 + 128);
+    return junk;
+}
+
+std::string BodyOf(const FaultBoard& faults, const std::string& endpoint, const ApiAnswer& answer) {
+    using F = DeviceFault;
+    if (faults.Has(F::EmptyBody, endpoint))
+        return "";
+    if (faults.Has(F::Garbage, endpoint))
+        return Junk();
+    if (const auto depth = faults.Find(F::DeepJson, endpoint))
+        return DeepBody(*depth);
+    if (const auto size = faults.Find(F::HugeBody, endpoint))
+        return HugeBody(*size);
+    if (const auto code = faults.Find(F::Code, endpoint))
+        return Envelope(static_cast<ResultCode>(*code));
+    if (faults.Has(F::WrongTypes, endpoint)) {
+        ApiAnswer other(OtherType(answer.data));
+        other.code = answer.code;
+        return Envelope(other);
+    }
+    const std::string body = Envelope(answer);
+    return faults.Has(F::TruncatedJson, endpoint) ? body.substr(0, body.size() / 2) : body;
+}
+
+std::chrono::milliseconds Time(std::optional<long long> value) {
+    return std::chrono::milliseconds(std::min(value.value_or(0), 3'600'000LL));
+}
+
+HttpAnswer Page500() {
+    HttpAnswer answer;
+    answer.status = 500;
+    answer.contentType = "text/html";
+    answer.body = "<html><body><h1>Internal error</h1></body></html>";
+    return answer;
+}
+
+}  // namespace
+
+std::string LastPart(const std::string& path) {
+    return path.substr(path.rfind('/') + 1);
+}
+
+WireAnswer WriteWire(const HttpAnswer& answer, bool keepAlive) {
+    WireAnswer wire;
+    wire.bytes = WriteAnswer(answer, HttpStyle{}, keepAlive);
+    wire.after = keepAlive ? After::KeepOpen : After::Close;
+    return wire;
+}
+
+WireAnswer ApplyFaults(const FaultBoard& faults, const std::string& endpoint,
+                       const ApiAnswer& answer, bool keepAlive) {
+    using F = DeviceFault;
+    if (faults.Has(F::Silent, endpoint))
+        return {"", "", {}, {}, After::Hold};
+    if (faults.Has(F::DropBefore, endpoint))
+        return {"", "", Time(faults.Find(F::Delay, endpoint)), {}, After::Close};
+    HttpAnswer http;
+    http.contentType = "application/json";
+    http.body = BodyOf(faults, endpoint, answer);
+    if (faults.Has(F::Http500, endpoint))
+        http = Page500();
+    WireAnswer wire = WriteWire(http, keepAlive);
+    if (faults.Has(F::DropInside, endpoint)) {
+        wire.bytes.resize(wire.bytes.size() -
+                          std::min(wire.bytes.size(), http.body.size() / 2 + 1));
+        wire.after = After::Close;
+    }
+    wire.delay = Time(faults.Find(F::Delay, endpoint));
+    wire.byteInterval = Time(faults.Find(F::Slow, endpoint));
+    return wire;
+}
+
+}  // namespace vms::sim::httpdevice

@@ -1,0 +1,158 @@
+#include "sim/httpdevice/DeviceApi.h"
+
+#include <algorithm>
+#include <string_view>
+#include <vector>
+
+#include "sim/httpdevice/AnswerFault.h"
+#include "sim/httpdevice/Endpoints.h"
+#include "sim/process/JsonLine.h"
+
+namespace vms::sim::httpdevice {
+
+namespace {
+
+enum class Kind { Any, Camera, Recorder };
+enum class Needs { Nothing, Session, SessionAndKey };
+
+struct Route {
+    const char* path;
+    Kind kind;
+    Needs needs;
+    Endpoint endpoint;
+};
+
+constexpr Route kRoutes[] = {
+    {"session/login-capabilities", Kind::Any, Needs::Nothing, LoginCapabilities},
+    {"session/login", Kind::Any, Needs::Nothing, Login},
+    {"session/logout", Kind::Any, Needs::Session, Logout},
+    {"session/heart-beat", Kind::Any, Needs::Session, Heartbeat},
+    {"security/capability", Kind::Any, Needs::Session, SecurityCapability},
+    {"system/device-info", Kind::Any, Needs::SessionAndKey, DeviceInfo},
+    {"system/platform-capabilities", Kind::Any, Needs::SessionAndKey, PlatformCapabilities},
+    {"system/capabilities", Kind::Any, Needs::SessionAndKey, CapabilitiesV1},
+    {"system/capability", Kind::Any, Needs::SessionAndKey, CapabilitiesV6},
+    {"system/system-time", Kind::Any, Needs::SessionAndKey, SystemTime},
+    {"system/user-manager", Kind::Any, Needs::SessionAndKey, UserManager},
+    {"image/osd", Kind::Any, Needs::SessionAndKey, Osd},
+    {"record/record-encode-info", Kind::Any, Needs::SessionAndKey, RecordEncode},
+    {"record/record-list", Kind::Any, Needs::SessionAndKey, RecordList},
+    {"video/video-encode", Kind::Any, Needs::SessionAndKey, VideoEncode},
+    {"image/ptz-ctrl", Kind::Camera, Needs::SessionAndKey, PtzControl},
+    {"image/zoom-focus", Kind::Camera, Needs::SessionAndKey, ZoomFocus},
+    {"image/ptz-cruise", Kind::Camera, Needs::SessionAndKey, PtzCruiseTours},
+    {"event/manual-alarm", Kind::Camera, Needs::SessionAndKey, ManualAlarm},
+    {"channel/ptz-control", Kind::Recorder, Needs::SessionAndKey, PtzControl},
+    {"channel/ptz-cruise", Kind::Recorder, Needs::SessionAndKey, PtzCruiseTours},
+    {"channel/manual-alarm", Kind::Recorder, Needs::SessionAndKey, ManualAlarm},
+};
+
+const Route* FindRoute(const std::string& path) {
+    const auto* found = std::find_if(std::begin(kRoutes), std::end(kRoutes),
+                                     [&](const Route& route) { return path == route.path; });
+    return found == std::end(kRoutes) ? nullptr : found;
+}
+
+// The first value that names a session that holds, else the first named at all.
+std::string PickToken(Device& device, const std::vector<std::string>& values) {
+    std::string first;
+    for (const std::string& value : values) {
+        const std::string token = TokenOf(value);
+        if (device.sessions().Check(Clock::now(), token, false) == ResultCode::Done)
+            return token;
+        if (first.empty())
+            first = token;
+    }
+    return first;
+}
+
+// Several cookies may come in one field.
+std::vector<std::string> CookieValues(const std::string& field) {
+    std::vector<std::string> values;
+    for (size_t at = 0; at < field.size();) {
+        const size_t end = std::min(field.size(), field.find(';', at));
+        const size_t start = std::min(end, field.find_first_not_of(' ', at));
+        values.push_back(field.substr(start, end - start));
+        at = end + 1;
+    }
+    return values;
+}
+
+std::string SessionOf(Device& device, const DeviceRequest& request, const ApiCall& call) {
+    std::vector<std::string> values = CookieValues(request.cookie);
+    values.push_back(request.apiSession);
+    if (call.path == "session/heart-beat" || call.path == "session/logout") {
+        values.push_back(Text(call.data(), "cookie"));
+        values.push_back(Text(call.data(), "Api-Session"));
+    }
+    std::erase(values, "");
+    return PickToken(device, values);
+}
+
+ResultCode MayCall(Device& device, const Route& route, const ApiCall& call) {
+    if (route.needs == Needs::Nothing)
+        return ResultCode::Done;
+    const ResultCode code = device.Admit(call.token, true);
+    return code == ResultCode::KeyOwed && route.needs == Needs::Session ? ResultCode::Done : code;
+}
+
+bool IsForOther(const Device& device, const Route& route) {
+    return route.kind != Kind::Any && (route.kind == Kind::Recorder) != device.config().recorder;
+}
+
+ApiAnswer Call(Device& device, const Route& route, const DeviceRequest& request, ApiCall& call) {
+    const auto body = ParseJson(request.body);
+    if (body)
+        call.body = *body;
+    call.token = SessionOf(device, request, call);
+    const std::string endpoint = LastPart(call.path);
+    if (route.needs != Needs::Nothing && device.faults().Has(DeviceFault::SessionExpired, endpoint))
+        return ResultCode::SessionExpired;
+    if (const ResultCode code = MayCall(device, route, call); code != ResultCode::Done)
+        return code;
+    if (IsForOther(device, route))
+        return ResultCode::NotSupported;
+    const bool named = route.endpoint == DeviceInfo && call.body.isArray();
+    if (!call.body.isObject() && !named)
+        return ResultCode::BadBody;
+    return route.endpoint(device, call);
+}
+
+HttpAnswer Plain(int status) {
+    HttpAnswer answer;
+    answer.status = status;
+    answer.contentType = "text/plain";
+    return answer;
+}
+
+}  // namespace
+
+std::string Envelope(const ApiAnswer& answer) {
+    Json::Value out(Json::objectValue);
+    out["code"] = static_cast<int>(answer.code);
+    if (!answer.data.isNull())
+        out["data"] = answer.data;
+    return JsonLine(out);
+}
+
+WireAnswer Handle(Device& device, const DeviceRequest& request) {
+    constexpr std::string_view kPrefix = "/api/";
+    const size_t mark = std::min(request.target.size(), request.target.find('?'));
+    ApiCall call;
+    if (request.target.starts_with(kPrefix))
+        call.path = request.target.substr(kPrefix.size(), mark - kPrefix.size());
+    if (mark < request.target.size())
+        call.query = request.target.substr(mark + 1);
+    const Route* route = FindRoute(call.path);
+    if (route == nullptr)
+        return WriteWire(Plain(404), request.keepAlive);
+    device.stats().Count(call.path);
+    if (request.method != "POST")
+        return WriteWire(Plain(405), request.keepAlive);
+    const ApiAnswer answer = Call(device, *route, request, call);
+    if (answer.code != ResultCode::Done)
+        device.stats().Count("code:" + std::to_string(static_cast<int>(answer.code)));
+    return ApplyFaults(device.faults(), LastPart(call.path), answer, request.keepAlive);
+}
+
+}  // namespace vms::sim::httpdevice
