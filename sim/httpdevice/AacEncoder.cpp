@@ -8,6 +8,7 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/channel_layout.h>
+#include <libavutil/log.h>
 }
 
 namespace vms::sim::httpdevice {
@@ -86,6 +87,7 @@ void Receive(AVCodecContext& context, int rate, std::vector<std::string>& units)
 }  // namespace
 
 std::vector<std::string> EncodeAdts(const std::vector<float>& samples, int rate) {
+    av_log_set_level(AV_LOG_WARNING);
     const auto context = Open(rate);
     std::vector<std::string> units;
     for (size_t at = 0; at + kAacFrameSamples <= samples.size(); at += kAacFrameSamples) {

@@ -38,6 +38,8 @@ DeviceListener::Acceptor DeviceListener::Bind(uint16_t port) {
         Acceptor acceptor(asio::make_strand(context_), endpoint_.protocol());
         acceptor.set_option(Acceptor::reuse_address(port != 0));
         acceptor.bind(endpoint_);
+        // Accepted sockets inherit it; without it they would keep the port from a second binding.
+        acceptor.set_option(Acceptor::reuse_address(true));
         return acceptor;
     } catch (const boost::system::system_error& error) {
         throw std::runtime_error("cannot bind " + endpoint_.address().to_string() + ':' +
@@ -45,29 +47,26 @@ DeviceListener::Acceptor DeviceListener::Bind(uint16_t port) {
     }
 }
 
-std::future<void> DeviceListener::Refresh() {
-    auto done = std::make_shared<std::promise<void>>();
-    std::future<void> future = done->get_future();
-    asio::post(retry_.get_executor(), [this, done] {
-        Adjust();
-        done->set_value();
-    });
+std::future<bool> DeviceListener::Refresh() {
+    auto done = std::make_shared<std::promise<bool>>();
+    std::future<bool> future = done->get_future();
+    asio::post(retry_.get_executor(), [this, done] { done->set_value(Adjust()); });
     return future;
 }
 
-void DeviceListener::Adjust() {
+bool DeviceListener::Adjust() {
     if (!Has(DeviceFault::HalfOpen))
         held_.clear();
     const bool wanted = !Has(DeviceFault::Refused);
     if (wanted == listening_)
-        return;
+        return true;
     Error error;
     if (wanted) {
         acceptor_.listen(kBacklog, error);
         listening_ = !error;
         if (listening_)
             Accept();
-        return;
+        return listening_;
     }
     // A bound socket that does not listen refuses, and nobody else can take the port.
     listening_ = false;
@@ -75,6 +74,7 @@ void DeviceListener::Adjust() {
     acceptor_.open(endpoint_.protocol(), error);
     acceptor_.set_option(Acceptor::reuse_address(true), error);
     acceptor_.bind(endpoint_, error);
+    return !error;
 }
 
 void DeviceListener::Accept() {

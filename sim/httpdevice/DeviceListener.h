@@ -25,14 +25,15 @@ public:
     uint16_t port() const { return endpoint_.port(); }
 
     /// Listens, or only keeps the port so that connections are refused, as the device's faults say.
-    std::future<void> Refresh();
+    /// @return whether it came out so
+    std::future<bool> Refresh();
 
 private:
     using Socket = boost::asio::ip::tcp::socket;
     using Acceptor = boost::asio::ip::tcp::acceptor;
 
     Acceptor Bind(uint16_t port);
-    void Adjust();
+    bool Adjust();
     void Accept();
     void OnAccepted(Socket socket);
     void AcceptLater();

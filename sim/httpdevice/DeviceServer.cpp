@@ -1,6 +1,9 @@
 #include "sim/httpdevice/DeviceServer.h"
 
 #include <chrono>
+#include <future>
+#include <stdexcept>
+#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -19,6 +22,10 @@ namespace {
 namespace asio = boost::asio;
 
 constexpr std::chrono::seconds kRefreshTime{5};
+
+bool Succeeds(std::future<bool> result) {
+    return result.wait_for(kRefreshTime) == std::future_status::ready && result.get();
+}
 
 }  // namespace
 
@@ -64,8 +71,6 @@ DeviceServer::Ports DeviceServer::Open(Device& device) {
             impl_->context, config.bind, config.httpsPort, &impl_->tls, entry->owner));
         ports.https = entry->listeners.back()->port();
     }
-    for (const auto& listener : entry->listeners)
-        listener->Refresh();
     impl_->entries.push_back(std::move(entry));
     return ports;
 }
@@ -76,8 +81,10 @@ void DeviceServer::Start() {
             const auto guard = asio::make_work_guard(impl_->context);
             impl_->context.run();
         });
-    for (size_t i = 0; i < impl_->entries.size(); ++i)
-        Refresh(i);
+    for (size_t i = 0; i < impl_->entries.size(); ++i) {
+        if (!Refresh(i))
+            throw std::runtime_error("cannot listen for device " + std::to_string(i));
+    }
 }
 
 void DeviceServer::Stop() {
@@ -94,7 +101,7 @@ void DeviceServer::DropConnections(size_t device) {
 bool DeviceServer::Refresh(size_t device) {
     bool done = true;
     for (const auto& listener : impl_->entries[device]->listeners)
-        done = listener->Refresh().wait_for(kRefreshTime) == std::future_status::ready && done;
+        done = Succeeds(listener->Refresh()) && done;
     return done;
 }
 

@@ -25,6 +25,7 @@ public:
     /// Opens the ports of a device, which must outlive the server; it is the next in number.
     /// @throws std::runtime_error when an address cannot be bound
     Ports Open(Device& device);
+    /// @throws std::runtime_error when a device cannot listen
     void Start();
     /// Ends the threads; open connections are dropped on destruction.
     void Stop();
@@ -34,7 +35,7 @@ public:
     /// Closes every connection of a device.
     void DropConnections(size_t device);
     /// Brings the listeners in line with the faults of the device. Returns when it is done.
-    /// @return false when it took more than five seconds
+    /// @return false when it failed or took more than five seconds
     bool Refresh(size_t device);
 
 private:

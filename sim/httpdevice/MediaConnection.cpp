@@ -41,14 +41,14 @@ void MediaConnection::Leave() {
     endSent_ = false;
 }
 
-ActionResult MediaConnection::Play(const ActionRequest& request) {
+ActionResult MediaConnection::Play(Clock::time_point now, const ActionRequest& request) {
     const auto channel = Number(request.data, "channel", 0, device_.config().channels - 1);
     const auto stream = Number(request.data, "stream", 0, device_.StreamCount() - 1, 0);
     if (!channel || !stream)
         return ResultCode::BadValue;
     Use(request.token,
         std::make_unique<MediaStream>(StreamMode::Live, device_.Tracks(static_cast<int>(*stream)),
-                                      RecordedWindow(), device_.liveClock()));
+                                      RecordedWindow(), device_.liveClock(), now));
     return ResultCode::Done;
 }
 
@@ -74,7 +74,7 @@ ActionResult MediaConnection::PlayRecorded(Clock::time_point now, const ActionRe
     Use(request.token, std::make_unique<MediaStream>(
                            download ? StreamMode::Download : StreamMode::Playback,
                            device_.Tracks(static_cast<int>(*stream)),
-                           RecordedWindow{timeline, *begin, *end, mask}, std::move(clock)));
+                           RecordedWindow{timeline, *begin, *end, mask}, std::move(clock), now));
     return ResultCode::Done;
 }
 
@@ -89,7 +89,7 @@ ActionResult MediaConnection::PlaySync(Clock::time_point now, const ActionReques
                            StreamMode::Sync, device_.Tracks(session->stream),
                            RecordedWindow{device_.channel(number).timeline, session->beginMs,
                                           session->endMs, session->fileType},
-                           session->clock));
+                           session->clock, now));
     syncToken_ = token;
     syncChannel_ = number;
     return ResultCode::Done;
@@ -161,7 +161,7 @@ ActionResult MediaConnection::Perform(Clock::time_point now, const ActionRequest
     if (const ResultCode code = device_.Admit(request.token, true); code != ResultCode::Done)
         return code;
     if (action == "play")
-        return Play(request);
+        return Play(now, request);
     if (action == "playback" || action == "download")
         return PlayRecorded(now, request);
     if (action == "syncPlay")
@@ -204,11 +204,18 @@ void MediaConnection::OnBinary(Clock::time_point, std::string_view bytes, Batch&
         device_.talk().Refuse(talk_->channel);
 }
 
+// Looking keeps a synchronous session alive, but not beyond the login that made it.
+bool MediaConnection::KeepsSync(Clock::time_point now, const std::string& token) {
+    const SyncTable::Shared session = device_.sync().Find(now, token);
+    if (session && device_.sessions().Check(now, session->owner, false) == ResultCode::Done)
+        return true;
+    device_.sync().Remove(token);
+    return false;
+}
+
 // Streams end with what they hang on.
 bool MediaConnection::CheckSessions(Clock::time_point now, Batch& batch) {
-    std::erase_if(created_, [&](const std::string& token) {
-        return device_.sync().Find(now, token) == nullptr;
-    });
+    std::erase_if(created_, [&](const std::string& token) { return !KeepsSync(now, token); });
     const char* reason = nullptr;
     ResultCode code = ResultCode::Done;
     if (!token_.empty() && device_.sessions().Check(now, token_, false) != ResultCode::Done) {

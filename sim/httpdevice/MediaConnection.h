@@ -33,7 +33,7 @@ private:
     };
 
     ActionResult Perform(Clock::time_point now, const ActionRequest& request);
-    ActionResult Play(const ActionRequest& request);
+    ActionResult Play(Clock::time_point now, const ActionRequest& request);
     ActionResult PlayRecorded(Clock::time_point now, const ActionRequest& request);
     ActionResult PlaySync(Clock::time_point now, const ActionRequest& request);
     ActionResult StartTalk(const ActionRequest& request);
@@ -42,6 +42,7 @@ private:
     ActionResult SetSpeed(Clock::time_point now, const Json::Value& data);
     void Use(const std::string& token, std::unique_ptr<MediaStream> stream);
     void Leave();
+    bool KeepsSync(Clock::time_point now, const std::string& token);
     bool CheckSessions(Clock::time_point now, Batch& batch);
     void TakeFrames(Clock::time_point now, size_t queued, Batch& batch);
 

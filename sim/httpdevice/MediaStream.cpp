@@ -13,12 +13,12 @@ constexpr int64_t kForever = std::numeric_limits<int64_t>::max();
 }  // namespace
 
 MediaStream::MediaStream(StreamMode mode, TrackPair tracks, RecordedWindow window,
-                         std::shared_ptr<MediaClock> clock)
+                         std::shared_ptr<MediaClock> clock, Clock::time_point now)
     : mode_(mode),
       tracks_(std::move(tracks)),
       window_(std::move(window)),
       clock_(std::move(clock)) {
-    const MediaClock::View view = clock_->At(Clock::now());
+    const MediaClock::View view = clock_->At(now);
     generation_ = view.generation;
     Place(view.mediaMs);
 }

@@ -33,7 +33,7 @@ class MediaStream {
 public:
     /// @param window unused for Live
     MediaStream(StreamMode mode, TrackPair tracks, RecordedWindow window,
-                std::shared_ptr<MediaClock> clock);
+                std::shared_ptr<MediaClock> clock, Clock::time_point now);
 
     /// Appends what is due, at most about `budget` bytes; for Download everything is due.
     void Take(Clock::time_point now, size_t budget, std::vector<OutMessage>& out);

@@ -15,10 +15,10 @@ function withDeadline(promise, milliseconds, what) {
     return Promise.race([promise, deadline]).finally(() => clearTimeout(timer));
 }
 
-/** A running simulator; `cameras` holds what it announced. */
+/** A running simulator; `cameras` holds what it announced, `announcement` its last line. */
 class Devsim {
-    static async start(binary, args) {
-        const sim = new Devsim(spawn(binary, ['onvif', ...args],
+    static async start(binary, args, family = 'onvif') {
+        const sim = new Devsim(spawn(binary, [family, ...args],
                                      {stdio: ['ignore', 'pipe', 'inherit']}));
         await withDeadline(sim.ready(), START_DEADLINE_MS, 'start of the simulator');
         return sim;
@@ -27,6 +27,7 @@ class Devsim {
     constructor(process) {
         this.process = process;
         this.cameras = [];
+        this.announcement = null;
         this.ended = new Promise(resolve => process.on('exit', resolve));
         process.on('error', () => {});
     }
@@ -34,7 +35,10 @@ class Devsim {
     async ready() {
         for await (const line of readline.createInterface({input: this.process.stdout})) {
             const message = JSON.parse(line);
-            if (message.ready) return;
+            if (message.ready) {
+                this.announcement = message;
+                return;
+            }
             this.cameras.push(message);
         }
         throw new Error('the simulator ended before it was ready');
