@@ -1,0 +1,93 @@
+#include "drivers/httpdevice/device/RecordSearch.h"
+
+#include <algorithm>
+#include <ctime>
+#include <limits>
+
+#include "deviceapi/Tavero_Http_Encode.h"
+#include "drivers/common/DriverLog.h"
+
+namespace vms::httpdevice {
+namespace {
+
+using Api = Tavero_Http_Encode;
+using Files = std::list<__tagTvRecordFile>;
+
+constexpr std::size_t kFullAnswer = 4000;
+constexpr int kMaxAnswers = 500;
+constexpr int kDaySeconds = 86'400;
+constexpr int kEndOfTime = std::numeric_limits<int32_t>::max();
+
+/// @return false when the device fails
+bool AskOnce(DeviceConnection& device, const DeviceProfile& profile,
+             const __tagTvSearchRecordParam& query, int startTime, int endTime, Files& files) {
+    const std::string body =
+        profile.recorder ? Api::GetSearchRecordRequestData_Nvr(query.channel, query.streamNo,
+                                                               query.fileType, startTime, endTime)
+                         : Api::GetSearchRecordRequestData_Ipc(query.fileType, startTime, endTime);
+    const auto read =
+        profile.recorder ? &Api::DeSerializeSearchRecord_Nvr : &Api::DeSerializeSearchRecord_Ipc;
+    return device.Call(device.Address().Url(&Api::GetUrlSearchRecord), body,
+                       [&](const std::string& answer) { return read(answer.c_str(), files) == 0; });
+}
+
+int DayNumber(int day) {
+    const std::time_t seconds = std::time_t{day} * kDaySeconds;
+    std::tm utc{};
+    gmtime_r(&seconds, &utc);
+    return (utc.tm_year + 1900) * 10'000 + (utc.tm_mon + 1) * 100 + utc.tm_mday;
+}
+
+int OpenEnd(int endTime) {
+    return endTime == 0 ? kEndOfTime : endTime;
+}
+
+void Renumber(Files& files) {
+    int index = 0;
+    for (__tagTvRecordFile& file : files)
+        file.index = index++;
+}
+
+}  // namespace
+
+bool FindRecords(DeviceConnection& device, const DeviceProfile& profile,
+                 const __tagTvSearchRecordParam& query, Files& files) {
+    const int endTime = OpenEnd(query.endTime);
+    int startTime = query.startTime;
+    Files found;
+    for (int answers = 0; answers < kMaxAnswers; ++answers) {
+        Files more;
+        if (!AskOnce(device, profile, query, startTime, endTime, more))
+            return false;
+        const bool full = more.size() >= kFullAnswer;
+        const int next = full ? more.back().endTime : startTime;
+        found.splice(found.end(), more);
+        if (full && next <= startTime)
+            break;
+        startTime = next;
+        if (full && startTime < endTime)
+            continue;
+        Renumber(found);
+        files.splice(files.end(), found);
+        return true;
+    }
+    VMS_DRIVER_LOG(2, "HttpDevice", "%s: the list of recordings does not end",
+                   device.Address().Label().c_str());
+    return false;
+}
+
+std::set<int> DaysOf(const Files& files, int startTime, int endTime) {
+    std::set<int> days;  // since the epoch
+    for (const __tagTvRecordFile& file : files) {
+        const int begin = std::max({file.startTime, startTime, 0});
+        const int end = std::min(file.endTime, OpenEnd(endTime));
+        for (int day = begin / kDaySeconds; begin < end && day <= (end - 1) / kDaySeconds; ++day)
+            days.insert(day);
+    }
+    std::set<int> dates;
+    for (const int day : days)
+        dates.insert(DayNumber(day));
+    return dates;
+}
+
+}  // namespace vms::httpdevice

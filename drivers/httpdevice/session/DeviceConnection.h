@@ -1,0 +1,120 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "drivers/httpdevice/http/HttpTransfer.h"
+#include "drivers/httpdevice/session/DeviceAddress.h"
+#include "drivers/httpdevice/session/FamilyRuntime.h"
+#include "drivers/httpdevice/session/Login.h"
+#include "platform/Mutex.h"
+
+namespace vms::httpdevice {
+
+/// One device: its login session, whether it is up, and the way of requests to it. Shared by the
+/// driver and its sources; the last of them logs out. Thread-safe; requests to one device go one
+/// after the other, never waiting for another device's.
+class DeviceConnection : public std::enable_shared_from_this<DeviceConnection> {
+public:
+    /// Looks at an answer. @return whether it was what was asked for
+    using Reader = std::function<bool(const std::string& answer)>;
+
+    DeviceConnection(const __tagTvVideoParam& device, std::shared_ptr<FamilyRuntime> runtime);
+    /// Logs out, in the background.
+    ~DeviceConnection();
+    DeviceConnection(const DeviceConnection&) = delete;
+    DeviceConnection& operator=(const DeviceConnection&) = delete;
+
+    /// From now on looks after the device in the background: login, heartbeat, and a look now and
+    /// then while it is down. Returns at once.
+    void Watch();
+
+    /// Sends a request with the session, logging in first when there is none, and once more when
+    /// the device has forgotten it. Blocks, at most for the time of a few requests; fails at once
+    /// when the device is known to be down. What goes wrong is logged.
+    bool Call(const std::string& url, const std::string& body, const Reader& read)
+        VMS_EXCLUDES(requestMutex_, stateMutex_);
+    /// The same for requests whose answer is only a code.
+    bool Call(const std::string& url, const std::string& body);
+
+    /// Has a session that the device has just confirmed. Blocks like Call.
+    bool Verify();
+
+    /// Has another session than this one, which the device did not take. Blocks like Call.
+    bool Renew(const std::string& session) VMS_EXCLUDES(requestMutex_, stateMutex_);
+
+    /// "" when not logged in.
+    std::string Session() VMS_EXCLUDES(stateMutex_);
+    /// The same; while it is not known whether the device is there, waits for that.
+    std::string SettledSession() VMS_EXCLUDES(stateMutex_);
+
+    /// Whether the device is known to be down.
+    bool IsDown() VMS_EXCLUDES(stateMutex_);
+
+    /// Spaces the beginnings of face sources. @return how long the caller must wait for its turn
+    std::chrono::milliseconds TakeFaceTurn(std::chrono::milliseconds gap) VMS_EXCLUDES(stateMutex_);
+
+    /// Logs out in the background; every call fails from now on.
+    void Close() VMS_EXCLUDES(stateMutex_);
+
+    const DeviceAddress& Address() const { return address_; }
+    const std::shared_ptr<FamilyRuntime>& Runtime() const { return runtime_; }
+
+private:
+    using Clock = std::chrono::steady_clock;
+    enum class Health { kUnknown, kUp, kDown };
+
+    // On the caller's thread.
+    bool Admit() VMS_EXCLUDES(stateMutex_);
+    bool EnsureSession() VMS_REQUIRES(requestMutex_) VMS_EXCLUDES(stateMutex_);
+    bool TryLogin() VMS_REQUIRES(requestMutex_) VMS_EXCLUDES(stateMutex_);
+    bool Recover(int code, const std::string& session) VMS_REQUIRES(requestMutex_)
+        VMS_EXCLUDES(stateMutex_);
+    std::optional<std::string> Carry(const std::string& url, const std::string& body,
+                                     const std::string& session) VMS_REQUIRES(requestMutex_)
+        VMS_EXCLUDES(stateMutex_);
+    Carrier MakeCarrier() VMS_REQUIRES(requestMutex_);
+
+    // In the background.
+    void Look(uint64_t serial) VMS_EXCLUDES(stateMutex_);
+    void SendLook(const std::string& session);
+    void OnLook(const std::string& session, const HttpReply& reply) VMS_EXCLUDES(stateMutex_);
+    void LoginInBackground() VMS_EXCLUDES(requestMutex_, stateMutex_);
+    std::chrono::milliseconds NextLook() const VMS_REQUIRES(stateMutex_);
+    void LookIn(std::chrono::milliseconds delay) VMS_REQUIRES(stateMutex_);
+
+    void NoteUp() VMS_EXCLUDES(stateMutex_);
+    void NoteDown(const std::string& why) VMS_EXCLUDES(stateMutex_);
+    void Forget(const std::string& session) VMS_EXCLUDES(stateMutex_);
+    void LogOut(const std::string& session);
+
+    const DeviceAddress address_;
+    const std::shared_ptr<FamilyRuntime> runtime_;
+
+    // Held while a request of a caller is under way.
+    Mutex requestMutex_;
+    HttpTransfer transfer_ VMS_GUARDED_BY(requestMutex_);
+
+    // Never held while anything waits for the device. Taken inside requestMutex_, never around it.
+    Mutex stateMutex_;
+    CondVar changed_;
+    Health health_ VMS_GUARDED_BY(stateMutex_) = Health::kUnknown;
+    std::string session_ VMS_GUARDED_BY(stateMutex_);
+    bool closed_ VMS_GUARDED_BY(stateMutex_) = false;
+    bool settled_ VMS_GUARDED_BY(stateMutex_) = false;  ///< the first login has ended
+    bool looking_ VMS_GUARDED_BY(stateMutex_) = false;  ///< a look is under way
+    bool loggingIn_ VMS_GUARDED_BY(stateMutex_) = false;
+    int failedLooks_ VMS_GUARDED_BY(stateMutex_) = 0;    ///< one after the other
+    int refusedLogins_ VMS_GUARDED_BY(stateMutex_) = 0;  ///< one after the other
+    uint64_t endedLooks_ VMS_GUARDED_BY(stateMutex_) = 0;
+    uint64_t lookSerial_ VMS_GUARDED_BY(stateMutex_) = 0;  ///< of the look that is due next
+    Clock::time_point lastLook_ VMS_GUARDED_BY(stateMutex_);
+    Clock::time_point nextFaceTurn_ VMS_GUARDED_BY(stateMutex_);
+    Clock::time_point refusedUntil_ VMS_GUARDED_BY(stateMutex_);
+};
+
+}  // namespace vms::httpdevice

@@ -1,0 +1,98 @@
+#include "drivers/httpdevice/session/FamilyRuntime.h"
+
+#include <algorithm>
+#include <thread>
+#include <utility>
+
+#include "drivers/httpdevice/session/DeviceConnection.h"
+
+namespace vms::httpdevice {
+namespace {
+
+constexpr std::size_t kJobThreads = 4;
+constexpr std::chrono::milliseconds kPollTime{5};
+constexpr std::chrono::milliseconds kLogoutTime{1000};
+
+}  // namespace
+
+FamilyRuntime::FamilyRuntime(const FamilySettings& settings)
+    : settings_(settings), reactor_(settings), jobs_(kJobThreads) {}
+
+bool FamilyRuntime::ShutDown(std::chrono::milliseconds sourceTime) {
+    cancelled_ = true;
+    const bool closed = CloseSources(sourceTime);
+    LogOutAll();
+    reactor_.WaitIdle(kLogoutTime);
+    jobs_.Stop();
+    reactor_.Stop();
+    return closed;
+}
+
+bool FamilyRuntime::CloseSources(std::chrono::milliseconds time) {
+    const auto deadline = std::chrono::steady_clock::now() + time;
+    while (!AllClosed()) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+        std::this_thread::sleep_for(kPollTime);
+    }
+    return true;
+}
+
+bool FamilyRuntime::AllClosed() {
+    MutexLock lock(mutex_);
+    bool closed = true;
+    for (Closable* source : sources_) {
+        source->BeginClose();
+        closed = source->IsClosed() && closed;
+    }
+    return closed;
+}
+
+void FamilyRuntime::LogOutAll() {
+    std::vector<std::weak_ptr<DeviceConnection>> connections;
+    {
+        MutexLock lock(mutex_);
+        connections.swap(connections_);
+    }
+    for (const auto& entry : connections) {
+        if (const auto connection = entry.lock())
+            connection->Close();
+    }
+}
+
+void FamilyRuntime::AddConnection(std::weak_ptr<DeviceConnection> connection) {
+    MutexLock lock(mutex_);
+    std::erase_if(connections_, [](const auto& entry) { return entry.expired(); });
+    connections_.push_back(std::move(connection));
+}
+
+void FamilyRuntime::Add(Closable* source) {
+    MutexLock lock(mutex_);
+    sources_.push_back(source);
+}
+
+void FamilyRuntime::Remove(Closable* source) {
+    MutexLock lock(mutex_);
+    std::erase(sources_, source);
+}
+
+void FamilyRuntime::KeepSession(const std::string& token, int beginTime) {
+    MutexLock lock(mutex_);
+    sessions_[token] = beginTime;
+}
+
+void FamilyRuntime::ForgetSession(const std::string& token) {
+    MutexLock lock(mutex_);
+    sessions_.erase(token);
+}
+
+bool FamilyRuntime::FindSession(const std::string& token, int& beginTime) {
+    MutexLock lock(mutex_);
+    const auto found = sessions_.find(token);
+    if (found == sessions_.end())
+        return false;
+    beginTime = found->second;
+    return true;
+}
+
+}  // namespace vms::httpdevice

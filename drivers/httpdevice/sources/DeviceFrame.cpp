@@ -1,0 +1,131 @@
+#include "drivers/httpdevice/sources/DeviceFrame.h"
+
+#include <cstring>
+
+// Little-endian:
+//
+//  0               1               2               3
+// +---------------+---------------+---------------+---------------+
+// |                        payload length                         |   0
+// +---------------+---------------+---------------+---------------+
+// | 1 video 0 audio |                    0                        |   4
+// +---------------+---------------+---------------+---------------+
+// |                            serial                             |   8
+// +---------------+---------------+---------------+---------------+
+// |                   timestamp, ms, low half                     |  12
+// +---------------+---------------+---------------+---------------+
+// |                   rate of frames or samples                   |  16
+// +---------------+---------------+---------------+---------------+
+// |                             width                             |  20
+// +---------------+---------------+---------------+---------------+
+// |                             height                            |  24
+// +---------------+---------------+---------------+---------------+
+// |     codec     |  frame type   |          generation           |  28
+// +---------------+---------------+---------------+---------------+
+// |                   timestamp, ms, high half                    |  32
+// +---------------+---------------+---------------+---------------+
+
+namespace vms::httpdevice {
+namespace {
+
+enum : uint8_t { kAudio = 0, kVideo = 1 };
+enum : uint8_t { kH264 = 0, kH265 = 1, kJpeg = 3, kALaw = 0x10, kMuLaw = 0x11, kAac = 0x15 };
+
+constexpr uint32_t kLowAacRate = 8000;
+constexpr uint16_t kG711Rate = 8000;
+constexpr uint16_t kAacRate = 16000;
+
+template <class T>
+T Get(const char* data, std::size_t offset) {
+    T value = 0;
+    for (std::size_t i = 0; i < sizeof(T); ++i)
+        value = static_cast<T>(value | T{static_cast<unsigned char>(data[offset + i])} << (8 * i));
+    return value;
+}
+
+template <class T>
+void Put(std::string& out, std::size_t offset, T value) {
+    for (std::size_t i = 0; i < sizeof(T); ++i)
+        out[offset + i] = static_cast<char>(value >> (8 * i));
+}
+
+uint8_t VideoCodecOf(uint8_t code) {
+    switch (code) {
+        case kH264:
+            return static_cast<uint8_t>(VideoCodec::kH264);
+        case kH265:
+            return static_cast<uint8_t>(VideoCodec::kH265);
+        case kJpeg:
+            return static_cast<uint8_t>(VideoCodec::kJpeg);
+        default:
+            return code;
+    }
+}
+
+uint8_t AudioCodecOf(uint8_t code, uint32_t rate) {
+    switch (code) {
+        case kALaw:
+            return static_cast<uint8_t>(AudioCodec::kALaw);
+        case kMuLaw:
+            return static_cast<uint8_t>(AudioCodec::kMuLaw);
+        case kAac:
+            return static_cast<uint8_t>(rate == kLowAacRate ? AudioCodec::kAac8kHz
+                                                            : AudioCodec::kAac);
+        default:
+            return code;
+    }
+}
+
+uint8_t CodeOf(AudioCodec codec) {
+    if (codec == AudioCodec::kALaw)
+        return kALaw;
+    return codec == AudioCodec::kMuLaw ? kMuLaw : kAac;
+}
+
+uint16_t AudioRate(uint8_t codec, uint32_t rate) {
+    if (rate != 0)
+        return static_cast<uint16_t>(rate);
+    return codec == static_cast<uint8_t>(AudioCodec::kAac) ? kAacRate : kG711Rate;
+}
+
+}  // namespace
+
+bool IsDeviceFrame(const char* data, int length) {
+    const auto size = static_cast<std::size_t>(length);
+    return data != nullptr && length > static_cast<int>(kFrameHeaderSize) &&
+           Get<uint32_t>(data, 0) == size - kFrameHeaderSize && Get<uint8_t>(data, 4) <= kVideo;
+}
+
+DeviceFrame ReadDeviceFrame(const char* data) {
+    DeviceFrame frame;
+    const auto rate = Get<uint32_t>(data, 16);
+    const auto code = Get<uint8_t>(data, 28);
+    const bool isVideo = Get<uint8_t>(data, 4) == kVideo;
+    frame.unit.type = isVideo ? MediaType::kVideo : MediaType::kAudio;
+    frame.unit.frameType = Get<uint8_t>(data, 29);
+    frame.unit.codec = isVideo ? VideoCodecOf(code) : AudioCodecOf(code, rate);
+    frame.unit.serial = Get<uint32_t>(data, 8);
+    frame.unit.width = static_cast<uint16_t>(Get<uint32_t>(data, 20));
+    frame.unit.height = static_cast<uint16_t>(Get<uint32_t>(data, 24));
+    frame.unit.rate = isVideo ? static_cast<uint16_t>(rate) : AudioRate(frame.unit.codec, rate);
+    frame.timeMs =
+        static_cast<int64_t>(Get<uint32_t>(data, 12) | uint64_t{Get<uint32_t>(data, 32)} << 32);
+    frame.generation = Get<uint16_t>(data, 30);
+    return frame;
+}
+
+std::string MakeTalkFrame(AudioCodec codec, int rate, uint32_t serial, uint64_t timestampMs,
+                          const char* data, std::size_t length) {
+    std::string frame(kFrameHeaderSize, '\0');
+    Put(frame, 0, static_cast<uint32_t>(length));
+    Put(frame, 4, uint8_t{kAudio});
+    Put(frame, 8, serial);
+    Put(frame, 12, static_cast<uint32_t>(timestampMs));
+    Put(frame, 16, static_cast<uint32_t>(rate));
+    Put(frame, 28, CodeOf(codec));
+    Put(frame, 32, static_cast<uint32_t>(timestampMs >> 32));
+    frame.append(data, length);
+    return frame;
+}
+
+}  // namespace vms::httpdevice

@@ -1,0 +1,228 @@
+#include "drivers/httpdevice/sources/DeviceLink.h"
+
+#include <exception>
+#include <utility>
+
+#include "drivers/common/DriverLog.h"
+#include "drivers/httpdevice/session/AnswerCode.h"
+#include "drivers/httpdevice/sources/DeviceFrame.h"
+#include "platform/IWebSocketClient.h"
+#include "platform/Json.h"
+
+namespace vms::httpdevice {
+namespace {
+
+constexpr const char* kProtocol = "websocket";
+
+bool MeansSession(int code) {
+    return WantsLogin(code) || code == kKeyProofOwed;
+}
+
+}  // namespace
+
+std::shared_ptr<DeviceLink> DeviceLink::Make(std::shared_ptr<DeviceConnection> device,
+                                             Listener& listener) {
+    return std::make_shared<DeviceLink>(std::move(device), listener);
+}
+
+DeviceLink::DeviceLink(std::shared_ptr<DeviceConnection> device, Listener& listener)
+    : device_(std::move(device)), listener_(listener) {}
+
+void DeviceLink::Open() {
+    const std::string session = device_->Session();
+    const bool ready = !session.empty() && !device_->IsDown();
+    bool first = false;
+    {
+        MutexLock lock(mutex_);
+        renewed_ = false;
+        first = client_ == nullptr;
+        joining_ = true;
+    }
+    if (!ready)
+        return ConnectAfresh(session);
+    // Freeing an old connection may wait for its last event, which callers must not.
+    if (first)
+        return Connect(session);
+    device_->Runtime()->Jobs().Run(
+        [self = shared_from_this(), session] { self->Connect(session); });
+}
+
+void DeviceLink::Connect(const std::string& session) {
+    IWebSocketClient* const fresh = CreateWebSocketClient();
+    if (fresh == nullptr)
+        return ReportLost();
+    fresh->SetEventHandle(this);
+    const __tagTvVideoParam& device = device_->Address().Description();
+    const auto timeout = device_->Runtime()->Settings().connectTimeout;
+    IWebSocketClient* old = fresh;
+    bool connecting = false;
+    {
+        MutexLock lock(mutex_);
+        joining_ = false;
+        if (!stopped_) {
+            old = std::exchange(client_, fresh);
+            session_ = session;
+            refused_ = false;
+            connecting = fresh->Connect(device.ip.c_str(), device.port, "", kProtocol,
+                                        static_cast<int>(timeout.count()), device.httpsEnable);
+        } else {
+            connecting = true;  // nobody wants to hear of it
+        }
+    }
+    if (old != nullptr)
+        old->Release();
+    if (!connecting)
+        ReportLost();
+}
+
+/// Not on the caller's thread, which may hold the listener's lock.
+void DeviceLink::ReportLost() {
+    device_->Runtime()->Jobs().Run(
+        [self = shared_from_this()] { self->Tell([&] { self->listener_.OnLinkLost(); }); });
+}
+
+/// Gets a session in the background, another than the refused one, and connects with it.
+void DeviceLink::ConnectAfresh(const std::string& refused) {
+    {
+        MutexLock lock(mutex_);
+        if (stopped_)
+            return;
+        joining_ = true;
+        renewed_ = true;
+    }
+    device_->Runtime()->Jobs().Run([self = shared_from_this(), refused] {
+        if (self->device_->Renew(refused))
+            return self->Connect(self->device_->Session());
+        {
+            MutexLock lock(self->mutex_);
+            self->joining_ = false;
+        }
+        self->Tell([&] { self->listener_.OnLinkLost(); });
+    });
+}
+
+bool DeviceLink::Request(const char* action, Json::Value data) {
+    MutexLock lock(mutex_);
+    if (client_ == nullptr)
+        return false;
+    data["sessionID"] = session_;
+    Json::Value request;
+    request["action"] = action;
+    request["data"] = std::move(data);
+    const std::string text = request.toStyledString();
+    return client_->Send(text.data(), static_cast<int>(text.size()));
+}
+
+bool DeviceLink::SendBinary(const std::string& frame) {
+    MutexLock lock(mutex_);
+    return client_ != nullptr && client_->SendBinary(frame.data(), static_cast<int>(frame.size()));
+}
+
+void DeviceLink::After(std::chrono::milliseconds delay, std::function<void()> call) {
+    device_->Runtime()->Reactor().After(delay, [weak = weak_from_this(), call = std::move(call)] {
+        if (const auto self = weak.lock())
+            self->Tell(call);
+    });
+}
+
+void DeviceLink::Stop() {
+    MutexLock lock(mutex_);
+    stopped_ = true;
+    if (client_ != nullptr)
+        client_->Stop();
+}
+
+bool DeviceLink::Closed() {
+    MutexLock lock(mutex_);
+    const bool joining = joining_ && !stopped_;
+    return !joining && calls_ == 0 && (client_ == nullptr || client_->GetCloseStatus());
+}
+
+void DeviceLink::Shut() {
+    IWebSocketClient* client = nullptr;
+    {
+        MutexLock lock(mutex_);
+        stopped_ = true;
+        client = std::exchange(client_, nullptr);
+        while (calls_ > 0)
+            told_.Wait(mutex_);
+    }
+    if (client != nullptr)
+        client->Release();
+}
+
+void DeviceLink::Tell(const std::function<void()>& call) {
+    {
+        MutexLock lock(mutex_);
+        if (stopped_)
+            return;
+        ++calls_;
+    }
+    try {
+        call();
+    } catch (const std::exception& error) {
+        VMS_DRIVER_LOG(3, "DeviceLink", "%s: %s", device_->Address().Label().c_str(), error.what());
+    }
+    MutexLock lock(mutex_);
+    --calls_;
+    told_.NotifyAll();
+}
+
+void DeviceLink::OnConnect(long long /*handle*/, const char* /*text*/, int /*len*/) {
+    listener_.OnLinkOpen();
+}
+
+void DeviceLink::OnRecv(long long /*handle*/, const char* data, int len) {
+    // A frame may begin with any byte, but no text looks like a frame.
+    if (IsDeviceFrame(data, len))
+        listener_.OnLinkFrame(data, len);
+    else if (data != nullptr && len > 0 && data[0] == '{')
+        OnText(data, len);
+    else
+        VMS_DRIVER_LOG(3, "DeviceLink", "%s: unknown message of %d bytes",
+                       device_->Address().Label().c_str(), len);
+}
+
+void DeviceLink::OnText(const char* data, int len) {
+    Json::Value message;
+    std::string action;
+    int code = kUnusable;
+    ParseJson(std::string(data, static_cast<std::size_t>(len)).c_str(), message);
+    ReadString(message, "action", action);
+    ReadInt(message, "code", code);
+    {
+        MutexLock lock(mutex_);
+        refused_ = refused_ || MeansSession(code);
+        if (refused_)
+            return client_ != nullptr ? client_->Stop() : void();
+        if (code == kDone)
+            renewed_ = false;
+    }
+    const Json::Value& details = Member(message, "data");
+    if (action != "end")
+        return listener_.OnLinkAnswer(action, code, details);
+    std::string reason;
+    ReadString(details, "reason", reason);
+    listener_.OnLinkEnd(reason);
+}
+
+void DeviceLink::OnClose(long long /*handle*/, int code, const char* msg) {
+    bool again = false;
+    std::string session;
+    {
+        MutexLock lock(mutex_);
+        if (stopped_)
+            return;
+        again = refused_ && !renewed_;
+        session = session_;
+    }
+    VMS_DRIVER_LOG(1, "DeviceLink", "%s: connection closed, %d %s",
+                   device_->Address().Label().c_str(), code,
+                   std::string(msg != nullptr ? msg : "").c_str());
+    if (again)
+        ConnectAfresh(session);
+    else
+        listener_.OnLinkLost();
+}
+
+}  // namespace vms::httpdevice

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "drivers/httpdevice/session/FamilyRuntime.h"
+#include "drivers/httpdevice/sources/DeviceLink.h"
+#include "drivers/httpdevice/sources/UnitBuffer.h"
+#include "platform/Mutex.h"
+#include "videodevice/IPlaybackStreamServer.h"
+
+namespace vms::httpdevice {
+
+/// One channel of a synchronous session, over a connection of its own. The session's clock says
+/// what is sent when, so the operations that would move a single channel give -1.
+class SyncChannelSource final : public IPlaybackStreamServer,
+                                private DeviceLink::Listener,
+                                private Closable {
+public:
+    /// @param beginTime of the session, s since the epoch
+    SyncChannelSource(std::shared_ptr<DeviceConnection> device, int channel, std::string token,
+                      int beginTime);
+    ~SyncChannelSource() override;
+    SyncChannelSource(const SyncChannelSource&) = delete;
+    SyncChannelSource& operator=(const SyncChannelSource&) = delete;
+
+    /// Joins the session where it is, adding the channel to it when need be. Units arrive under
+    /// "<key>--<channel>"; the range is the session's.
+    void StartPlayback(std::string key, int channel, int beginTime, int endTime, int streamNo,
+                       int recordType, int seekTime, IStreamCallback* sink,
+                       bool firstStart) override VMS_EXCLUDES(mutex_);
+    /// Not for a channel of a session: does nothing.
+    void StartDownload(std::string key, int channel, int beginTime, int endTime,
+                       IStreamCallback* sink) override;
+    /// Leaves the session, for good.
+    void StopPlayback(std::string key) override;
+    std::string GetStreamUri() override;
+    void RequestStopGetPlaybackStream() override;
+    bool GetCloseGetStreamStatus() override;
+    int Pause(std::string key) override;
+    int Resume(std::string key) override;
+    int SetSpeed(std::string key, int speed) override;
+    int Seek(std::string key, int position) override;
+
+private:
+    void OnLinkOpen() override;
+    void OnLinkAnswer(const std::string& action, int code, const Json::Value& data) override;
+    void OnLinkFrame(const char* data, int length) override VMS_EXCLUDES(mutex_);
+    void OnLinkEnd(const std::string& reason) override;
+    void OnLinkLost() override;
+
+    void BeginClose() override { RequestStopGetPlaybackStream(); }
+    bool IsClosed() override { return GetCloseGetStreamStatus(); }
+
+    void Tell(const char* message) VMS_EXCLUDES(mutex_);
+
+    const std::shared_ptr<DeviceConnection> device_;
+    const int channel_;
+    const std::string token_;
+    const int beginTime_;
+    const std::shared_ptr<DeviceLink> link_;
+
+    Mutex mutex_;
+    std::string key_ VMS_GUARDED_BY(mutex_);
+    IStreamCallback* sink_ VMS_GUARDED_BY(mutex_) = nullptr;
+
+    UnitBuffer units_;  ///< network thread only
+};
+
+}  // namespace vms::httpdevice
