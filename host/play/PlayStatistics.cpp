@@ -7,9 +7,8 @@ namespace vms {
 void PlayStatistics::Count(const UnitHeader& header, size_t payloadBytes) {
     if (units_ == 0)
         firstUnitMs_ = Seconds() * 1000;
-    else if (units_ > 1 && header.serial > lastSerial_ + 1)
-        lostUnits_ += header.serial - lastSerial_ - 1;
-    lastSerial_ = header.serial;
+    if (header.codec != UnitCodec::face)
+        CountSerial(header);
     ++units_;
     bytes_ += payloadBytes;
     keyFrames_ += header.isKey ? 1 : 0;
@@ -20,6 +19,14 @@ void PlayStatistics::Count(const UnitHeader& header, size_t payloadBytes) {
     codec.lastTimestamp = header.timestampMs;
     codec.width = header.width;
     codec.height = header.height;
+}
+
+/// Faces come from a channel of their own and carry no serials.
+void PlayStatistics::CountSerial(const UnitHeader& header) {
+    if (!joining_ && header.serial > lastSerial_ + 1)
+        lostUnits_ += header.serial - lastSerial_ - 1;
+    lastSerial_ = header.serial;
+    joining_ = joining_ && header.isKey;
 }
 
 double PlayStatistics::Seconds() const {

@@ -40,6 +40,7 @@ private:
         int height = 0;
     };
 
+    void CountSerial(const UnitHeader& header);
     double Seconds() const;
 
     const std::chrono::steady_clock::time_point started_;
@@ -48,6 +49,7 @@ private:
     uint64_t bytes_ = 0;
     uint64_t keyFrames_ = 0;
     uint64_t lostUnits_ = 0;
+    bool joining_ = true;  ///< so far only key pictures, which may come from the cache
     uint32_t lastSerial_ = 0;
     std::map<UnitCodec, PerCodec> codecs_;
     std::vector<std::string> messages_;

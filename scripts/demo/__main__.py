@@ -7,12 +7,13 @@ import sys
 import tempfile
 import time
 
+from http_family_steps import HttpFamilySteps
 from network import Site, enter_private_network
 from onvif_steps import OnvifSteps
 from process import StepFailed
 from recorder_steps import RecorderSteps
 
-SUITES = [OnvifSteps, RecorderSteps]
+SUITES = [OnvifSteps, RecorderSteps, HttpFamilySteps]
 
 
 def step_names():

@@ -53,7 +53,7 @@ class OnvifSteps:
         else:
             options += self.site.camera_options
         self.devsim = Background([*self.site.prefix, BIN / "devsim", "onvif", *options])
-        self.cameras = self.devsim.json_lines_until("ready", timeout=120)
+        self.cameras = self.devsim.json_lines_through("ready", timeout=120)[:-1]
         return f"{len(self.cameras)} cameras, ports {', '.join(str(c['port']) for c in self.cameras)}"
 
     def discover(self):

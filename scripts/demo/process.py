@@ -1,5 +1,6 @@
 """Programs of the build, started and ended by the demo."""
 
+import contextlib
 import json
 import pathlib
 import select
@@ -29,27 +30,33 @@ def run(command, timeout=60, env=None):
 class Background:
     """A program that runs until the demo ends it."""
 
-    def __init__(self, command):
+    def __init__(self, command, errors=None):
+        """errors: file for standard error; without one it is kept for the message of a failed start."""
         self.name = pathlib.Path(str(command[0])).name
-        self.process = subprocess.Popen([str(word) for word in command], stdout=subprocess.PIPE,
-                                        stderr=subprocess.PIPE)
+        self.errors = errors
+        with open(errors, "wb") if errors else contextlib.nullcontext(subprocess.PIPE) as target:
+            self.process = subprocess.Popen([str(word) for word in command], stdout=subprocess.PIPE,
+                                            stderr=target)
 
-    def json_lines_until(self, key, timeout=60):
-        """Reads JSON lines up to one that has `key`; returns those before it."""
+    def complaint(self):
+        text = self.errors.read_bytes() if self.errors else self.process.stderr.read()
+        return text.decode(errors="replace").strip() or "no message"
+
+    def json_lines_through(self, key, timeout=60):
+        """Reads JSON lines up to one that has `key`; returns them all."""
         lines, pending, deadline = [], b"", time.monotonic() + timeout
         while time.monotonic() < deadline:
             if not select.select([self.process.stdout], [], [], 0.5)[0]:
                 continue
             data = self.process.stdout.read1(65536)
             if not data:
-                error = self.process.stderr.read().decode(errors="replace").strip()
-                raise StepFailed(f"{self.name} ended: {error or 'no message'}")
+                raise StepFailed(f"{self.name} ended: {self.complaint()}")
             *whole, pending = (pending + data).split(b"\n")
             for line in whole:
                 entry = json.loads(line)
+                lines.append(entry)
                 if key in entry:
                     return lines
-                lines.append(entry)
         raise StepFailed(f"{self.name} was not ready within {timeout} s")
 
     def line(self, timeout):
@@ -58,8 +65,7 @@ class Background:
             raise StepFailed(f"{self.name} was not ready within {timeout} s")
         line = self.process.stdout.readline().decode(errors="replace").strip()
         if not line:
-            error = self.process.stderr.read().decode(errors="replace").strip()
-            raise StepFailed(f"{self.name} ended: {error or 'no message'}")
+            raise StepFailed(f"{self.name} ended: {self.complaint()}")
         return line
 
     def end(self):

@@ -4,13 +4,10 @@ import json
 import pathlib
 import subprocess
 import time
-import urllib.error
-import urllib.request
 
-from process import BIN, Background, StepFailed, run
+from process import StepFailed, run
+from served import VMSHOST, ServedHost
 
-VMSHOST = BIN / "vmshost"
-FAMILY = BIN.parent / "lib" / "libfamily_mediafile.so"
 SAMPLES = pathlib.Path(__file__).resolve().parents[1] / "make-sample-media.sh"
 DAY = "20260305"
 BEGIN = 1772697600  # 2026-03-05 08:00:00 UTC, when the day's first recordings begin
@@ -23,30 +20,6 @@ GET_PREVIEW_URL, SEARCH_RECORD, GET_PLAYBACK_URL, GET_DOWNLOAD_URL = 0x100103, 0
 PTZ_CONTROL, TRANSMISSION = 0x100109, 0x100111
 SYNC_CREATE, SYNC_DESTROY, SYNC_ADD, SYNC_START = 0x100112, 0x100113, 0x100114, 0x100116
 PTZ_MOVE, PTZ_ADD_PRESET, PTZ_CALL_PRESET = 0, 4, 6
-
-
-class Player:
-    """A `vmshost play` that runs beside the demo."""
-
-    def __init__(self, server, key, *arguments):
-        self.process = subprocess.Popen(
-            [str(word) for word in (VMSHOST, "play", "--url", server, "--key", key, "--json", *arguments)],
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
-
-    def type(self, line):
-        self.process.stdin.write(line + "\n")
-        self.process.stdin.flush()
-
-    def result(self, timeout=60):
-        try:
-            output, error = self.process.communicate(timeout=timeout)
-        except subprocess.TimeoutExpired:
-            self.process.kill()
-            self.process.communicate()
-            raise StepFailed(f"a player did not end within {timeout} s") from None
-        if self.process.returncode != 0:
-            raise StepFailed(error.strip())
-        return json.loads(output)
 
 
 def nal_units(stream):
@@ -82,7 +55,6 @@ class RecorderSteps:
         self.folder = folder
         self.broken = broken
         self.host = None
-        self.address = ""
 
     def steps(self):
         return [
@@ -101,63 +73,37 @@ class RecorderSteps:
 
     def hints(self):
         return [
-            f"curl {self.address}/api/devices",
-            f"curl {self.address}/api/commands -d '" + json.dumps(self.command(
-                GET_PREVIEW_URL, {"id": DEVICE, "channel": 0})) + "'",
-            f"{VMSHOST} play --url {self.stream_url()} --key KEY --out live.ts",
+            f"curl {self.host.address}/api/devices",
+            f"curl {self.host.address}/api/commands -d '" + json.dumps(self.host.command(
+                GET_PREVIEW_URL, {"id": DEVICE, "channel": 0}, DEVICE)) + "'",
+            f"{VMSHOST} play --url {self.host.stream_url} --key KEY --out live.ts",
         ]
 
-    # Talking to the host
-
-    def command(self, command, body, device=DEVICE):
-        return {"module": MODULE, "id": hex(command), "deviceId": device, "body": body}
-
     def ask(self, command, body, device=DEVICE):
-        request = json.dumps(self.command(command, body, device)).encode()
-        try:
-            with urllib.request.urlopen(self.address + "/api/commands", request, timeout=60) as answer:
-                reply = json.load(answer)
-        except urllib.error.HTTPError as error:
-            raise StepFailed(f"command {command:#x}: {error.read().decode().strip()}") from None
-        if reply["result"] != 1:
-            raise StepFailed(f"command {command:#x} was refused: {reply['body']}")
-        return json.loads(reply["body"]) if reply["body"] else {}
-
-    def stream_url(self):
-        return self.address.replace("http://", "ws://") + "/stream"
-
-    def player(self, key, *arguments):
-        return Player(self.stream_url(), key, *arguments)
-
-    # Steps
+        return self.host.ask(command, body, device)
 
     def start(self):
         root = self.folder / "recordings"
         run([SAMPLES, root / DEVICE, "--day", DAY, "--seconds", LENGTH], timeout=300)
-        config = self.folder / "recorder.json"
-        config.write_text(json.dumps({
-            "http": {"port": 0},
-            "modules": [{"name": MODULE, "library": str(FAMILY),
-                         "config": {"streamserver": {"content": str(root)}},
-                         "devices": [{"id": "nowhere" if self.broken == "recorder" else DEVICE}]}]}))
-        self.host = Background([VMSHOST, "serve", "--config", config])
-        self.address = self.host.line(timeout=30).split()[-1]
+        self.host = ServedHost(self.folder, MODULE, "libfamily_mediafile.so",
+                               {"streamserver": {"content": str(root)}},
+                               [{"id": "nowhere" if self.broken == "recorder" else DEVICE}])
         found = self.ask(SEARCH_RECORD, {"id": DEVICE, "channel": 0, "startTime": BEGIN - 86400,
                                          "endTime": BEGIN + 86400})["records"]
         if len(found) < 3:
             raise StepFailed(f"found {len(found)} recordings of channel 0")
-        return f"{self.address}, {len(found)} recordings of channel 0 in two days"
+        return f"{self.host.address}, {len(found)} recordings of channel 0 in two days"
 
     def live(self):
         """Players join within the two seconds in which a stream is fresh, so they share it."""
         channel = {"id": DEVICE, "channel": 0}
         first_key = self.ask(GET_PREVIEW_URL, channel)["uri"]
-        first = self.player(first_key, "--units", 120)
+        first = self.host.player(first_key, "--units", 120)
         time.sleep(0.5)
         if self.broken == "live":
             channel["channel"] = 1
         second_key = self.ask(GET_PREVIEW_URL, channel)["uri"]
-        second = self.player(second_key, "--units", 60)
+        second = self.host.player(second_key, "--units", 60)
         results = [first.result(), second.result()]
         if second_key != first_key:
             raise StepFailed(f"the second player got a stream of its own, {second_key}")
@@ -170,7 +116,7 @@ class RecorderSteps:
     def playback(self):
         key = self.ask(GET_PLAYBACK_URL, {"channel": 0, "beginTime": BEGIN, "endTime": BEGIN + LENGTH})["uri"]
         trace = self.folder / "playback.trace"
-        player = self.player(key, "--begin", BEGIN, "--end", BEGIN + LENGTH, "--seconds", 4, "--trace", trace)
+        player = self.host.player(key, "--begin", BEGIN, "--end", BEGIN + LENGTH, "--seconds", 4, "--trace", trace)
         time.sleep(1.5)
         if self.broken != "playback":
             player.type(f"seek {BEGIN + 12}")
@@ -185,7 +131,7 @@ class RecorderSteps:
         key = self.ask(GET_DOWNLOAD_URL, {})["uri"]
         target = self.folder / "download.ts"
         started = time.monotonic()
-        result = self.player(key, "--download", "--begin", BEGIN, "--end", BEGIN + LENGTH, "--out", target).result()
+        result = self.host.player(key, "--download", "--begin", BEGIN, "--end", BEGIN + LENGTH, "--out", target).result()
         lasted = time.monotonic() - started
         name = "083000Z_motion" if self.broken == "download" else "080000Z_schedule"
         source = self.folder / "recordings" / DEVICE / "ch0" / f"{DAY}T{name}.mp4"
@@ -212,7 +158,7 @@ class RecorderSteps:
         self.ask(SYNC_CREATE, {"id": session, "beginTime": BEGIN, "endTime": BEGIN + LENGTH}, session)
         self.ask(SYNC_ADD, [0, 1, 2, 3], session)
         traces = [self.folder / f"sync{channel}.trace" for channel in range(4)]
-        players = [self.player(session, "--sync", "--channel", channel, "--seconds", 6, "--trace", trace)
+        players = [self.host.player(session, "--sync", "--channel", channel, "--seconds", 6, "--trace", trace)
                    for channel, trace in enumerate(traces)]
         time.sleep(1)
         self.ask(SYNC_START, "", session)
@@ -243,7 +189,7 @@ class RecorderSteps:
         run(["ffmpeg", "-nostdin", "-v", "error", "-y", "-f", "lavfi", "-i", "sine=frequency=700:duration=1",
              "-ar", "8000", "-ac", "1", "-c:a", "pcm_alaw", said])
         key = self.ask(GET_PREVIEW_URL, {"id": DEVICE, "channel": 1})["uri"]
-        player = self.player(key, "--seconds", 4)
+        player = self.host.player(key, "--seconds", 4)
         time.sleep(1)
         if self.broken != "talk":
             player.type(f"talk {said}")

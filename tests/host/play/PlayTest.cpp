@@ -77,13 +77,14 @@ TEST(PlayStatistics, LostUnitsAreCountedAfterTheJoin) {
     vms::PlayStatistics statistics;
     UnitHeader header;
     header.codec = UnitCodec::h264;
-    for (const uint32_t serial : {5U, 9U, 10U, 13U}) {
+    for (const uint32_t serial : {5U, 9U, 12U, 13U, 16U}) {
         header.serial = serial;
+        header.isKey = serial < 12;
         statistics.Count(header, 100);
     }
     const Json::Value json = statistics.ToJson();
     EXPECT_EQ(json["lostUnits"].asUInt(), 2U);
-    EXPECT_EQ(json["codecs"]["h264"]["bytes"].asUInt(), 400U);
+    EXPECT_EQ(json["codecs"]["h264"]["bytes"].asUInt(), 500U);
 }
 
 std::string Content(const std::string& path) {
