@@ -77,8 +77,15 @@ void DeviceLink::Connect(const std::string& session) {
 
 /// Not on the caller's thread, which may hold the listener's lock.
 void DeviceLink::ReportLost() {
-    device_->Runtime()->Jobs().Run(
-        [self = shared_from_this()] { self->Tell([&] { self->listener_.OnLinkLost(); }); });
+    device_->Runtime()->Jobs().Run([self = shared_from_this()] { self->TellLost(); });
+}
+
+void DeviceLink::TellLost() {
+    {
+        MutexLock lock(mutex_);
+        joining_ = false;
+    }
+    Tell([this] { listener_.OnLinkLost(); });
 }
 
 /// Gets a session in the background, another than the refused one, and connects with it.
@@ -93,11 +100,7 @@ void DeviceLink::ConnectAfresh(const std::string& refused) {
     device_->Runtime()->Jobs().Run([self = shared_from_this(), refused] {
         if (self->device_->Renew(refused))
             return self->Connect(self->device_->Session());
-        {
-            MutexLock lock(self->mutex_);
-            self->joining_ = false;
-        }
-        self->Tell([&] { self->listener_.OnLinkLost(); });
+        self->TellLost();
     });
 }
 

@@ -76,6 +76,7 @@ private:
     void Connect(const std::string& session) VMS_EXCLUDES(mutex_);
     void ConnectAfresh(const std::string& refused) VMS_EXCLUDES(mutex_);
     void ReportLost();
+    void TellLost() VMS_EXCLUDES(mutex_);
     void OnText(const char* data, int len) VMS_EXCLUDES(mutex_);
     /// Calls the listener from outside the client's events.
     void Tell(const std::function<void()>& call) VMS_EXCLUDES(mutex_);

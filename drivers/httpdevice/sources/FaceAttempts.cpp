@@ -51,22 +51,21 @@ void FaceSource::Attempts::Connect() {
         return Retry();
     }
     __tagTvVideoParam description = device_->Address().EventDescription();
-    const auto fresh =
-        std::make_shared<TaveroFaceFrame_ws>(&description, device_->Session().c_str());
-    if (!Install(fresh))
+    auto fresh = std::make_unique<TaveroFaceFrame_ws>(&description, device_->Session().c_str());
+    if (!Install(std::move(fresh)))
         return;
     MutexLock lock(mutex_);
     LookIn();
 }
 
 /// @return false after Stop
-bool FaceSource::Attempts::Install(const Connection& fresh) {
+bool FaceSource::Attempts::Install(Connection fresh) {
     Connection old;  // goes when nothing is locked: its end may wait for its last event
     MutexLock lock(mutex_);
     if (stopped_)
         return false;
-    old = std::exchange(connection_, fresh);
-    fresh->StartFaceFrame(key_, channel_, this);
+    old = std::exchange(connection_, std::move(fresh));
+    connection_->StartFaceFrame(key_, channel_, this);
     lock.Unlock();
     old.reset();
     lock.Lock();

@@ -32,11 +32,11 @@ public:
     int QueryDataCountToSend(std::string key) override;
 
 private:
-    using Connection = std::shared_ptr<TaveroFaceFrame_ws>;
+    using Connection = std::unique_ptr<TaveroFaceFrame_ws>;
 
     void ConnectIn(std::chrono::milliseconds delay) VMS_REQUIRES(mutex_);
     void Connect() VMS_EXCLUDES(mutex_);
-    bool Install(const Connection& fresh) VMS_EXCLUDES(mutex_);
+    bool Install(Connection fresh) VMS_EXCLUDES(mutex_);
     void LookIn() VMS_REQUIRES(mutex_);
     void Look() VMS_EXCLUDES(mutex_);
     void Retry() VMS_REQUIRES(mutex_);

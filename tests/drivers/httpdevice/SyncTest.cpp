@@ -101,6 +101,7 @@ TEST_F(SyncTest, FailsWithTheDevice) {
     sim_.Expire(0);
     EXPECT_EQ(session_->Create("id", kBegin, kBegin + kHour, 0, 0, 0, 0, &sink_), 0)
         << "with a new login";
+    EXPECT_EQ(session_->Start(), 0);
     sim_.SetFault(0, "refused");
     sim_.Drop(0);
     EXPECT_TRUE(Eventually([&] { return session_->Start() == -1; }));
