@@ -18,11 +18,16 @@ Number Get(std::string_view bytes, size_t at) {
     return static_cast<Number>(value);
 }
 
+/// The length comes first, highest byte first: a first byte of 0 tells a frame from a text.
+uint32_t Reversed(uint32_t value) {
+    return value >> 24 | (value >> 8 & 0xff00U) | (value << 8 & 0xff0000U) | value << 24;
+}
+
 }  // namespace
 
 std::string Write(const FrameHeader& header) {
     std::string out(FrameHeader::kSize, '\0');
-    Put(out, 0, header.payloadLength);
+    Put(out, 0, Reversed(header.payloadLength));
     Put(out, 4, static_cast<uint8_t>(header.kind));
     Put(out, 8, header.serial);
     Put(out, 12, static_cast<uint32_t>(header.timestamp));
@@ -40,7 +45,7 @@ std::optional<FrameHeader> ReadFrameHeader(std::string_view bytes) {
     if (bytes.size() < FrameHeader::kSize || Get<uint8_t>(bytes, 4) > 1)
         return std::nullopt;
     FrameHeader header;
-    header.payloadLength = Get<uint32_t>(bytes, 0);
+    header.payloadLength = Reversed(Get<uint32_t>(bytes, 0));
     header.kind = static_cast<FrameHeader::Kind>(Get<uint8_t>(bytes, 4));
     header.serial = Get<uint32_t>(bytes, 8);
     header.timestamp =

@@ -50,7 +50,7 @@ function decrypt(key, check) {
 /** Reads the header of a media frame. */
 function parseFrame(bytes) {
     return {
-        length: bytes.readUInt32LE(0),
+        length: bytes.readUInt32BE(0),
         video: bytes[4] === 1,
         serial: bytes.readUInt32LE(8),
         time: bytes.readUInt32LE(12) + bytes.readUInt32LE(32) * 2 ** 32,

@@ -214,7 +214,7 @@ async function testSynchronousPlayback(sim) {
 
 function talkFrame(payload, codec) {
     const header = Buffer.alloc(36);
-    header.writeUInt32LE(payload.length, 0);
+    header.writeUInt32BE(payload.length, 0);
     header[28] = codec;
     return Buffer.concat([header, payload]);
 }

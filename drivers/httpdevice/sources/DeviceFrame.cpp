@@ -1,12 +1,14 @@
 #include "drivers/httpdevice/sources/DeviceFrame.h"
 
+#include <arpa/inet.h>
+
 #include <cstring>
 
-// Little-endian:
+// Little-endian, but for the length:
 //
 //  0               1               2               3
 // +---------------+---------------+---------------+---------------+
-// |                        payload length                         |   0
+// |                  payload length, big-endian                   |   0
 // +---------------+---------------+---------------+---------------+
 // | 1 video 0 audio |                    0                        |   4
 // +---------------+---------------+---------------+---------------+
@@ -93,7 +95,8 @@ uint16_t AudioRate(uint8_t codec, uint32_t rate) {
 bool IsDeviceFrame(const char* data, int length) {
     const auto size = static_cast<std::size_t>(length);
     return data != nullptr && length > static_cast<int>(kFrameHeaderSize) &&
-           Get<uint32_t>(data, 0) == size - kFrameHeaderSize && Get<uint8_t>(data, 4) <= kVideo;
+           ntohl(Get<uint32_t>(data, 0)) == size - kFrameHeaderSize &&
+           Get<uint8_t>(data, 4) <= kVideo;
 }
 
 DeviceFrame ReadDeviceFrame(const char* data) {
@@ -117,7 +120,7 @@ DeviceFrame ReadDeviceFrame(const char* data) {
 std::string MakeTalkFrame(AudioCodec codec, int rate, uint32_t serial, uint64_t timestampMs,
                           const char* data, std::size_t length) {
     std::string frame(kFrameHeaderSize, '\0');
-    Put(frame, 0, static_cast<uint32_t>(length));
+    Put(frame, 0, htonl(static_cast<uint32_t>(length)));
     Put(frame, 4, uint8_t{kAudio});
     Put(frame, 8, serial);
     Put(frame, 12, static_cast<uint32_t>(timestampMs));
