@@ -326,7 +326,8 @@ async function main() {
     const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'httpdevice-'));
     const config = path.join(folder, 'devices.json');
     fs.writeFileSync(config, JSON.stringify(CONFIG));
-    const sim = await Devsim.start(process.argv[2], ['--config', config], 'httpdevice');
+    const cache = process.argv[3] ? ['--media-cache', process.argv[3]] : [];
+    const sim = await Devsim.start(process.argv[2], ['--config', config, ...cache], 'httpdevice');
     try {
         const control = new Control(sim.announcement.control);
         const tests = [testLogin, testQuorixOwesItsKey, testSessionExpires, testAnswers,
