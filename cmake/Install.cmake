@@ -11,6 +11,9 @@ set_target_properties(onvif_soap PROPERTIES INSTALL_RPATH "$ORIGIN")
 install(TARGETS deviceaccess vmsplatform deviceaccess_contract EXPORT deviceaccess
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS onvif_soap LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_SKIP)
+# Device families, which the host loads by name.
+set_target_properties(family_mediafile family_httpdevice PROPERTIES INSTALL_RPATH "$ORIGIN")
+install(TARGETS family_mediafile family_httpdevice LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS vmshost RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(EXPORT deviceaccess NAMESPACE vms:: DESTINATION ${package_dir})
 

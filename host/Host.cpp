@@ -1,21 +1,24 @@
 #include "host/Host.h"
 
 #include "platform/CreateCommandBusInstance.h"
+#include "platform/WebSocketSettings.h"
 
 namespace vms {
 
-Host::BusLog::BusLog(LogPrinting printing) : sink("bus", printing) {
+Host::PlatformLog::PlatformLog(LogPrinting printing) : sink("platform", printing) {
     SetCommandBusLog(&sink);
+    SetWebSocketLog(&sink);
 }
 
-Host::BusLog::~BusLog() {
+Host::PlatformLog::~PlatformLog() {
     SetCommandBusLog(nullptr);
+    SetWebSocketLog(nullptr);
 }
 
 Host::Host(const HostOptions& options)
     : signals_(options.signals),
       moduleLog_("module", options.printing),
-      busLog_(options.printing),
+      platformLog_(options.printing),
       modules_(bus_, moduleLog_) {}
 
 Host::~Host() = default;

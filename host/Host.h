@@ -30,18 +30,19 @@ public:
     ModuleSet& Modules() { return modules_; }
 
 private:
-    /// The bus gets its own sink: error messages quote a module's last line, not the bus's.
-    struct BusLog {
-        explicit BusLog(LogPrinting printing);
-        ~BusLog();
-        BusLog(const BusLog&) = delete;
-        BusLog& operator=(const BusLog&) = delete;
+    /// Bus and WebSocket clients get their own sink: error messages quote a module's last line, not
+    /// theirs.
+    struct PlatformLog {
+        explicit PlatformLog(LogPrinting printing);
+        ~PlatformLog();
+        PlatformLog(const PlatformLog&) = delete;
+        PlatformLog& operator=(const PlatformLog&) = delete;
         LogSink sink;
     };
 
     HostSignals signals_;  ///< first: threads inherit what it blocks
     LogSink moduleLog_;
-    BusLog busLog_;
+    PlatformLog platformLog_;
     BusClient bus_;
     ModuleSet modules_;
 };
