@@ -11,7 +11,7 @@
 
 #include "sim/httpdevice/DeviceConfigFile.h"
 #include "sim/httpdevice/Simulator.h"
-#include "sim/process/StopSignals.h"
+#include "sim/process/Simulation.h"
 
 namespace vms::sim::httpdevice {
 
@@ -154,31 +154,6 @@ SimulatorOptions BuildOptions(Arguments& a) {
     return options;
 }
 
-int Simulate(const SimulatorOptions& options) {
-    Simulator simulator(options);
-    simulator.Announce(std::cout);
-    WaitForStopSignal();
-    if (!options.statsFile.empty())
-        simulator.WriteStats(options.statsFile);
-    return 0;
-}
-
-int Run(Arguments& arguments) {
-    SimulatorOptions options;
-    try {
-        options = BuildOptions(arguments);
-    } catch (const std::invalid_argument& error) {
-        std::cerr << "devsim: " << error.what() << '\n';
-        return 2;
-    }
-    try {
-        return Simulate(options);
-    } catch (const std::exception& error) {
-        std::cerr << "devsim: " << error.what() << '\n';
-        return 1;
-    }
-}
-
 }  // namespace
 
 void AddHttpDeviceCommand(CLI::App& app, int& exitCode) {
@@ -190,7 +165,9 @@ void AddHttpDeviceCommand(CLI::App& app, int& exitCode) {
     AddDeviceOptions(*command, *arguments);
     AddServerOptions(*command, *arguments);
     command->footer(FaultHelp());
-    command->callback([arguments, &exitCode] { exitCode = Run(*arguments); });
+    command->callback([arguments, &exitCode] {
+        exitCode = RunSimulation<Simulator>([&] { return BuildOptions(*arguments); });
+    });
 }
 
 }  // namespace vms::sim::httpdevice

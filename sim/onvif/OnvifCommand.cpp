@@ -12,7 +12,7 @@
 #include "sim/onvif/FaultAssignment.h"
 #include "sim/onvif/Simulator.h"
 #include "sim/onvif/Uuid.h"
-#include "sim/process/StopSignals.h"
+#include "sim/process/Simulation.h"
 
 namespace vms::sim {
 
@@ -153,31 +153,6 @@ SimulatorOptions BuildOptions(Arguments& a) {
     return options;
 }
 
-int Simulate(const SimulatorOptions& options) {
-    Simulator simulator(options);
-    simulator.Announce(std::cout);
-    WaitForStopSignal();
-    if (!options.statsFile.empty())
-        simulator.WriteStats(options.statsFile);
-    return 0;
-}
-
-int Run(Arguments& arguments) {
-    SimulatorOptions options;
-    try {
-        options = BuildOptions(arguments);
-    } catch (const std::invalid_argument& error) {
-        std::cerr << "devsim: " << error.what() << '\n';
-        return 2;
-    }
-    try {
-        return Simulate(options);
-    } catch (const std::exception& error) {
-        std::cerr << "devsim: " << error.what() << '\n';
-        return 1;
-    }
-}
-
 }  // namespace
 
 void AddOnvifCommand(CLI::App& app, int& exitCode) {
@@ -187,7 +162,9 @@ void AddOnvifCommand(CLI::App& app, int& exitCode) {
     AddServerOptions(*command, *arguments);
     AddDiscoveryOptions(*command, *arguments);
     command->footer(FaultHelp());
-    command->callback([arguments, &exitCode] { exitCode = Run(*arguments); });
+    command->callback([arguments, &exitCode] {
+        exitCode = RunSimulation<Simulator>([&] { return BuildOptions(*arguments); });
+    });
 }
 
 }  // namespace vms::sim
