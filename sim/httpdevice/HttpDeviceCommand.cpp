@@ -1,6 +1,5 @@
 #include "sim/httpdevice/HttpDeviceCommand.h"
 
-#include <iostream>
 #include <limits>
 #include <memory>
 #include <stdexcept>

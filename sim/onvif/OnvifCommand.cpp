@@ -1,6 +1,5 @@
 #include "sim/onvif/OnvifCommand.h"
 
-#include <iostream>
 #include <memory>
 #include <stdexcept>
 #include <string>
