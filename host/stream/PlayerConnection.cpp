@@ -32,11 +32,14 @@ bool PlayerConnection::Settle(const PlayerOutput::Outcome& outcome) {
     if (outcome.flush)
         asio::post(io_.Context(), [self = shared_from_this()] { self->FlushLater(); });
     if (outcome.verdict == SendVerdict::tooSlow) {
+        givenUp_ = true;
         ++context_.totals.slowPlayers;
         context_.log.Log(2, "SendData", "player %lld is too slow, given up", id_);
         Close("too slow");
     }
-    return outcome.verdict == SendVerdict::accepted || outcome.verdict == SendVerdict::dropped;
+    // Until the modules have heard of the end the player counts as there: a module that took it off
+    // a playback before would not know by its OnClose which playback to end.
+    return !givenUp_;
 }
 
 void PlayerConnection::Close(const std::string& reason) {

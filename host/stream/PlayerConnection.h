@@ -50,9 +50,9 @@ public:
 
     long long Id() const { return id_; }
 
-    /// Sends or queues a media unit; never waits. @return false when the player is gone or given up
+    /// Sends or queues a media unit; never waits. @return false when the player has been given up
     bool SendUnit(std::string_view unit, bool isPlayback);
-    /// Sends or queues a text frame. @return false when the player is gone or given up
+    /// Sends or queues a text frame. @return false when the player has been given up
     bool SendText(std::string_view text);
 
     /// Ends the connection; the modules hear of it. @param reason ASCII, at most 100 bytes
@@ -94,6 +94,7 @@ private:
     IoThread& io_;
     PlayerContext& context_;
     PlayerOutput output_;
+    std::atomic<bool> givenUp_{false};  ///< too slow: everything is refused from then on
     boost::asio::strand<boost::asio::thread_pool::executor_type> lane_;
     const long long id_;
     // Constant once opened:
