@@ -82,9 +82,9 @@ TEST_F(HttpServerTest, WhatIsNoRequestIsRefusedAndWhatIsTooLongToo) {
     EXPECT_EQ(StatusOf("POST / HTTP/1.1\r\nContent-Length: -5\r\n\r\n"), "HTTP/1.1 400");
     EXPECT_EQ(StatusOf("GET / HTTP/1.1\r\nX: " + std::string(20'000, 'x') + "\r\n\r\n"),
               "HTTP/1.1 431");
-    EXPECT_EQ(
-        StatusOf("POST / HTTP/1.1\r\nContent-Length: 99999999\r\n\r\n" + std::string(16 << 20, 'x')),
-        "HTTP/1.1 413");
+    EXPECT_EQ(StatusOf("POST / HTTP/1.1\r\nContent-Length: 99999999\r\n\r\n" +
+                       std::string(16 << 20, 'x')),
+              "HTTP/1.1 413");
     EXPECT_EQ(handled, 0);
     EXPECT_EQ(Fetch(Port(), "POST", "/", std::string(4 << 20, 'x')).status, 200);
 }
