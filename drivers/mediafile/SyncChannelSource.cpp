@@ -28,39 +28,12 @@ void SyncChannelSource::StartPlayback(std::string key, int /*channel*/, int /*be
     player_->Start();
 }
 
-void SyncChannelSource::StartDownload(std::string /*key*/, int /*channel*/, int /*beginTime*/,
-                                      int /*endTime*/, IStreamCallback* /*sink*/) {}
-
-void SyncChannelSource::StopPlayback(std::string /*key*/) {
-    player_->Cancel();
-}
-
-std::string SyncChannelSource::GetStreamUri() {
-    return {};
-}
-
 void SyncChannelSource::RequestStopGetPlaybackStream() {
     player_->Cancel();
 }
 
 bool SyncChannelSource::GetCloseGetStreamStatus() {
     return player_->Closed();
-}
-
-int SyncChannelSource::Pause(std::string /*key*/) {
-    return -1;
-}
-
-int SyncChannelSource::Resume(std::string /*key*/) {
-    return -1;
-}
-
-int SyncChannelSource::SetSpeed(std::string /*key*/, int /*speed*/) {
-    return -1;
-}
-
-int SyncChannelSource::Seek(std::string /*key*/, int /*position*/) {
-    return -1;
 }
 
 }  // namespace vms::mediafile

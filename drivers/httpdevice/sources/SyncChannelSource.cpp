@@ -43,39 +43,12 @@ void SyncChannelSource::StartPlayback(std::string key, int /*channel*/, int /*be
     link_->Open();
 }
 
-void SyncChannelSource::StartDownload(std::string /*key*/, int /*channel*/, int /*beginTime*/,
-                                      int /*endTime*/, IStreamCallback* /*sink*/) {}
-
-void SyncChannelSource::StopPlayback(std::string /*key*/) {
-    link_->Stop();
-}
-
-std::string SyncChannelSource::GetStreamUri() {
-    return {};
-}
-
 void SyncChannelSource::RequestStopGetPlaybackStream() {
     link_->Stop();
 }
 
 bool SyncChannelSource::GetCloseGetStreamStatus() {
     return link_->Closed();
-}
-
-int SyncChannelSource::Pause(std::string /*key*/) {
-    return -1;
-}
-
-int SyncChannelSource::Resume(std::string /*key*/) {
-    return -1;
-}
-
-int SyncChannelSource::SetSpeed(std::string /*key*/, int /*speed*/) {
-    return -1;
-}
-
-int SyncChannelSource::Seek(std::string /*key*/, int /*position*/) {
-    return -1;
 }
 
 void SyncChannelSource::OnLinkOpen() {

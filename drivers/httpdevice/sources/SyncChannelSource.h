@@ -3,17 +3,17 @@
 #include <memory>
 #include <string>
 
+#include "drivers/common/SessionChannel.h"
 #include "drivers/httpdevice/session/FamilyRuntime.h"
 #include "drivers/httpdevice/sources/DeviceLink.h"
 #include "drivers/httpdevice/sources/UnitBuffer.h"
 #include "platform/Mutex.h"
-#include "videodevice/IPlaybackStreamServer.h"
 
 namespace vms::httpdevice {
 
 /// One channel of a synchronous session, over a connection of its own. The session's clock says
 /// what is sent when, so the operations that would move a single channel give -1.
-class SyncChannelSource final : public IPlaybackStreamServer,
+class SyncChannelSource final : public SessionChannel,
                                 private DeviceLink::Listener,
                                 private Closable {
 public:
@@ -29,18 +29,8 @@ public:
     void StartPlayback(std::string key, int channel, int beginTime, int endTime, int streamNo,
                        int recordType, int seekTime, IStreamCallback* sink,
                        bool firstStart) override VMS_EXCLUDES(mutex_);
-    /// Not for a channel of a session: does nothing.
-    void StartDownload(std::string key, int channel, int beginTime, int endTime,
-                       IStreamCallback* sink) override;
-    /// Leaves the session, for good.
-    void StopPlayback(std::string key) override;
-    std::string GetStreamUri() override;
     void RequestStopGetPlaybackStream() override;
     bool GetCloseGetStreamStatus() override;
-    int Pause(std::string key) override;
-    int Resume(std::string key) override;
-    int SetSpeed(std::string key, int speed) override;
-    int Seek(std::string key, int position) override;
 
 private:
     void OnLinkOpen() override;
