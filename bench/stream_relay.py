@@ -2,12 +2,13 @@
 """CPU per gigabyte of the stream server beside nginx with its RTMP module.
 
 One 720p25 stream of 2 Mbit/s goes to 1, 50 and 200 players over loopback, in turns through vmshost and
-through nginx. Every player is a process of its own. CPU is what the serving processes used (user and system,
+through nginx. Both receive it over a connection: vmshost from a simulated camera, nginx from ffmpeg. Every
+player is a process of its own. CPU is what the serving processes used (user and system,
 /proc/PID/task/TID/schedstat), bytes are what the players received.
 
-    bench/stream_relay.py [--seconds 6] [--rounds 5] [--players 1 50 200]
+    bench/stream_relay.py [--seconds 6] [--rounds 5] [--players 1 50 200] [--recording]
 
-vmshost reads and paces the recording itself; nginx is fed by an ffmpeg that is not counted.
+With --recording vmshost reads and paces a recording itself, which nginx's feeder is not charged for.
 
 Needs a release build, ffmpeg, and the packages nginx-light and libnginx-mod-rtmp.
 """
@@ -30,7 +31,8 @@ import urllib.request
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 VMSHOST = ROOT / "build/release/bin/vmshost"
-FAMILY = ROOT / "build/release/lib/libfamily_mediafile.so"
+DEVSIM = ROOT / "build/release/bin/devsim"
+FAMILIES = ROOT / "build/release/lib"
 FRAMES_PER_SECOND = 25
 
 
@@ -59,7 +61,24 @@ def make_clip(path, seconds):
          f"testsrc2=size=1280x720:rate={FRAMES_PER_SECOND}:duration={seconds}", "-vf", "noise=alls=12:allf=t",
          "-c:v", "libx264", "-preset", "ultrafast", "-tune", "zerolatency", "-pix_fmt", "yuv420p",
          "-b:v", "2M", "-minrate", "2M", "-maxrate", "2M", "-bufsize", "500k", "-nal-hrd", "cbr",
-         "-g", "50", "-keyint_min", "50", "-sc_threshold", "0", str(path)], check=True)
+         "-g", "25", "-keyint_min", "25", "-sc_threshold", "0", str(path)], check=True)
+
+
+def to_simulator_clip(clip, target):
+    """The form in which the simulator keeps its clips: magic, then per frame a key flag, a length and Annex B."""
+    raw = target.with_suffix(".h264")
+    subprocess.run(["ffmpeg", "-nostdin", "-v", "error", "-y", "-i", str(clip), "-c", "copy", "-bsf:v",
+                    "h264_mp4toannexb", "-f", "h264", str(raw)], check=True)
+    probe = subprocess.run(["ffprobe", "-v", "error", "-f", "h264", "-show_entries", "packet=size,flags", "-of",
+                            "json", str(raw)], check=True, stdout=subprocess.PIPE)
+    data, at, packed = raw.read_bytes(), 0, b"DSCLIP1\n"
+    for packet in json.loads(probe.stdout)["packets"]:
+        size = int(packet["size"])
+        packed += struct.pack("<BI", "K" in packet["flags"], size) + data[at:at + size]
+        at += size
+    if at != len(data):
+        raise RuntimeError("the clip has bytes outside its frames")
+    target.write_bytes(packed)
 
 
 def connect(port):
@@ -171,25 +190,22 @@ class Players:
 
 
 class Vmshost:
+    """Serves one channel. A subclass starts what it comes from."""
     name = "vmshost"
 
-    def __init__(self, folder, clip):
-        channel = folder / "cam" / "ch0"
-        channel.mkdir(parents=True)
-        shutil.copy(clip, channel / "20260101T000000Z_schedule.mp4")
+    def serve(self, folder, family, module, device):
         self.port = free_port()
         config = folder / "vms.json"
         config.write_text(json.dumps({
             "http": {"port": self.port},
-            "modules": [{"name": "files", "library": str(FAMILY),
-                         "config": {"streamserver": {"content": str(folder)}},
-                         "devices": [{"id": "cam"}]}]}))
+            "modules": [{"name": "cams", "library": str(FAMILIES / f"libfamily_{family}.so"), "config": module,
+                         "devices": [{"id": "cam", **device}]}]}))
         self.process = subprocess.Popen([VMSHOST, "serve", "--config", config], stdout=subprocess.PIPE)
         self.process.stdout.readline()
         self.pids = [self.process.pid]
 
     def new_key(self):
-        body = json.dumps({"module": "files", "id": "0x100103", "deviceId": "cam",
+        body = json.dumps({"module": "cams", "id": "0x100103", "deviceId": "cam",
                            "body": {"id": "cam", "channel": 0}}).encode()
         with urllib.request.urlopen(f"http://127.0.0.1:{self.port}/api/commands", body) as answer:
             return json.loads(json.loads(answer.read())["body"])["uri"]
@@ -201,6 +217,32 @@ class Vmshost:
     def end(self):
         self.process.terminate()
         self.process.wait()
+
+
+class Recording(Vmshost):
+    def __init__(self, folder, clip):
+        channel = folder / "cam" / "ch0"
+        channel.mkdir(parents=True)
+        shutil.copy(clip, channel / "20260101T000000Z_schedule.mp4")
+        self.serve(folder, "mediafile", {"streamserver": {"content": str(folder)}}, {})
+
+
+class Camera(Vmshost):
+    def __init__(self, folder, clip):
+        clips = folder / "clips"
+        clips.mkdir()
+        to_simulator_clip(clip, clips / "h264-main.clip")
+        self.devsim = subprocess.Popen([DEVSIM, "httpdevice", "--mute", "--media-cache", clips],
+                                       stdout=subprocess.PIPE)
+        camera = json.loads(self.devsim.stdout.readline())
+        self.devsim.stdout.readline()
+        self.serve(folder, "httpdevice", {}, {"ip": "127.0.0.1", "port": camera["port"],
+                                              "username": camera["user"], "password": camera["password"]})
+
+    def end(self):
+        super().end()
+        self.devsim.terminate()
+        self.devsim.wait()
 
 
 class Nginx:
@@ -292,6 +334,7 @@ def main():
     parser.add_argument("--seconds", type=int, default=6)
     parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--players", type=int, nargs="+", default=[1, 50, 200])
+    parser.add_argument("--recording", action="store_true")
     arguments = parser.parse_args()
     counts, results = arguments.players, {}
     with tempfile.TemporaryDirectory(prefix="vms-relay-") as folder:
@@ -300,7 +343,7 @@ def main():
         make_clip(clip, 30)
         servers = []
         try:
-            for kind in (Vmshost, Nginx):
+            for kind in (Recording if arguments.recording else Camera, Nginx):
                 (folder / kind.name).mkdir()
                 servers.append(kind(folder / kind.name, clip))
             idle = idle_connections(servers[0], 500)

@@ -21,8 +21,8 @@
 
 namespace vms {
 
-/// A connection over a plain or a TLS stream. All private functions run on the strand, and so does
-/// every access to a member that is neither constant nor marked thread-safe.
+/// A connection over a plain or a TLS stream. All private functions run on the one thread of its
+/// executor, and so does every access to a member that is neither constant nor marked thread-safe.
 ///
 ///     idle -> connecting -> open -> closing -> ended
 ///
@@ -100,7 +100,7 @@ private:
     const WebSocketSettings settings_;
     const std::shared_ptr<ConnectionSink> sink_;
     const std::shared_ptr<TlsContext> tls_;
-    const Strand strand_;
+    const Executor executor_;
 
     // Thread-safe.
     std::atomic<bool> open_{false};

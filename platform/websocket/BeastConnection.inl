@@ -11,11 +11,11 @@ namespace detail {
 inline constexpr std::chrono::milliseconds kHaltTime{100};
 
 template <class Stream>
-auto MakeStream(const Strand& strand, const std::shared_ptr<asio::ssl::context>& tls) {
+auto MakeStream(const Executor& executor, const std::shared_ptr<asio::ssl::context>& tls) {
     if constexpr (std::is_same_v<Stream, TlsStream>)
-        return websocket::stream<Stream, false>(strand, *tls);
+        return websocket::stream<Stream, false>(executor, *tls);
     else
-        return websocket::stream<Stream, false>(strand);
+        return websocket::stream<Stream, false>(executor);
 }
 
 }  // namespace detail
@@ -30,10 +30,10 @@ BeastConnection<Stream>::BeastConnection(IoThreads& io, ConnectionRequest reques
       settings_(settings),
       sink_(std::move(sink)),
       tls_(std::move(tls)),
-      strand_(asio::make_strand(io.Context())),
+      executor_(io.Next().get_executor()),
       queue_(settings.maxQueuedBytes),
-      ws_(detail::MakeStream<Stream>(strand_, tls_)),
-      timer_(strand_),
+      ws_(detail::MakeStream<Stream>(executor_, tls_)),
+      timer_(executor_),
       keepAlive_(settings.pingAfter, settings.pongTimeout) {}
 
 template <class Stream>
@@ -44,7 +44,7 @@ BeastConnection<Stream>::~BeastConnection() {
 
 template <class Stream>
 void BeastConnection<Stream>::Start() {
-    asio::post(strand_, Bind(&BeastConnection::Begin));
+    asio::post(executor_, Bind(&BeastConnection::Begin));
 }
 
 template <class Stream>
@@ -53,14 +53,14 @@ bool BeastConnection<Stream>::Send(std::string_view bytes, bool text) {
         return false;
     const OutgoingFrames::Push result = queue_.Add(bytes, text);
     if (result == OutgoingFrames::Push::kWakeWriter)
-        asio::post(strand_, Bind(&BeastConnection::WriteNext));
+        asio::post(executor_, Bind(&BeastConnection::WriteNext));
     return result != OutgoingFrames::Push::kFull;
 }
 
 template <class Stream>
 void BeastConnection<Stream>::Close() {
     open_ = false;
-    asio::post(strand_, Bind(&BeastConnection::BeginClose));
+    asio::post(executor_, Bind(&BeastConnection::BeginClose));
 }
 
 template <class Stream>

@@ -27,7 +27,7 @@ void BeastConnection<Stream>::LookUp() {
     const auto answer = [weak = this->weak_from_this()](const HostResolver::Addresses& addresses,
                                                         const char* error) {
         if (const auto self = weak.lock()) {
-            asio::post(self->strand_,
+            asio::post(self->executor_,
                        [self, addresses, error] { self->OnResolved(addresses, error); });
         }
     };

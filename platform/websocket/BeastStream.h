@@ -5,7 +5,6 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl/stream.hpp>
-#include <boost/asio/strand.hpp>
 #include <boost/beast/websocket.hpp>
 #include <functional>
 #include <type_traits>
@@ -17,15 +16,16 @@ namespace asio = boost::asio;
 namespace beast = boost::beast;
 namespace websocket = boost::beast::websocket;
 
-using Strand = asio::strand<asio::io_context::executor_type>;
+/// Of one thread, so that what runs there needs no lock.
+using Executor = asio::io_context::executor_type;
 using Timer = asio::basic_waitable_timer<std::chrono::steady_clock,
-                                         asio::wait_traits<std::chrono::steady_clock>, Strand>;
+                                         asio::wait_traits<std::chrono::steady_clock>, Executor>;
 
 /// The socket under a WebSocket. Tells when the WebSocket is done and waits for the peer to close,
 /// for which the protocol engine has no deadline of its own.
-class ClientSocket : public asio::basic_stream_socket<asio::ip::tcp, Strand> {
+class ClientSocket : public asio::basic_stream_socket<asio::ip::tcp, Executor> {
 public:
-    using Base = asio::basic_stream_socket<asio::ip::tcp, Strand>;
+    using Base = asio::basic_stream_socket<asio::ip::tcp, Executor>;
     using Base::Base;
 
     std::function<void()> onTeardown;

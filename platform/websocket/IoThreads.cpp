@@ -16,7 +16,7 @@
 namespace vms {
 namespace {
 
-/// More than one, so that a slow handler leaves the other clients served.
+/// More than one, so that a slow handler leaves most other clients served.
 std::size_t ThreadCount() {
     return std::clamp<std::size_t>(std::thread::hardware_concurrency(), 2, 4);
 }
@@ -52,43 +52,46 @@ IoThreads* IoThreads::Get() {
     return owner.threads.get();
 }
 
-IoThreads::IoThreads()
-    : context_(std::make_unique<boost::asio::io_context>(static_cast<int>(ThreadCount()))) {
+IoThreads::IoThreads() {
+    constexpr int kOneThread = 1;
     const BlockedSignals blocked;
-    threads_.reserve(ThreadCount());
+    loops_.reserve(ThreadCount());
     try {
-        while (threads_.size() < ThreadCount())
-            threads_.emplace_back([this] { Run(); });
+        while (loops_.size() < ThreadCount()) {
+            auto context = std::make_unique<boost::asio::io_context>(kOneThread);
+            std::thread thread([&loop = *context] { Run(loop); });
+            loops_.push_back({std::move(context), std::move(thread)});
+        }
     } catch (const std::system_error&) {
-        if (threads_.empty())
+        if (loops_.empty())
             throw;
     }
 }
 
 IoThreads::~IoThreads() {
-    context_->stop();
-    if (JoinAll())
-        static_cast<void>(context_.release());  // still in use below us on this very stack
+    for (Loop& loop : loops_)
+        loop.context->stop();
+    for (Loop& loop : loops_)
+        End(loop);
 }
 
-bool IoThreads::JoinAll() {
-    bool isOneOfThem = false;
-    for (std::thread& thread : threads_) {
-        if (thread.get_id() == std::this_thread::get_id()) {
-            isOneOfThem = true;
-            thread.detach();
-        } else {
-            thread.join();
-        }
-    }
-    return isOneOfThem;
+boost::asio::io_context& IoThreads::Next() {
+    return *loops_[turn_++ % loops_.size()].context;
 }
 
-void IoThreads::Run() {
-    const auto work = boost::asio::make_work_guard(*context_);
-    while (!context_->stopped()) {
+void IoThreads::End(Loop& loop) {
+    if (loop.thread.get_id() != std::this_thread::get_id())
+        return loop.thread.join();
+    // Still in use below us on this very stack.
+    loop.thread.detach();
+    static_cast<void>(loop.context.release());
+}
+
+void IoThreads::Run(boost::asio::io_context& context) {
+    const auto work = boost::asio::make_work_guard(context);
+    while (!context.stopped()) {
         try {
-            context_->run();
+            context.run();
         } catch (const std::exception& error) {
             ClientLog::IoThreadCaught(error.what());
         } catch (...) {

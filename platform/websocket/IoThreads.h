@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <cstddef>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -12,7 +14,8 @@ class io_context;
 
 namespace vms {
 
-/// The few threads that serve all WebSocket clients of the process. Made on first need; ended when
+/// The few threads that serve all WebSocket clients of the process, each with a loop of its own: a
+/// message is read and handled without another thread being woken. Made on first need; ended when
 /// the library is unloaded or the process exits, together with what connections are left.
 /// Thread-safe.
 class IoThreads {
@@ -28,17 +31,22 @@ public:
     IoThreads(const IoThreads&) = delete;
     IoThreads& operator=(const IoThreads&) = delete;
 
-    boost::asio::io_context& Context() { return *context_; }
+    /// The loop for one more connection: they take turns.
+    boost::asio::io_context& Next();
     HostResolver& Resolver() { return resolver_; }
 
 private:
-    void Run();
-    /// @return whether the caller is one of the threads and so cannot be waited for
-    bool JoinAll();
+    struct Loop {
+        std::unique_ptr<boost::asio::io_context> context;
+        std::thread thread;
+    };
 
-    std::unique_ptr<boost::asio::io_context> context_;
+    static void Run(boost::asio::io_context& context);
+    static void End(Loop& loop);
+
     HostResolver resolver_;
-    std::vector<std::thread> threads_;
+    std::vector<Loop> loops_;  ///< constant once made
+    std::atomic<std::size_t> turn_{0};
 };
 
 }  // namespace vms

@@ -71,7 +71,8 @@ TrackPair Device::Tracks(int stream) const {
     const ClipKind main = config_.h265 ? ClipKind::H265Main : ClipKind::H264Main;
     const ClipKind third = config_.h265 ? ClipKind::H264Main : ClipKind::H265Main;
     const ClipKind kinds[] = {main, ClipKind::H264Sub, third};
-    return {library_.Video(kinds[std::clamp(stream, 0, 2)]), library_.Audio(config_.audio)};
+    return {library_.Video(kinds[std::clamp(stream, 0, 2)]),
+            config_.mute ? nullptr : library_.Audio(config_.audio)};
 }
 
 std::string Device::name() const {

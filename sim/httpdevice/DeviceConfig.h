@@ -28,6 +28,7 @@ struct DeviceConfig {
     bool enableIteration = true;
     int sessionSeconds = 60;
     AudioCodec audio = AudioCodec::ALaw;
+    bool mute = false;          ///< streams without sound
     bool h265 = false;          ///< main stream
     int poePorts = -1;          ///< -1 = it has none
     int recordedDays = 3;       ///< 0 = nothing is recorded

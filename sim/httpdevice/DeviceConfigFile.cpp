@@ -69,6 +69,7 @@ void CheckKeys(const Json::Value& entry) {
                                                 "iterations",
                                                 "kind",
                                                 "login",
+                                                "mute",
                                                 "name",
                                                 "enableIteration",
                                                 "password",
@@ -127,6 +128,7 @@ DeviceConfig ReadDevice(const Json::Value& entry, DeviceConfig config) {
     Take(entry, "faceIntervalMs", config.faceIntervalMs, 1, 3'600'000);
     if (entry.isMember("audio"))
         config.audio = AudioNamed(Text(entry, "audio"));
+    Take(entry, "mute", config.mute);
     TakeLogin(entry, config);
     TakeRecordings(entry, config);
     TakeFaults(entry, config.faults);

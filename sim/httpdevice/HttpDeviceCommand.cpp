@@ -76,6 +76,7 @@ void AddDeviceOptions(CLI::App& command, Arguments& a) {
     command.add_option("--audio", a.audio, "Codec of sound and talk")
         ->check(CLI::IsMember({"alaw", "mulaw", "aac"}))
         ->capture_default_str();
+    command.add_flag("--mute", a.base.mute, "Streams without sound");
     command.add_option("--days", a.base.recordedDays, "Days with recordings")
         ->check(CLI::Range(0, 3650))
         ->capture_default_str();

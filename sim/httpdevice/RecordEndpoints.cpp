@@ -21,8 +21,10 @@ Json::Value Describe(const Device& device, int stream) {
     out["height"] = tracks.video->height;
     out["frameRate"] = tracks.video->rate;
     out["bitRate"] = tracks.video->kilobitsPerSecond;
-    out["audioCodec"] = NameOf(device.config().audio);
-    out["audioRate"] = tracks.audio->rate;
+    if (tracks.audio != nullptr) {
+        out["audioCodec"] = NameOf(device.config().audio);
+        out["audioRate"] = tracks.audio->rate;
+    }
     return out;
 }
 
