@@ -42,6 +42,20 @@ std::shared_ptr<PlayerConnection> ConnectionTable::Find(long long id) const {
     return place == entries_.end() || place->id != id ? nullptr : place->connection;
 }
 
+void ConnectionTable::Find(const long long* ids, size_t count,
+                           std::vector<std::shared_ptr<PlayerConnection>>& found) const {
+    found.resize(count);
+    MutexLock lock(mutex_);
+    auto place = entries_.begin();
+    for (size_t i = 0; i < count; ++i) {
+        // Mostly asked for in the table's own order.
+        if (place == entries_.end() || place->id != ids[i])
+            place = Place(ids[i]);
+        const bool known = place != entries_.end() && place->id == ids[i];
+        found[i] = known ? (place++)->connection : nullptr;
+    }
+}
+
 /// Where the player is, or would be.
 std::vector<ConnectionTable::Entry>::const_iterator ConnectionTable::Place(long long id) const {
     return std::lower_bound(entries_.begin(), entries_.end(), id,

@@ -26,6 +26,10 @@ public:
     /// @return null when there is no such player
     std::shared_ptr<PlayerConnection> Find(long long id) const VMS_EXCLUDES(mutex_);
 
+    /// Several at once, null for each that there is not. @param found overwritten
+    void Find(const long long* ids, size_t count,
+              std::vector<std::shared_ptr<PlayerConnection>>& found) const VMS_EXCLUDES(mutex_);
+
     /// All players, in the order of their coming.
     std::vector<std::shared_ptr<PlayerConnection>> All() const VMS_EXCLUDES(mutex_);
 

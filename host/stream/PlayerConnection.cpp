@@ -20,8 +20,19 @@ PlayerConnection::PlayerConnection(IoThread& io, PlayerContext& context)
       lane_(asio::make_strand(context.lanes.get_executor())),
       id_(context.connections.NextId()) {}
 
-bool PlayerConnection::SendUnit(std::string_view unit, bool isPlayback) {
-    return Settle(isPlayback ? output_.SendPlayback(unit) : output_.SendLive(unit));
+bool PlayerConnection::SendUnit(std::string_view unit, UnitKind kind, bool isPlayback) {
+    return Settle(output_.SendUnit(unit, kind, isPlayback));
+}
+
+int PlayerConnection::ClaimFor(std::string_view unit, UnitKind kind, bool isPlayback,
+                               bool& alive) {
+    const PlayerOutput::Claim claim = output_.ClaimFor(unit, kind, isPlayback);
+    alive = claim.descriptor >= 0 || Settle(claim.outcome);
+    return claim.descriptor;
+}
+
+bool PlayerConnection::Release(const FrameHeader& header, std::string_view unit, ssize_t taken) {
+    return Settle(output_.Release(header, unit, taken));
 }
 
 bool PlayerConnection::SendText(std::string_view text) {

@@ -51,7 +51,16 @@ public:
     long long Id() const { return id_; }
 
     /// Sends or queues a media unit; never waits. @return false when the player has been given up
-    bool SendUnit(std::string_view unit, bool isPlayback);
+    bool SendUnit(std::string_view unit, UnitKind kind, bool isPlayback);
+
+    /// The same, but where the unit may go at once, its frame is left to the caller to send.
+    /// @param alive set to what SendUnit would have returned
+    /// @return the socket to send it on before Release is called, -1 = the unit has been seen to
+    int ClaimFor(std::string_view unit, UnitKind kind, bool isPlayback, bool& alive);
+    /// @param taken bytes of the frame, -1 = the connection is broken
+    /// @return false when the player has been given up
+    bool Release(const FrameHeader& header, std::string_view unit, ssize_t taken);
+
     /// Sends or queues a text frame. @return false when the player has been given up
     bool SendText(std::string_view text);
 

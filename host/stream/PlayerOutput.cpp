@@ -4,6 +4,7 @@
 #include <sys/uio.h>
 
 #include <cerrno>
+#include <new>
 #include <utility>
 
 namespace vms {
@@ -39,19 +40,52 @@ void PlayerOutput::Open(int descriptor) {
     descriptor_ = descriptor;
 }
 
-PlayerOutput::Outcome PlayerOutput::SendLive(std::string_view unit) {
-    const UnitKind kind = KindOfUnit(unit.data(), unit.size());
+PlayerOutput::Outcome PlayerOutput::SendUnit(std::string_view unit, UnitKind kind,
+                                             bool isPlayback) {
     MutexLock lock(mutex_);
     if (finished_)
         return {SendVerdict::closed};
-    return Send(queue_.AdmitLive(kind), BinaryFrame(unit.size()), unit, true);
+    return Send(Admit(kind, isPlayback), BinaryFrame(unit.size()), unit, true);
 }
 
-PlayerOutput::Outcome PlayerOutput::SendPlayback(std::string_view unit) {
+PlayerOutput::Claim PlayerOutput::ClaimFor(std::string_view unit, UnitKind kind, bool isPlayback) {
     MutexLock lock(mutex_);
     if (finished_)
-        return {SendVerdict::closed};
-    return Send(queue_.AdmitWhole(), BinaryFrame(unit.size()), unit, true);
+        return {{SendVerdict::closed}};
+    const SendVerdict verdict = Admit(kind, isPlayback);
+    if (verdict != SendVerdict::accepted || descriptor_ < 0 || !Rests())
+        return {Send(verdict, BinaryFrame(unit.size()), unit, true)};
+    claimed_ = true;
+    return {{}, descriptor_};
+}
+
+PlayerOutput::Outcome PlayerOutput::Release(const FrameHeader& header, std::string_view unit,
+                                            ssize_t taken) {
+    MutexLock lock(mutex_);
+    claimed_ = false;
+    released_.NotifyAll();
+    if (taken < 0)
+        return Fail();
+    const auto sent = static_cast<size_t>(taken);
+    if (sent == header.size + unit.size())
+        queue_.CountSent(unit.size(), true);
+    else if ((sent > 0 || !finished_) && !QueueRest(header, unit, sent))
+        return Fail();
+    return {SendVerdict::accepted, !queue_.Empty()};
+}
+
+/// @return false when there is no memory for it
+bool PlayerOutput::QueueRest(const FrameHeader& header, std::string_view unit, size_t sent) {
+    try {
+        queue_.PushFront({header, SharedPayload(unit.data(), unit.size()), sent, true});
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+SendVerdict PlayerOutput::Admit(UnitKind kind, bool isPlayback) {
+    return isPlayback ? queue_.AdmitWhole() : queue_.AdmitLive(kind);
 }
 
 PlayerOutput::Outcome PlayerOutput::SendText(std::string_view text) {
@@ -74,7 +108,7 @@ PlayerOutput::Outcome PlayerOutput::Send(SendVerdict verdict, const FrameHeader&
         GiveUpUnsent();
     if (verdict != SendVerdict::accepted)
         return {verdict};
-    const bool first = queue_.Empty();
+    const bool first = Rests();
     const ssize_t taken = first ? Transmit(descriptor_, header, payload, 0) : 0;
     if (taken < 0)
         return Fail();
@@ -88,7 +122,7 @@ PlayerOutput::Outcome PlayerOutput::Send(SendVerdict verdict, const FrameHeader&
 
 bool PlayerOutput::Flush() {
     MutexLock lock(mutex_);
-    while (descriptor_ >= 0 && !queue_.Empty()) {
+    while (!claimed_ && descriptor_ >= 0 && !queue_.Empty()) {
         SendQueue::Frame& frame = queue_.Front();
         const ssize_t taken = Transmit(descriptor_, frame.header, *frame.payload, frame.sent);
         if (taken < 0) {
@@ -130,6 +164,8 @@ void PlayerOutput::GiveUpUnsent() {
 void PlayerOutput::Close() {
     MutexLock lock(mutex_);
     finished_ = true;
+    while (claimed_)
+        released_.Wait(mutex_);
     descriptor_ = -1;
     queue_.Clear();
 }

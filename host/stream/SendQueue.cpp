@@ -20,10 +20,19 @@ SendVerdict SendQueue::AdmitWhole() const {
 }
 
 void SendQueue::Push(Frame frame) {
+    CountQueued(frame);
+    frames_.push_back(std::move(frame));
+}
+
+void SendQueue::PushFront(Frame frame) {
+    CountQueued(frame);
+    frames_.push_front(std::move(frame));
+}
+
+void SendQueue::CountQueued(const Frame& frame) {
     counts_.queuedBytes += frame.payload->size();
     if (frame.isUnit)
         ++counts_.queuedUnits;
-    frames_.push_back(std::move(frame));
 }
 
 void SendQueue::Pop() {

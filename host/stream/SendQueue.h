@@ -68,6 +68,7 @@ public:
     bool Empty() const { return frames_.empty(); }
     Frame& Front() { return frames_.front(); }
     void Push(Frame frame);
+    void PushFront(Frame frame);
     void Pop();
     void Clear();
 
@@ -77,6 +78,7 @@ public:
     const SendCounts& Counts() const { return counts_; }
 
 private:
+    void CountQueued(const Frame& frame);
     bool IsOverBound();
     bool MayGo(UnitKind kind, bool overBound);
 

@@ -7,11 +7,13 @@
 #include <thread>
 
 #include "host/stream/ConnectionTable.h"
+#include "host/stream/FanOut.h"
 #include "host/stream/HttpSession.h"
 #include "host/stream/Listener.h"
 #include "host/stream/PlayerConnection.h"
 #include "host/stream/PlayerProtocol.h"
 #include "host/stream/StreamModules.h"
+#include "host/stream/UnitKind.h"
 #include "platform/ILogHandler.h"
 #include "platform/LocalIps.h"
 
@@ -87,9 +89,11 @@ public:
     }
 
     ConnectionTable& Table() { return table_; }
+    FanOut& Bursts() { return fanOut_; }
     const StreamTotals& Totals() const { return totals_; }
     const std::string& Advertised() const { return advertised_; }
     int Port() const { return listener_.Port(); }
+    ILogHandler& Log() { return log_; }
 
 private:
     void WaitForModules() {
@@ -117,6 +121,7 @@ private:
     boost::asio::thread_pool lanes_{kLanes};
     std::vector<IoThread> io_;
     ConnectionTable table_;
+    FanOut fanOut_{table_};
     boost::asio::thread_pool workers_{kWorkers};
     boost::asio::thread_pool readers_{kReaders};
     Listener listener_;
@@ -124,9 +129,13 @@ private:
 };
 
 StreamServer::StreamServer(const HttpConfig& config, ILogHandler& log, const SendLimits& limits)
-    : impl_(std::make_unique<Impl>(config, log, limits)) {}
+    : impl_(std::make_unique<Impl>(config, log, limits)) {
+    OfferFanOut(this, this);
+}
 
-StreamServer::~StreamServer() = default;
+StreamServer::~StreamServer() {
+    OfferFanOut(this, nullptr);
+}
 
 void StreamServer::Start(std::vector<IStreamModule*> modules, HttpHandler handler) {
     impl_->Start(std::move(modules), std::move(handler));
@@ -161,7 +170,22 @@ int StreamServer::SendData(long long connectionId, const char* data, int length,
     const auto player = impl_->Table().Find(connectionId);
     if (player == nullptr)
         return -1;
-    return player->SendUnit({data, static_cast<size_t>(length)}, isPlayback) ? 0 : -1;
+    const std::string_view unit(data, static_cast<size_t>(length));
+    return player->SendUnit(unit, KindOfUnit(data, unit.size()), isPlayback) ? 0 : -1;
+}
+
+int StreamServer::SendToAll(const long long* connectionIds, size_t count, const char* data,
+                            int length, bool isPlayback,
+                            std::vector<long long>& failed) noexcept try {
+    if (data == nullptr || length <= 0) {
+        failed.insert(failed.end(), connectionIds, connectionIds + count);
+        return -1;
+    }
+    return impl_->Bursts().Send(connectionIds, count, {data, static_cast<size_t>(length)},
+                                isPlayback, failed);
+} catch (const std::exception& error) {
+    impl_->Log().Log(2, "SendToAll", "a unit is lost: %s", error.what());
+    return -1;
 }
 
 int StreamServer::SendCommand(long long connectionId, __tagTvCommand* command) {

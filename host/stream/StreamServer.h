@@ -9,15 +9,17 @@
 #include "host/stream/PlayerInfo.h"
 #include "host/stream/SendQueue.h"
 #include "platform/IStreamConnectionController.h"
+#include "platform/IStreamFanOut.h"
 
 class ILogHandler;
 class IStreamModule;
 
 namespace vms {
 
-/// The host's one listener: players over WebSocket at /stream, everything else over HTTP.
+/// The host's one listener: players over WebSocket at /stream, everything else over HTTP. Offers its
+/// fan-out to modules while it lives.
 /// Thread-safe, except that Start and Stop are called once each, in this order, by one thread.
-class StreamServer final : public IStreamConnectionController {
+class StreamServer final : public IStreamConnectionController, public IStreamFanOut {
 public:
     /// Listens at once, so that modules can be told the address; serves from Start on.
     /// @param log must outlive this object @throws HostError
@@ -45,6 +47,9 @@ public:
     void CloseConnection(long long connectionId) override;
     void GetServerAddress(std::string& host, int& port) override;
     int QueryDataCount(long long connectionId) override;
+
+    int SendToAll(const long long* connectionIds, size_t count, const char* data, int length,
+                  bool isPlayback, std::vector<long long>& failed) noexcept override;
 
 private:
     class Impl;

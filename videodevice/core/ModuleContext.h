@@ -10,6 +10,7 @@
 class ICommandBus;
 class IStreamCallback;
 class IStreamConnectionController;
+class IStreamFanOut;
 class IVideoDeviceFactory;
 class VideoDeviceModule;
 
@@ -48,6 +49,7 @@ struct ModuleContext {
 
     StreamTypes streamTypes;
     std::atomic<IStreamConnectionController*> controller{nullptr};
+    std::atomic<IStreamFanOut*> fanOut{nullptr};  ///< of the controller's server; it need not offer any
 };
 
 }  // namespace vms

@@ -3,6 +3,7 @@
 #include <memory>
 #include <vector>
 
+#include "platform/IStreamFanOut.h"
 #include "platform/SysCommandHelper.h"
 #include "videodevice/FaceOnClose.h"
 #include "videodevice/core/Guarded.h"
@@ -40,6 +41,17 @@ struct Unit {
     return client;
 }
 
+/// @return result of the last send
+int SendOneByOne(IStreamConnectionController& controller, const Unit unit,
+                 const std::vector<long long>& clients, std::vector<long long>& failed) {
+    const long long* client = clients.data();
+    const long long* const end = client + clients.size();
+    int result = 0;
+    while ((client = SendUntilFailure(controller, unit, client, end, result)) != end)
+        failed.push_back(*client++);
+    return result;
+}
+
 }  // namespace
 
 int MediaPath::Deliver(const std::string& key, const char* data, int length) {
@@ -64,13 +76,14 @@ int MediaPath::Deliver(const std::string& key, const char* data, int length) {
 
 int MediaPath::SendToAll(IStreamConnectionController& controller, const StreamFeed& feed,
                          const char* data, int length) {
+    const std::vector<long long>& clients = *feed.clients;
     const Unit unit{data, length, feed.stream->streamKind == StreamInfo::kPlayback};
-    const long long* client = feed.clients->data();
-    const long long* const end = client + feed.clients->size();
+    IStreamFanOut* const fanOut = context_.fanOut;
     std::vector<long long> failed;
-    int result = 0;
-    while ((client = SendUntilFailure(controller, unit, client, end, result)) != end)
-        failed.push_back(*client++);
+    const int result = fanOut != nullptr && clients.size() > 1
+                           ? fanOut->SendToAll(clients.data(), clients.size(), data, length,
+                                               unit.isPlayback, failed)
+                           : SendOneByOne(controller, unit, clients, failed);
     if (!failed.empty())
         streams_.DetachFailed(feed.stream, failed);
     return result;

@@ -18,6 +18,7 @@ namespace {
 
 using vms::PlayerOutput;
 using vms::SendVerdict;
+using vms::UnitKind;
 using vms::test::MediaUnit;
 using vms::test::UnitNumber;
 using vms::test::UnitType;
@@ -43,6 +44,13 @@ protected:
         close(ends_[0]);
         if (ends_[1] >= 0)
             close(ends_[1]);
+    }
+
+    PlayerOutput::Outcome SendLive(const std::string& unit) {
+        return output_.SendUnit(unit, vms::KindOfUnit(unit.data(), unit.size()), false);
+    }
+    PlayerOutput::Outcome SendPlayback(const std::string& unit) {
+        return output_.SendUnit(unit, vms::KindOfUnit(unit.data(), unit.size()), true);
     }
 
     void Note(const PlayerOutput::Outcome& outcome) {
@@ -117,7 +125,7 @@ TEST_F(PlayerOutputTest, LengthsAreWrittenInTheShortestForm) {
         EXPECT_EQ(output_.SendText(text).verdict, SendVerdict::accepted);
         EXPECT_TRUE(Drain() == header + text) << size;
     }
-    EXPECT_EQ(output_.SendLive(MediaUnit(UnitType::key, 0, 32)).verdict, SendVerdict::accepted);
+    EXPECT_EQ(SendLive(MediaUnit(UnitType::key, 0, 32)).verdict, SendVerdict::accepted);
     EXPECT_EQ(Drain().substr(0, 2), "\x82\x20");
     EXPECT_EQ(output_.Counts().sentUnits, 1U);
     EXPECT_EQ(output_.Counts().queuedBytes, 0U);
@@ -132,7 +140,7 @@ TEST_F(PlayerOutputTest, FramesOfSeveralThreadsStayWholeAndInOrder) {
     for (int thread = 0; thread < kThreads; ++thread)
         senders.emplace_back([this, thread] {
             for (int i = 0; i < kUnits; ++i)
-                Note(output_.SendPlayback(MediaUnit(UnitType::picture, thread * kUnits + i,
+                Note(SendPlayback(MediaUnit(UnitType::picture, thread * kUnits + i,
                                                     200U + static_cast<unsigned>(i * 37 % 9000))));
         });
     std::map<int, int> next;
@@ -160,16 +168,52 @@ TEST_F(PlayerOutputTest, FramesOfSeveralThreadsStayWholeAndInOrder) {
 
 TEST_F(PlayerOutputTest, FinishedItSendsTheFrameThatHasBegunAndControlFramesOnly) {
     const std::string begun = MediaUnit(UnitType::key, 1, 100'000);
-    EXPECT_TRUE(output_.SendLive(begun).flush);
-    EXPECT_FALSE(output_.SendLive(MediaUnit(UnitType::picture, 2, 100)).flush);
+    EXPECT_TRUE(SendLive(begun).flush);
+    EXPECT_FALSE(SendLive(MediaUnit(UnitType::picture, 2, 100)).flush);
     output_.Finish();
-    EXPECT_EQ(output_.SendLive(begun).verdict, SendVerdict::closed);
-    EXPECT_EQ(output_.SendPlayback(begun).verdict, SendVerdict::closed);
+    EXPECT_EQ(SendLive(begun).verdict, SendVerdict::closed);
+    EXPECT_EQ(SendPlayback(begun).verdict, SendVerdict::closed);
     EXPECT_EQ(output_.SendText("x").verdict, SendVerdict::closed);
     EXPECT_EQ(output_.SendRaw("bye").verdict, SendVerdict::accepted);
     const std::string all = Drain();
     ASSERT_EQ(all.size(), 10 + begun.size() + 3);
     EXPECT_TRUE(all.substr(10) == begun + "bye");
+}
+
+TEST_F(PlayerOutputTest, WhileItIsClaimedOthersQueueAndClosingWaits) {
+    const std::string unit = MediaUnit(UnitType::key, 1, 1000);
+    const vms::FrameHeader header = vms::BinaryFrame(unit.size());
+    const std::string frame = std::string(header.bytes.data(), header.size) + unit;
+    const auto claim = [&] { return output_.ClaimFor(unit, UnitKind::keyPicture, false); };
+
+    ASSERT_EQ(claim().descriptor, ends_[0]);
+    EXPECT_FALSE(SendLive(unit).flush);
+    EXPECT_EQ(output_.SendRaw("pong").verdict, SendVerdict::accepted);
+    EXPECT_EQ(claim().descriptor, -1);  // queued, too
+    EXPECT_EQ(Drain(), "");
+    const size_t taken = 300;
+    ASSERT_EQ(send(ends_[0], frame.data(), taken, 0), static_cast<ssize_t>(taken));
+    EXPECT_TRUE(output_.Release(header, unit, taken).flush);
+    EXPECT_TRUE(Drain() == frame + frame + "pong" + frame);
+    EXPECT_EQ(output_.Counts().sentUnits, 3U);
+
+    ASSERT_EQ(claim().descriptor, ends_[0]);
+    output_.Finish();
+    EXPECT_FALSE(output_.Release(header, unit, 0).flush);  // of a finished player's, nothing begins
+    EXPECT_EQ(claim().outcome.verdict, SendVerdict::closed);
+
+    PlayerOutput other{vms::SendLimits{}};
+    other.Open(ends_[0]);
+    ASSERT_NE(other.ClaimFor(unit, UnitKind::keyPicture, true).descriptor, -1);
+    std::atomic<bool> closed{false};
+    std::thread closer([&] {
+        other.Close();
+        closed = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_FALSE(closed);
+    EXPECT_EQ(other.Release(header, unit, -1).verdict, SendVerdict::closed);
+    closer.join();
 }
 
 TEST_F(PlayerOutputTest, TooSlowIsSaidOnce) {
@@ -178,10 +222,10 @@ TEST_F(PlayerOutputTest, TooSlowIsSaidOnce) {
     PlayerOutput output(limits);
     output.Open(ends_[0]);
     const std::string unit = MediaUnit(UnitType::key, 1, 100'000);
-    EXPECT_EQ(output.SendPlayback(unit).verdict, SendVerdict::accepted);
-    EXPECT_EQ(output.SendPlayback(unit).verdict, SendVerdict::tooSlow);
-    EXPECT_EQ(output.SendPlayback(unit).verdict, SendVerdict::closed);
-    EXPECT_EQ(output.SendLive(unit).verdict, SendVerdict::closed);
+    EXPECT_EQ(output.SendUnit(unit, UnitKind::keyPicture, true).verdict, SendVerdict::accepted);
+    EXPECT_EQ(output.SendUnit(unit, UnitKind::keyPicture, true).verdict, SendVerdict::tooSlow);
+    EXPECT_EQ(output.SendUnit(unit, UnitKind::keyPicture, true).verdict, SendVerdict::closed);
+    EXPECT_EQ(output.SendUnit(unit, UnitKind::keyPicture, false).verdict, SendVerdict::closed);
 }
 
 TEST_F(PlayerOutputTest, APeerThatIsGoneOrAClosedOutputTakesNothing) {

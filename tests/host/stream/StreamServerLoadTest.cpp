@@ -1,6 +1,7 @@
 // Players that are slow, that die, that come and go in masses, and the end of the server.
 #include <gmock/gmock-matchers.h>
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
 #include <future>
@@ -84,6 +85,95 @@ TEST_F(StreamServerLoadTest, OneStalledPlayerCostsTheOthersNothing) {
     const vms::StreamSummary summary = server_->Summary();
     EXPECT_EQ(summary.slowPlayers, 1U);
     EXPECT_GT(summary.droppedUnits, 0U);
+}
+
+TEST_F(StreamServerLoadTest, OneCallServesManyPlayersAndTellsWhoIsGone) {
+    constexpr size_t kPlayers = 150;
+    vms::SendLimits limits;
+    limits.playbackBytes = 1 << 20;
+    Start(limits);
+    std::vector<Player> players(kPlayers);
+    std::vector<long long> ids;
+    for (Player& player : players)
+        ids.push_back(Connect(player));
+    Player stalled;
+    const long long stalledId = Connect(stalled, kSmallBuffer);
+    ids.insert(ids.begin() + 70, stalledId);
+    ids.insert(ids.begin() + 3, 1'000'000);
+    std::vector<long long> failed;
+    const std::vector<long long> unknown{1'000'000};
+    int number = 0;
+    const auto deadline = Clock::now() + 20s;
+    for (; failed.size() < 2; ++number) {
+        ASSERT_LT(Clock::now(), deadline) << "never given up";
+        failed.clear();
+        const std::string unit = MediaUnit(UnitType::picture, number, 20'000);
+        EXPECT_EQ(server_->SendToAll(ids.data(), ids.size(), unit.data(), 20'000, true, failed), 0);
+        EXPECT_EQ(failed.front(), unknown.front());
+        for (const Player& player : players) {
+            TestPlayer::Frame frame;
+            ASSERT_TRUE(player->Next(frame));
+            ASSERT_TRUE(frame.payload == unit) << "unit " << number;
+        }
+    }
+    EXPECT_EQ(failed, (std::vector<long long>{1'000'000, stalledId}));
+    failed.clear();
+    EXPECT_EQ(server_->SendToAll(unknown.data(), 1, "x", 1, true, failed), -1);
+    EXPECT_EQ(server_->SendToAll(ids.data(), 1, nullptr, 1, true, failed), -1);
+    EXPECT_EQ(failed, (std::vector<long long>{1'000'000, ids[0]}));
+    EXPECT_GE(server_->Summary().sentUnits, static_cast<size_t>(number) * kPlayers);
+}
+
+TEST_F(StreamServerLoadTest, CallsForManyPlayersMixWithOthersAndWithClosing) {
+    constexpr int kUnits = 300;
+    constexpr int kSenders = 2;
+    Start();
+    std::vector<Player> players(12);
+    std::vector<long long> ids;
+    for (Player& player : players)
+        ids.push_back(Connect(player));
+    std::vector<std::thread> senders;
+    for (int sender = 0; sender < kSenders; ++sender)
+        senders.emplace_back([&, sender] {
+            std::vector<long long> order(ids);
+            if (sender == 1)
+                std::reverse(order.begin(), order.end());
+            std::vector<long long> failed;
+            for (int i = 0; i < kUnits; ++i) {
+                const std::string unit = MediaUnit(UnitType::picture, sender * kUnits + i, 5000);
+                server_->SendToAll(order.data(), order.size(), unit.data(), 5000, true, failed);
+            }
+        });
+    std::thread closer([&] {
+        for (size_t i = 0; i < players.size(); i += 3)
+            server_->CloseConnection(ids[i]);
+    });
+    std::vector<std::thread> readers;
+    for (size_t i = 0; i < players.size(); ++i)
+        readers.emplace_back([&, i] {
+            int next[kSenders] = {};
+            TestPlayer::Frame frame;
+            for (int got = 0; got < kSenders * kUnits;) {
+                if (i == 1)
+                    players[i]->Send(TestPlayer::kPing, "p");
+                const bool more = players[i]->Next(frame);
+                if (i % 3 == 0 && (!more || frame.opcode == TestPlayer::kClose))
+                    return;
+                ASSERT_TRUE(more) << "player " << i;
+                if (frame.opcode == TestPlayer::kPong)
+                    continue;
+                const int number = UnitNumber(frame.payload);
+                ASSERT_TRUE(frame.payload == MediaUnit(UnitType::picture, number, 5000));
+                ASSERT_EQ(next[number / kUnits]++, number % kUnits) << "player " << i;
+                ++got;
+            }
+        });
+    for (auto* threads : {&senders, &readers}) {
+        for (std::thread& thread : *threads)
+            thread.join();
+    }
+    closer.join();
+    EXPECT_TRUE(WaitForPlayers(8));
 }
 
 TEST_F(StreamServerLoadTest, ASlowLivePlayerGetsWholeFramesFromKeyPictureOn) {
