@@ -1,5 +1,6 @@
 #include "host/http/HttpAccess.h"
 
+#include <arpa/inet.h>
 #include <openssl/crypto.h>
 
 namespace vms {
@@ -27,14 +28,36 @@ bool IsOwnOrigin(const std::string& origin, const std::string& host) {
     return slashes != std::string::npos && origin.substr(slashes + 3) == host;
 }
 
+/// Of "name", "name:port" or "[address]:port".
+std::string WithoutPort(const std::string& host) {
+    if (host.rfind('[', 0) == 0)
+        return host.substr(1, host.find(']') - 1);
+    return host.substr(0, host.find(':'));
+}
+
+bool IsAddress(const std::string& name) {
+    unsigned char address[sizeof(in6_addr)];
+    return inet_pton(AF_INET, name.c_str(), address) == 1 ||
+           inet_pton(AF_INET6, name.c_str(), address) == 1;
+}
+
 }  // namespace
+
+bool HttpAccess::IsOwnName(const std::string& host) const {
+    if (host.empty())
+        return true;  // of no browser
+    const std::string name = WithoutPort(host);
+    return !name.empty() && (name == "localhost" || IsAddress(name) || names_.count(name) != 0);
+}
 
 int HttpAccess::Refusal(const HttpRequest& request) const {
     if (request.path == "/healthz")
         return 0;
     if (!request.origin.empty() && !IsOwnOrigin(request.origin, request.host))
         return kForbidden;
-    return token_.empty() || SameSecret(TokenOf(request), token_) ? 0 : kUnauthorized;
+    if (token_.empty())
+        return IsOwnName(request.host) ? 0 : kForbidden;
+    return SameSecret(TokenOf(request), token_) ? 0 : kUnauthorized;
 }
 
 }  // namespace vms

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <set>
 #include <string>
 
 #include "host/http/HttpExchange.h"
@@ -10,15 +11,23 @@ namespace vms {
 class HttpAccess {
 public:
     /// @param token secret that every request must bring, "" = open to whoever can connect
-    explicit HttpAccess(std::string token) : token_(std::move(token)) {}
+    /// @param names by which this host may be asked, beside localhost and its addresses; "" means
+    /// none
+    HttpAccess(std::string token, std::set<std::string> names)
+        : token_(std::move(token)), names_(std::move(names)) {}
 
     /// A token travels as "Authorization: Bearer T" or as ?token=T. Pages of other sites, which a
-    /// browser marks with an Origin that is not ours, are refused. Health is open to all.
+    /// browser marks with an Origin that is not ours, are refused; so are, without a token,
+    /// requests to a name that is not ours, which such a page can have resolved to our address.
+    /// Health is open to all.
     /// @return 0 = welcome, else the status to answer: 401 or 403
     int Refusal(const HttpRequest& request) const;
 
 private:
+    bool IsOwnName(const std::string& host) const;
+
     const std::string token_;
+    const std::set<std::string> names_;
 };
 
 }  // namespace vms

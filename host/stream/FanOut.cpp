@@ -79,8 +79,8 @@ void FanOut::SendSome(Burst& burst, const long long* ids, size_t count,
         if (burst.players[i] == nullptr)
             continue;
         bool alive = false;
-        const int socket = burst.players[i]->ClaimFor(outgoing.unit, outgoing.kind,
-                                                      outgoing.isPlayback, alive);
+        const int socket =
+            burst.players[i]->ClaimFor(outgoing.unit, outgoing.kind, outgoing.isPlayback, alive);
         burst.alive[i] = alive;
         if (socket >= 0) {
             burst.claimed.push_back(i);

@@ -24,8 +24,7 @@ bool PlayerConnection::SendUnit(std::string_view unit, UnitKind kind, bool isPla
     return Settle(output_.SendUnit(unit, kind, isPlayback));
 }
 
-int PlayerConnection::ClaimFor(std::string_view unit, UnitKind kind, bool isPlayback,
-                               bool& alive) {
+int PlayerConnection::ClaimFor(std::string_view unit, UnitKind kind, bool isPlayback, bool& alive) {
     const PlayerOutput::Claim claim = output_.ClaimFor(unit, kind, isPlayback);
     alive = claim.descriptor >= 0 || Settle(claim.outcome);
     return claim.descriptor;

@@ -38,8 +38,8 @@ public:
     /// @param kind the unit's @param isPlayback false: it may be dropped
     Outcome SendUnit(std::string_view unit, UnitKind kind, bool isPlayback) VMS_EXCLUDES(mutex_);
 
-    /// The same, except that a unit the kernel may take at once is left to the caller, who sends the
-    /// frame on the claimed descriptor, without waiting, and calls Release.
+    /// The same, except that a unit the kernel may take at once is left to the caller, who sends
+    /// the frame on the claimed descriptor, without waiting, and calls Release.
     Claim ClaimFor(std::string_view unit, UnitKind kind, bool isPlayback) VMS_EXCLUDES(mutex_);
 
     /// @param taken bytes of the frame that the kernel took, -1 = the connection is broken

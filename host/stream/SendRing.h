@@ -23,9 +23,9 @@ public:
     SendRing& operator=(const SendRing&) = delete;
 
     /// @param sockets connected TCP sockets, at most kBatch, each once
-    /// @param taken   set to what each has taken: bytes, 0 = none now, -1 = the connection is broken
-    void Send(const std::vector<int>& sockets, std::string_view bytes,
-              std::vector<ssize_t>& taken);
+    /// @param taken   set to what each has taken: bytes, 0 = none now, -1 = the connection is
+    /// broken
+    void Send(const std::vector<int>& sockets, std::string_view bytes, std::vector<ssize_t>& taken);
 
     bool Batched() const { return ring_ != nullptr; }
 

@@ -1,5 +1,7 @@
 #include "host/stream/StreamServer.h"
 
+#include <unistd.h>
+
 #include <boost/asio/thread_pool.hpp>
 
 #include <algorithm>
@@ -45,6 +47,11 @@ std::string AdvertisedHost(const HttpConfig& config) {
     return addresses.empty() ? "127.0.0.1" : addresses.front();
 }
 
+std::string HostName() {
+    char name[256] = "";
+    return gethostname(name, sizeof name - 1) == 0 ? name : "";
+}
+
 }  // namespace
 
 class StreamServer::Impl {
@@ -52,7 +59,7 @@ public:
     Impl(const HttpConfig& config, ILogHandler& log, const SendLimits& limits)
         : log_(log),
           limits_(limits),
-          token_(config.token),
+          access_(config.token, {config.host, config.advertise, HostName()}),
           advertised_(AdvertisedHost(config)),
           io_(IoThreadCount()),
           listener_(config.host, config.port, IoThreads(), log) {}
@@ -63,8 +70,7 @@ public:
         modules_ = std::make_unique<StreamModules>(std::move(modules), log_);
         players_ = std::make_unique<PlayerContext>(
             PlayerContext{*modules_, table_, lanes_, log_, totals_, limits_});
-        http_.reset(
-            new HttpContext{std::move(handler), HttpAccess(token_), workers_, readers_, *players_});
+        http_.reset(new HttpContext{std::move(handler), access_, workers_, readers_, *players_});
         listener_.Start([this](Listener::Socket socket, IoThread& io) {
             StartHttpSession(std::move(socket), io, *http_);
         });
@@ -110,7 +116,7 @@ private:
 
     ILogHandler& log_;
     const SendLimits limits_;
-    const std::string token_;
+    const HttpAccess access_;
     const std::string advertised_;
     StreamTotals totals_;
     std::unique_ptr<StreamModules> modules_;
@@ -175,8 +181,8 @@ int StreamServer::SendData(long long connectionId, const char* data, int length,
 }
 
 int StreamServer::SendToAll(const long long* connectionIds, size_t count, const char* data,
-                            int length, bool isPlayback,
-                            std::vector<long long>& failed) noexcept try {
+                            int length, bool isPlayback, std::vector<long long>& failed) noexcept
+    try {
     if (data == nullptr || length <= 0) {
         failed.insert(failed.end(), connectionIds, connectionIds + count);
         return -1;

@@ -16,9 +16,9 @@ class IStreamModule;
 
 namespace vms {
 
-/// The host's one listener: players over WebSocket at /stream, everything else over HTTP. Offers its
-/// fan-out to modules while it lives.
-/// Thread-safe, except that Start and Stop are called once each, in this order, by one thread.
+/// The host's one listener: players over WebSocket at /stream, everything else over HTTP. Offers
+/// its fan-out to modules while it lives. Thread-safe, except that Start and Stop are called once
+/// each, in this order, by one thread.
 class StreamServer final : public IStreamConnectionController, public IStreamFanOut {
 public:
     /// Listens at once, so that modules can be told the address; serves from Start on.

@@ -56,30 +56,11 @@ bool Choose(const Json::Value& entry, const char* key, const char* yes, const ch
 
 // A misspelt key would otherwise be a device that quietly behaves.
 void CheckKeys(const Json::Value& entry) {
-    static const std::set<std::string> known = {"audio",
-                                                "bind",
-                                                "channels",
-                                                "codec",
-                                                "count",
-                                                "days",
-                                                "faults",
-                                                "faceIntervalMs",
-                                                "https",
-                                                "httpsPort",
-                                                "iterations",
-                                                "kind",
-                                                "login",
-                                                "mute",
-                                                "name",
-                                                "enableIteration",
-                                                "password",
-                                                "platform",
-                                                "poePorts",
-                                                "pieceSeconds",
-                                                "port",
-                                                "recordedUntil",
-                                                "sessionSeconds",
-                                                "user"};
+    static const std::set<std::string> known = {
+        "audio",    "bind",           "channels", "codec",           "count",          "days",
+        "faults",   "faceIntervalMs", "https",    "httpsPort",       "iterations",     "kind",
+        "login",    "mute",           "name",     "enableIteration", "password",       "platform",
+        "poePorts", "pieceSeconds",   "port",     "recordedUntil",   "sessionSeconds", "user"};
     for (const std::string& key : entry.getMemberNames()) {
         if (known.count(key) == 0)
             Fail("unknown key of a device: \"" + key + "\"");

@@ -34,8 +34,8 @@ TEST_F(MediaPath, GoesToEveryPlayerAndDropsThoseThatAreGone) {
 /// A fan-out without sockets: notes each call, and fails for one player.
 class FakeFanOut final : public IStreamFanOut {
 public:
-    int SendToAll(const long long* ids, size_t count, const char* data, int length,
-                  bool isPlayback, std::vector<long long>& failed) noexcept override {
+    int SendToAll(const long long* ids, size_t count, const char* data, int length, bool isPlayback,
+                  std::vector<long long>& failed) noexcept override {
         std::string call(data, static_cast<size_t>(length));
         for (size_t i = 0; i < count; ++i) {
             call += " " + std::to_string(ids[i]);

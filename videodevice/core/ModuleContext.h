@@ -49,7 +49,8 @@ struct ModuleContext {
 
     StreamTypes streamTypes;
     std::atomic<IStreamConnectionController*> controller{nullptr};
-    std::atomic<IStreamFanOut*> fanOut{nullptr};  ///< of the controller's server; it need not offer any
+    std::atomic<IStreamFanOut*> fanOut{
+        nullptr};  ///< of the controller's server; it need not offer any
 };
 
 }  // namespace vms

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "host/http/HttpAccess.h"
 #include "tests/host/stream/StreamServerFixture.h"
 #include "tests/support/TestHttp.h"
 
@@ -114,6 +115,27 @@ TEST_F(HttpServerTest, ATokenAndTheOwnSiteAreAskedFor) {
     EXPECT_THROW(TestPlayer(Port(), 0, "/stream"), std::runtime_error);
     EXPECT_EQ(TestPlayer(Port(), 0, "/stream?token=s3cret%2B").Ask(TV_STREAM_PREVIEW_START, "k"),
               0);
+}
+
+TEST(HttpAccess, WithoutATokenOnlyOwnNamesAndAddressesAreAnswered) {
+    const std::set<std::string> names{"", "nvr.example"};
+    const vms::HttpAccess open("", names);
+    const vms::HttpAccess guarded("secret", names);
+    HttpRequest request;
+    request.path = "/api/devices";
+    request.authorization = "Bearer secret";
+    for (const char* own : {"", "localhost", "localhost:8080", "nvr.example:80", "127.0.0.1:8080",
+                            "10.1.2.3", "[::1]:8080", "[fe80::1]"}) {
+        request.host = own;
+        EXPECT_EQ(open.Refusal(request), 0) << own;
+    }
+    for (const char* foreign : {"rebound.example", "localhost.example:8080", "127.0.0.1.example",
+                                "[rebound.example]", "1.2.3", "[", ":x["}) {
+        request.host = foreign;
+        request.origin = std::string("http://") + foreign;
+        EXPECT_EQ(open.Refusal(request), 403) << foreign;
+        EXPECT_EQ(guarded.Refusal(request), 0) << foreign;
+    }
 }
 
 TEST_F(HttpServerTest, AHandlerThatThrowsIsAFailure) {

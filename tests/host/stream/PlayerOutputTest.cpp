@@ -141,7 +141,7 @@ TEST_F(PlayerOutputTest, FramesOfSeveralThreadsStayWholeAndInOrder) {
         senders.emplace_back([this, thread] {
             for (int i = 0; i < kUnits; ++i)
                 Note(SendPlayback(MediaUnit(UnitType::picture, thread * kUnits + i,
-                                                    200U + static_cast<unsigned>(i * 37 % 9000))));
+                                            200U + static_cast<unsigned>(i * 37 % 9000))));
         });
     std::map<int, int> next;
     std::string head;
