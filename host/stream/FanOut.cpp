@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "host/stream/ConnectionTable.h"
@@ -13,6 +14,14 @@ namespace vms {
 namespace {
 
 constexpr size_t kBatch = SendRing::kBatch;
+
+/// Sees to one player. Without memory it fails, so that the claims on the others are given back.
+template <class Step>
+bool WithMemory(Step step) try {
+    return step();
+} catch (const std::bad_alloc&) {
+    return false;
+}
 
 }  // namespace
 
@@ -78,10 +87,13 @@ void FanOut::SendSome(Burst& burst, const long long* ids, size_t count,
     for (size_t i = 0; i < count; ++i) {
         if (burst.players[i] == nullptr)
             continue;
-        bool alive = false;
-        const int socket =
-            burst.players[i]->ClaimFor(outgoing.unit, outgoing.kind, outgoing.isPlayback, alive);
-        burst.alive[i] = alive;
+        PlayerConnection& player = *burst.players[i];
+        int socket = -1;
+        burst.alive[i] = WithMemory([&] {
+            bool alive = false;
+            socket = player.ClaimFor(outgoing.unit, outgoing.kind, outgoing.isPlayback, alive);
+            return alive;
+        });
         if (socket >= 0) {
             burst.claimed.push_back(i);
             burst.sockets.push_back(socket);
@@ -89,9 +101,10 @@ void FanOut::SendSome(Burst& burst, const long long* ids, size_t count,
     }
     burst.ring.Send(burst.sockets, outgoing.frame, burst.taken);
     for (size_t i = 0; i < burst.claimed.size(); ++i) {
-        const size_t player = burst.claimed[i];
-        burst.alive[player] =
-            burst.players[player]->Release(outgoing.header, outgoing.unit, burst.taken[i]);
+        const size_t index = burst.claimed[i];
+        PlayerConnection& player = *burst.players[index];
+        burst.alive[index] = WithMemory(
+            [&] { return player.Release(outgoing.header, outgoing.unit, burst.taken[i]); });
     }
 }
 

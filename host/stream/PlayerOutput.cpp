@@ -63,7 +63,8 @@ PlayerOutput::Outcome PlayerOutput::Release(const FrameHeader& header, std::stri
                                             ssize_t taken) {
     MutexLock lock(mutex_);
     claimed_ = false;
-    released_.NotifyAll();
+    if (closing_)
+        released_.NotifyAll();
     if (taken < 0)
         return Fail();
     const auto sent = static_cast<size_t>(taken);
@@ -164,6 +165,7 @@ void PlayerOutput::GiveUpUnsent() {
 void PlayerOutput::Close() {
     MutexLock lock(mutex_);
     finished_ = true;
+    closing_ = true;
     while (claimed_)
         released_.Wait(mutex_);
     descriptor_ = -1;

@@ -72,10 +72,11 @@ private:
     void GiveUpUnsent() VMS_REQUIRES(mutex_);
 
     mutable Mutex mutex_;
-    SendQueue queue_ VMS_GUARDED_BY(mutex_);
     int descriptor_ VMS_GUARDED_BY(mutex_) = -1;  ///< -1 = not open, or no more
     bool finished_ VMS_GUARDED_BY(mutex_) = false;
     bool claimed_ VMS_GUARDED_BY(mutex_) = false;  ///< somebody else sends on the descriptor
+    bool closing_ VMS_GUARDED_BY(mutex_) = false;  ///< waits for the claim to be given back
+    SendQueue queue_ VMS_GUARDED_BY(mutex_);
     CondVar released_;
 };
 

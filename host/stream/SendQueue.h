@@ -82,12 +82,13 @@ private:
     bool IsOverBound();
     bool MayGo(UnitKind kind, bool overBound);
 
-    const SendLimits limits_;
-    const Now now_;
-    std::deque<Frame> frames_;
+    // What every unit of every player touches comes first.
     SendCounts counts_;
     std::optional<Time> overSince_;  ///< unset: there was room
     bool waitsForKey_ = false;       ///< a picture has been dropped
+    const SendLimits limits_;
+    const Now now_;
+    std::deque<Frame> frames_;
 };
 
 }  // namespace vms

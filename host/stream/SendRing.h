@@ -14,7 +14,7 @@ namespace vms {
 /// between them; where the kernel has or allows none, each socket takes a call of its own.
 class SendRing {
 public:
-    static constexpr size_t kBatch = 64;
+    static constexpr size_t kBatch = 256;
 
     /// @param batched false: do without io_uring
     explicit SendRing(bool batched);
