@@ -8,15 +8,18 @@
 #include "videodevice/IFaceFrameServer.h"
 #include "videodevice/IPlaybackStreamServer.h"
 #include "videodevice/IPreviewStreamServer.h"
+#include "videodevice/streams/CacheLine.h"
 #include "videodevice/streams/ClientList.h"
 
 /// One live, playback, download or synchronous-channel stream. Always held by shared pointer: media
 /// threads and tables share it. Owns its sources, so the last reference may only go once they have
 /// closed; the retirement sees to that.
 ///
+/// Has its cache lines to itself: every media unit counts references and notes the time in it.
+///
 /// "Constant": set before the record enters a table, unchanged afterwards. "Table lock": read and
 /// written under the lock of the table that holds the record.
-struct StreamInfo {
+struct alignas(vms::kCacheLine) StreamInfo {
     enum Kind : int32_t { kLive = 0, kPlayback = 1 };
 
     StreamInfo() = default;

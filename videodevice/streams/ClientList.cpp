@@ -1,32 +1,49 @@
 #include "videodevice/streams/ClientList.h"
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "videodevice/streams/CacheLine.h"
 
 namespace vms {
+namespace {
+
+/// An array whose references are counted in a cache line of its own: every media unit does.
+struct alignas(kCacheLine) Array {
+    ClientList::Ids ids;
+};
+
+ClientList::Snapshot SnapshotOf(ClientList::Ids ids) {
+    const auto array = std::make_shared<const Array>(Array{std::move(ids)});
+    return {array, &array->ids};
+}
+
+}  // namespace
 
 void ClientList::Append(long long connectionId) {
-    auto ids = std::make_shared<std::vector<long long>>();
+    Ids ids;
     if (ids_ != nullptr) {
-        ids->reserve(ids_->size() + 1);
-        *ids = *ids_;
+        ids.reserve(ids_->size() + 1);
+        ids = *ids_;
     }
-    ids->push_back(connectionId);
-    ids_ = std::move(ids);
+    ids.push_back(connectionId);
+    ids_ = SnapshotOf(std::move(ids));
 }
 
 bool ClientList::Remove(long long connectionId) {
     if (ids_ == nullptr || std::find(ids_->begin(), ids_->end(), connectionId) == ids_->end())
         return false;
-    auto ids = std::make_shared<std::vector<long long>>();
-    ids->reserve(ids_->size());
-    std::copy_if(ids_->begin(), ids_->end(), std::back_inserter(*ids),
+    Ids ids;
+    ids.reserve(ids_->size());
+    std::copy_if(ids_->begin(), ids_->end(), std::back_inserter(ids),
                  [connectionId](long long id) { return id != connectionId; });
-    ids_ = ids->empty() ? nullptr : std::move(ids);
+    ids_ = ids.empty() ? nullptr : SnapshotOf(std::move(ids));
     return true;
 }
 
 void ClientList::Assign(long long connectionId) {
-    ids_ = std::make_shared<std::vector<long long>>(1, connectionId);
+    ids_ = SnapshotOf({connectionId});
 }
 
 }  // namespace vms

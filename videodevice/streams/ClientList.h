@@ -3,6 +3,8 @@
 #include <memory>
 #include <vector>
 
+#include "videodevice/streams/CacheLine.h"
+
 namespace vms {
 
 /// Connections attached to a stream, in order of attachment; may hold the same one twice.
@@ -11,8 +13,10 @@ namespace vms {
 /// copy and sends without a lock. Thread-bound (the stream's table lock); snapshots are immutable.
 class ClientList {
 public:
+    /// Media threads read it all the time: what others write must not be near.
+    using Ids = std::vector<long long, CacheLineAllocator<long long>>;
     /// Null when nobody is attached.
-    using Snapshot = std::shared_ptr<const std::vector<long long>>;
+    using Snapshot = std::shared_ptr<const Ids>;
 
     const Snapshot& Get() const { return ids_; }
     bool Empty() const { return ids_ == nullptr; }

@@ -43,7 +43,7 @@ struct Unit {
 
 /// @return result of the last send
 int SendOneByOne(IStreamConnectionController& controller, const Unit unit,
-                 const std::vector<long long>& clients, std::vector<long long>& failed) {
+                 const ClientList::Ids& clients, std::vector<long long>& failed) {
     const long long* client = clients.data();
     const long long* const end = client + clients.size();
     int result = 0;
@@ -76,7 +76,7 @@ int MediaPath::Deliver(const std::string& key, const char* data, int length) {
 
 int MediaPath::SendToAll(IStreamConnectionController& controller, const StreamFeed& feed,
                          const char* data, int length) {
-    const std::vector<long long>& clients = *feed.clients;
+    const ClientList::Ids& clients = *feed.clients;
     const Unit unit{data, length, feed.stream->streamKind == StreamInfo::kPlayback};
     IStreamFanOut* const fanOut = context_.fanOut;
     std::vector<long long> failed;

@@ -1,6 +1,6 @@
 #include "videodevice/streams/ReadMostlyMutex.h"
 
-#include <atomic>
+#include <sched.h>
 
 namespace vms {
 
@@ -14,10 +14,9 @@ void ReadMostlyMutex::Unlock() VMS_NO_THREAD_SAFETY_ANALYSIS {
         stripe.mutex.unlock();
 }
 
-std::mutex& ReadMostlyMutex::OfThisThread() {
-    static std::atomic<size_t> threads{0};
-    static thread_local const size_t mine = threads.fetch_add(1, std::memory_order_relaxed);
-    return stripes_[mine % kStripes].mutex;
+/// Threads that run at the same time run on different processors.
+std::mutex& ReadMostlyMutex::OfThisProcessor() {
+    return stripes_[static_cast<unsigned>(sched_getcpu()) % kStripes].mutex;
 }
 
 }  // namespace vms

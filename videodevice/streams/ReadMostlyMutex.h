@@ -5,12 +5,13 @@
 #include <mutex>
 
 #include "platform/ThreadAnnotations.h"
+#include "videodevice/streams/CacheLine.h"
 
 namespace vms {
 
 /// Guards a table that is read for every media unit and changed now and then. A reader takes one of
-/// several inner locks, the one of its thread, so that media threads neither wait for each other
-/// nor share a cache line; a writer takes them all. Not recursive, neither way.
+/// several inner locks, the one of its processor, so that media threads hardly wait for each other
+/// or share a cache line; a writer takes them all. Not recursive, neither way.
 class VMS_CAPABILITY("mutex") ReadMostlyMutex {
 public:
     ReadMostlyMutex() = default;
@@ -24,12 +25,11 @@ private:
     friend class ReadLock;
 
     static constexpr size_t kStripes = 16;
-    static constexpr size_t kCacheLine = 64;
     struct alignas(kCacheLine) Stripe {
         std::mutex mutex;
     };
 
-    std::mutex& OfThisThread();
+    std::mutex& OfThisProcessor();
 
     std::array<Stripe, kStripes> stripes_;
 };
@@ -50,7 +50,7 @@ private:
 class VMS_SCOPED_CAPABILITY ReadLock {
 public:
     explicit ReadLock(ReadMostlyMutex& mutex) VMS_ACQUIRE_SHARED(mutex)
-        : lock_(mutex.OfThisThread()) {}
+        : lock_(mutex.OfThisProcessor()) {}
     ~ReadLock() VMS_RELEASE_GENERIC() {}
     ReadLock(const ReadLock&) = delete;
     ReadLock& operator=(const ReadLock&) = delete;
