@@ -1,7 +1,8 @@
 #pragma once
 
 /// Sink of a WebSocket client's events. Called on the client's receive thread, one event at a time;
-/// data is valid during the call. The sink must stay alive until the client's Release has returned.
+/// data is valid during the call. Clients share a few receive threads: an event that takes long
+/// holds up others. The sink must stay alive until the client's Release has returned.
 /// Slot order is part of the contract.
 class INetEventHandle {
 public:
