@@ -15,7 +15,7 @@ import sys
 import tempfile
 import time
 
-from stream_relay import Vmshost, make_clip, read_head, connect, receive_exactly, websocket_player, UPGRADE
+from stream_relay import Recording, make_clip, read_head, connect, receive_exactly, websocket_player, UPGRADE
 
 
 def request_frame(key):
@@ -49,7 +49,7 @@ def main():
     with tempfile.TemporaryDirectory(prefix="vms-attach-") as folder:
         folder = pathlib.Path(folder)
         make_clip(folder / "clip.mp4", 10)
-        server = Vmshost(folder, folder / "clip.mp4")
+        server = Recording(folder, folder / "clip.mp4")
         try:
             key = server.new_key()
             keeper = websocket_player(server.port, key)

@@ -69,7 +69,7 @@ def to_simulator_clip(clip, target):
     raw = target.with_suffix(".h264")
     subprocess.run(["ffmpeg", "-nostdin", "-v", "error", "-y", "-i", str(clip), "-c", "copy", "-bsf:v",
                     "h264_mp4toannexb", "-f", "h264", str(raw)], check=True)
-    probe = subprocess.run(["ffprobe", "-v", "error", "-f", "h264", "-show_entries", "packet=size,flags", "-of",
+    probe = subprocess.run(["ffprobe", "-v", "quiet", "-f", "h264", "-show_entries", "packet=size,flags", "-of",
                             "json", str(raw)], check=True, stdout=subprocess.PIPE)
     data, at, packed = raw.read_bytes(), 0, b"DSCLIP1\n"
     for packet in json.loads(probe.stdout)["packets"]:
