@@ -14,7 +14,8 @@ public:
     /// Does what SendData of the same server does, for each of the players in turn.
     /// @param connectionIds `count` > 0 players
     /// @param failed        gets those added for which SendData would have returned -1
-    /// @return what SendData would have returned for the last player
+    /// @return what SendData would have returned for the last player; -1 without anybody added when
+    ///         there is no memory to send the unit with
     virtual int SendToAll(const long long* connectionIds, std::size_t count, const char* data,
                           int length, bool isPlayback, std::vector<long long>& failed) noexcept = 0;
 

@@ -26,7 +26,7 @@ bool WithMemory(Step step) try {
 }  // namespace
 
 struct FanOut::Burst {
-    explicit Burst(bool batched) : ring(batched) {
+    Burst() {
         players.reserve(kBatch);
         alive.reserve(kBatch);
         claimed.reserve(kBatch);
@@ -42,7 +42,7 @@ struct FanOut::Burst {
         return {bytes, size};
     }
 
-    SendRing ring;
+    SendRing ring{true};
     ReusableBuffer memory;
     // Never more than kBatch entries, so that nothing is allocated while outputs are claimed.
     std::vector<std::shared_ptr<PlayerConnection>> players;  ///< as asked for, null = gone
@@ -52,7 +52,7 @@ struct FanOut::Burst {
     std::vector<ssize_t> taken;                              ///< by the claimed
 };
 
-FanOut::FanOut(ConnectionTable& players, bool batched) : players_(players), batched_(batched) {}
+FanOut::FanOut(const ConnectionTable& players) : players_(players) {}
 
 FanOut::~FanOut() = default;
 
@@ -112,7 +112,7 @@ std::unique_ptr<FanOut::Burst> FanOut::Take() {
     MutexLock lock(mutex_);
     if (idle_.empty()) {
         lock.Unlock();
-        return std::make_unique<Burst>(batched_);
+        return std::make_unique<Burst>();
     }
     std::unique_ptr<Burst> burst = std::move(idle_.back());
     idle_.pop_back();

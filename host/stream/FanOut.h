@@ -17,8 +17,8 @@ class ConnectionTable;
 /// player.
 class FanOut {
 public:
-    /// @param players must outlive this object @param batched false: do without io_uring
-    explicit FanOut(ConnectionTable& players, bool batched = true);
+    /// @param players must outlive this object
+    explicit FanOut(const ConnectionTable& players);
     ~FanOut();
     FanOut(const FanOut&) = delete;
     FanOut& operator=(const FanOut&) = delete;
@@ -48,7 +48,6 @@ private:
     void SendSome(Burst& burst, const long long* ids, size_t count, const Outgoing& outgoing) const;
 
     const ConnectionTable& players_;
-    const bool batched_;
     Mutex mutex_;
     std::vector<std::unique_ptr<Burst>> idle_ VMS_GUARDED_BY(mutex_);
 };
