@@ -9,6 +9,7 @@ namespace {
 
 constexpr const char* kLost = "3";
 constexpr const char* kEnd = "playback end";
+constexpr const char* kFinished = "finished";  // a seek can still make it go on
 
 }  // namespace
 
@@ -81,7 +82,10 @@ void SyncChannelSource::OnLinkFrame(const char* data, int length) {
     units_.Deliver(*sink, key, ReadDeviceFrame(data), data, length, int64_t{beginTime_} * 1000);
 }
 
-void SyncChannelSource::OnLinkEnd(const std::string& /*reason*/) {
+void SyncChannelSource::OnLinkEnd(const std::string& reason) {
+    // Out of the session the device closes too, which is no loss to tell of after the end.
+    if (reason != kFinished)
+        link_->Stop();
     Tell(kEnd);
 }
 

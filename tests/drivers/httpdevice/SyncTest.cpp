@@ -70,6 +70,7 @@ TEST_F(SyncTest, PlaysChannelsInStep) {
     EXPECT_EQ(session_->DelChannels(gone), 0);
     EXPECT_TRUE(sink_.WaitMessage("playback end"));
     EXPECT_TRUE(Eventually([&] { return second->GetCloseGetStreamStatus(); }));
+    EXPECT_EQ(sink_.Messages(), std::vector<std::string>{"playback end"}) << "no loss with it";
 
     session_->Stop();
     session_->RequestStopGetPlaybackStream();
