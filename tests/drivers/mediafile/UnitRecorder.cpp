@@ -113,11 +113,11 @@ bool UnitRecorder::WaitCount(std::size_t count) {
 bool UnitRecorder::WaitMessage(const std::string& message, std::size_t count) {
     const TimePoint deadline = std::chrono::steady_clock::now() + kDeadline;
     MutexLock lock(mutex_);
-    while (messages_.size() < count || messages_.back() != message) {
+    while (messages_.size() < count) {
         if (!WaitChange(deadline))
             return false;
     }
-    return true;
+    return messages_[count - 1] == message;
 }
 
 bool UnitRecorder::WaitQueries(int count) {

@@ -56,7 +56,7 @@ public:
     /// Each returns whether it came true in time. Conditions must not call the recorder.
     bool WaitUnits(const std::function<bool(const Units&)>& enough) VMS_EXCLUDES(mutex_);
     bool WaitCount(std::size_t count);
-    /// The latest message is this one, and the `count`th of all.
+    /// The `count`th message, counted from 1, is this one.
     bool WaitMessage(const std::string& message, std::size_t count = 1) VMS_EXCLUDES(mutex_);
     bool WaitQueries(int count) VMS_EXCLUDES(mutex_);
 
