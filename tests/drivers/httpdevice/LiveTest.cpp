@@ -49,6 +49,18 @@ TEST_F(LiveTest, PreviewWithKeyFramesKept) {
     }
 }
 
+TEST_F(LiveTest, AMuteDeviceSendsPicturesAlone) {
+    const HttpDevsim sim({"--mute"});
+    UnitRecorder sink;
+    const auto device = Make(sim.Device(0));
+    const auto preview = MakePreview(*device);
+    ASSERT_NE(preview, nullptr);
+    ASSERT_EQ(preview->StartPreview("live", 0, 0, &sink), 0);
+    ASSERT_TRUE(sink.WaitCount(30));
+    for (const Unit& unit : sink.All())
+        EXPECT_TRUE(unit.IsVideo());
+}
+
 TEST_F(LiveTest, SurvivesMalformedFramesAndFloods) {
     const HttpDevsim sim({});
     for (const char* const fault :
