@@ -33,7 +33,7 @@ spdlog::level::level_enum PrintedLevel(int level) {
 }
 
 /// Formats into as much room as the text needs, up to the longest line.
-std::string Format(const char* format, va_list arguments) {
+[[gnu::format(printf, 1, 0)]] std::string Format(const char* format, va_list arguments) {
     va_list again;
     va_copy(again, arguments);
     std::string line(256, '\0');
