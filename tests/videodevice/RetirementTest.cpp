@@ -1,9 +1,12 @@
 // Sources are destroyed once they have closed and nobody is inside them, never earlier.
 #include <future>
+#include <memory>
 #include <thread>
+#include <utility>
 
 #include "tests/videodevice/ModuleFixture.h"
 #include "videodevice/FaceOnClose.h"
+#include "videodevice/streams/DeferredDestruction.h"
 
 namespace vms::test {
 namespace {
@@ -76,6 +79,28 @@ TEST_F(Retirement, ARecordInUseOutlivesItsClosedSource) {
     Deliver(key, "unit");
     Tick();
     EXPECT_EQ(SourceState::alive, 1);
+}
+
+TEST(DeferredDestruction, AnItemStartedWhileItIsAskedStays) {
+    struct Source {
+        bool running = false;
+    };
+    auto starter = std::make_shared<Source>();
+    const std::weak_ptr<Source> source = starter;
+    DeferredDestruction<Source> retired;
+    retired.Add(starter);
+    const auto drop = [](std::shared_ptr<Source> gone) { gone.reset(); };
+    retired.Sweep(
+        [&](Source& asked) {
+            const bool closed = !asked.running;
+            std::exchange(starter, nullptr)->running = true;  // as another thread might
+            return closed;
+        },
+        drop);
+    ASSERT_FALSE(source.expired());
+    source.lock()->running = false;
+    retired.Sweep([](Source& asked) { return !asked.running; }, drop);
+    EXPECT_TRUE(source.expired());
 }
 
 TEST_F(Retirement, AStopThatThrowsDoesNotKeepTheStreamInService) {

@@ -28,9 +28,12 @@ public:
     void Sweep(HasClosed&& hasClosed, Drop&& drop) VMS_EXCLUDES(mutex_) {
         Items items = TakeItems();
         for (auto item = items.begin(); item != items.end();) {
+            // Looked at first: a holder may start the object and let go while it is asked. Nobody
+            // can get hold of one that only this list holds.
+            const bool alone = item->use_count() == 1;
             bool closed = false;
             Guarded("Sweep", [&] { closed = hasClosed(**item); });
-            if (closed && item->use_count() == 1) {
+            if (closed && alone) {
                 Guarded("Sweep", [&] { drop(std::move(*item)); });
                 item = items.erase(item);
             } else {
