@@ -20,7 +20,7 @@ struct __tagTvVideoParam : __tagTvDeviceParam {
     int32_t port = 0;          ///< device service port, 1..65535; 0 = not set
     int32_t httpPort = 0;      ///< carried
     std::string username;      ///< login name, may be empty
-    std::string password;      ///< login password, may be empty; never logged
+    std::string password;      ///< login password, may be empty
     int32_t streamType = 0;    ///< carried
     int32_t connectType = 0;   ///< carried
     bool p2p = false;          ///< carried

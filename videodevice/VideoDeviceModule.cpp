@@ -68,10 +68,10 @@ bool VideoDeviceModule::Init(const char* name, const char* config) {
                                          (this->*handler)(command);
                                      });
     }
-    __tagTvStreamServerParam server;
-    vms::ReadModuleConfig(config, server, context.streamTypes);
+    context.server = {};
+    vms::ReadModuleConfig(config, context.server, context.streamTypes);
     bool started = false;
-    vms::Guarded("Init", [&] { started = context.factory.Init(&server); });
+    vms::Guarded("Init", [&] { started = context.factory.Init(&context.server); });
     return started;
 }
 

@@ -1,4 +1,5 @@
 // Sources are destroyed once they have closed and nobody is inside them, never earlier.
+#include <chrono>
 #include <future>
 #include <memory>
 #include <thread>
@@ -63,6 +64,27 @@ TEST_F(Retirement, AReceiveThreadInsideTheCallbackKeepsItsSourceAlive) {
     receiver.join();
     Tick();
     EXPECT_EQ(SourceState::alive, 1);
+}
+
+TEST_F(Retirement, TheModuleWaitsForAReceiveThreadInsideTheCallback) {
+    const std::string key = Preview();
+    Request(TV_STREAM_PREVIEW_START, 1, key);
+    std::promise<void> inside;
+    std::promise<void> release;
+    controller.OnSend([&](long long) {
+        inside.set_value();
+        release.get_future().wait();
+    });
+    FakePreview* const source = factory.preview;
+    std::thread receiver([&] { source->Deliver(key, "unit"); });
+    inside.get_future().wait();
+    auto gone = std::async(std::launch::async, [&] { module.reset(); });
+    EXPECT_EQ(gone.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    EXPECT_EQ(SourceState::alive, 1);
+    release.set_value();
+    receiver.join();
+    gone.wait();
+    EXPECT_EQ(SourceState::alive, 0);
 }
 
 TEST_F(Retirement, ARecordInUseOutlivesItsClosedSource) {

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "module/StreamServerParam.h"
 #include "videodevice/Clock.h"
 
 class ICommandBus;
@@ -46,6 +47,7 @@ struct ModuleContext {
     // Written by Init before the first handler is registered.
     std::string name;
     ICommandBus* bus = nullptr;
+    __tagTvStreamServerParam server;  ///< a factory may keep its address
 
     StreamTypes streamTypes;
     std::atomic<IStreamConnectionController*> controller{nullptr};

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <chrono>
 #include <list>
 #include <memory>
+#include <thread>
 #include <utility>
 
 #include "platform/Mutex.h"
@@ -44,8 +46,17 @@ public:
         items_.splice(items_.begin(), items);
     }
 
-    /// Drops everything, closed or not: only when no source can run any more or the module goes.
-    void Clear() VMS_EXCLUDES(mutex_) { TakeItems(); }
+    /// Drops everything, closed or not, for the module's end. Waits until nobody else holds an
+    /// object: dropped by a receive thread on its way out of a callback, a source would have to
+    /// wait for its own thread, and the module would be gone by then.
+    void Clear() VMS_EXCLUDES(mutex_) {
+        Items items = TakeItems();
+        for (std::shared_ptr<T>& item : items) {
+            while (item.use_count() > 1)
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            item.reset();
+        }
+    }
 
 private:
     using Items = std::list<std::shared_ptr<T>>;
