@@ -10,7 +10,6 @@ void ModuleParts::ShutDown() {
         syncPlayback.Retire(removal);
     for (const auto& stream : streams.TakeAll())
         retirement.RetireStream(stream);
-    retirement.SweepAll();
     retirement.Clear();
     devices.Clear();
     workers.Join();

@@ -86,6 +86,17 @@ TEST_F(MediaPath, UnknownKeysAndAMissingStreamServerAreNothingToDo) {
     EXPECT_EQ(Request(TV_STREAM_PREVIEW_START, 6, key), 0);
 }
 
+TEST_F(MediaPath, AKeyFrameThatCannotBeSentLeavesThePlayerAttached) {
+    const std::string key = Preview();
+    KeyFrame(key, "K");
+    controller.OnSend([](long long) { throw std::runtime_error("no memory"); });
+    EXPECT_EQ(Request(TV_STREAM_PREVIEW_START, 1, key), 0);
+    controller.OnSend(nullptr);
+    controller.Take();
+    Deliver(key, "a");
+    EXPECT_EQ(controller.Take(), Calls{"1:a"});
+}
+
 TEST_F(MediaPath, AnIdleStreamSurvivesThreeSeconds) {
     const std::string key = Preview(R"({"id": "d", "face": 1})");
     KeyFrame(key, "K");

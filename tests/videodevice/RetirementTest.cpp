@@ -12,8 +12,31 @@
 namespace vms::test {
 namespace {
 
+/// Holds one thread where it passes.
+struct Gate {
+    void Pass() {
+        inside.set_value();
+        release.get_future().wait();
+    }
+    std::promise<void> inside;
+    std::promise<void> release;
+};
+
 class Retirement : public ModuleFixture {
 protected:
+    /// A unit of the latest preview's takes its receive thread into the gate.
+    void ExpectTheModuleToWait(const std::string& key, Gate& gate) {
+        FakePreview* const source = factory.preview;
+        std::thread receiver([&] { source->Deliver(key, "unit"); });
+        gate.inside.get_future().wait();
+        auto gone = std::async(std::launch::async, [&] { module.reset(); });
+        EXPECT_EQ(gone.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+        EXPECT_EQ(SourceState::alive, 1);
+        gate.release.set_value();
+        receiver.join();
+        gone.wait();
+        EXPECT_EQ(SourceState::alive, 0);
+    }
     void ReportFaceClosed(const std::string& key) {
         const int before = factory.script.Count("CreateFaceFrameServer");
         module->MsgCallback(key, g_faceOnClose);
@@ -69,22 +92,17 @@ TEST_F(Retirement, AReceiveThreadInsideTheCallbackKeepsItsSourceAlive) {
 TEST_F(Retirement, TheModuleWaitsForAReceiveThreadInsideTheCallback) {
     const std::string key = Preview();
     Request(TV_STREAM_PREVIEW_START, 1, key);
-    std::promise<void> inside;
-    std::promise<void> release;
-    controller.OnSend([&](long long) {
-        inside.set_value();
-        release.get_future().wait();
-    });
-    FakePreview* const source = factory.preview;
-    std::thread receiver([&] { source->Deliver(key, "unit"); });
-    inside.get_future().wait();
-    auto gone = std::async(std::launch::async, [&] { module.reset(); });
-    EXPECT_EQ(gone.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
-    EXPECT_EQ(SourceState::alive, 1);
-    release.set_value();
-    receiver.join();
-    gone.wait();
-    EXPECT_EQ(SourceState::alive, 0);
+    Gate gate;
+    controller.OnSend([&](long long) { gate.Pass(); });
+    ExpectTheModuleToWait(key, gate);
+}
+
+TEST_F(Retirement, TheModuleWaitsForAReceiveThreadThatRetiresItsOwnStream) {
+    const std::string key = Preview();
+    now += 4;  // idle for too long
+    Gate gate;
+    factory.script.Hook("StopPreview", [&] { gate.Pass(); });
+    ExpectTheModuleToWait(key, gate);
 }
 
 TEST_F(Retirement, ARecordInUseOutlivesItsClosedSource) {
@@ -109,7 +127,7 @@ TEST(DeferredDestruction, AnItemStartedWhileItIsAskedStays) {
     };
     auto starter = std::make_shared<Source>();
     const std::weak_ptr<Source> source = starter;
-    DeferredDestruction<Source> retired;
+    DeferredDestruction<Source> retired(DeferredDestruction<Source>::AfterDrop::kNext);
     retired.Add(starter);
     const auto drop = [](std::shared_ptr<Source> gone) { gone.reset(); };
     retired.Sweep(
@@ -123,6 +141,19 @@ TEST(DeferredDestruction, AnItemStartedWhileItIsAskedStays) {
     source.lock()->running = false;
     retired.Sweep([](Source& asked) { return !asked.running; }, drop);
     EXPECT_TRUE(source.expired());
+}
+
+TEST(DeferredDestruction, OnlyARestartAsksTwiceInOnePass) {
+    using Asked = DeferredDestruction<int>;
+    for (const auto afterDrop : {Asked::AfterDrop::kNext, Asked::AfterDrop::kRestart}) {
+        Asked retired(afterDrop);
+        retired.Add(std::make_shared<int>(2));  // closes when asked for the second time
+        retired.Add(std::make_shared<int>(1));
+        int dropped = 0;
+        retired.Sweep([](int& left) { return --left == 0; },
+                      [&](std::shared_ptr<int>) { ++dropped; });
+        EXPECT_EQ(dropped, afterDrop == Asked::AfterDrop::kRestart ? 2 : 1);
+    }
 }
 
 TEST_F(Retirement, AStopThatThrowsDoesNotKeepTheStreamInService) {

@@ -16,6 +16,14 @@ namespace vms {
 template <class T>
 class DeferredDestruction {
 public:
+    /// How a pass goes on after it has dropped an object.
+    enum class AfterDrop {
+        kNext,     ///< with the next object
+        kRestart,  ///< from the first again, which hears its request to close once more
+    };
+
+    explicit DeferredDestruction(AfterDrop afterDrop) : afterDrop_(afterDrop) {}
+
     /// @param item not null
     void Add(std::shared_ptr<T> item) VMS_EXCLUDES(mutex_) {
         MutexLock lock(mutex_);
@@ -38,6 +46,8 @@ public:
             if (closed && alone) {
                 Guarded("Sweep", [&] { drop(std::move(*item)); });
                 item = items.erase(item);
+                if (afterDrop_ == AfterDrop::kRestart)
+                    item = items.begin();
             } else {
                 ++item;
             }
@@ -66,6 +76,7 @@ private:
         return std::exchange(items_, {});
     }
 
+    const AfterDrop afterDrop_;
     Mutex mutex_;
     Items items_ VMS_GUARDED_BY(mutex_);
 };

@@ -11,8 +11,10 @@ namespace vms {
 void LivePreview::GetPreviewUrl(const __tagTvCommand* command) {
     AnswerRequest(context_.bus, command, "get preview url error", [&](__tagTvCommand& response) {
         const auto device = devices_.Find(command->deviceId);
+        if (device == nullptr)
+            return;
         const auto server = context_.StreamServer();
-        if (device == nullptr || !server)
+        if (!server)
             return;
         Request request;
         VideoCommandHelper::CommandParse_GetPreviewUrl(request.deviceId, request.channel,

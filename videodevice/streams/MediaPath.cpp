@@ -93,6 +93,7 @@ void MediaPath::RetireIfIdle(const std::string& key, const std::shared_ptr<Strea
                              int64_t now) {
     if (now - stream->lastActive <= kIdleSeconds)
         return;
+    const Retirement::Passage passage(retirement_);
     if (streams_.TakeIdle(stream))
         return retirement_.RetireStream(stream);
     const auto syncKey = SplitSyncKey(key);

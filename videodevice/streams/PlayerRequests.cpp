@@ -89,7 +89,9 @@ int PlayerRequests::StartPreview(long long connectionId, const std::string& key)
         if (attachment.keyFrame == nullptr)
             return 0;
         sent = std::move(attachment.keyFrame);
-        controller->SendData(connectionId, sent->data(), static_cast<int>(sent->size()), false);
+        Guarded("SendData", [&] {
+            controller->SendData(connectionId, sent->data(), static_cast<int>(sent->size()), false);
+        });
     }
 }
 

@@ -42,8 +42,10 @@ RecordedStreams::Query RecordedStreams::ReadQuery(const std::string& body) {
 void RecordedStreams::GetPlaybackUrl(const __tagTvCommand* command) {
     AnswerRequest(context_.bus, command, "get playback url error", [&](__tagTvCommand& response) {
         const auto device = devices_.Find(command->deviceId);
+        if (device == nullptr)
+            return;
         const auto server = context_.StreamServer();
-        if (device == nullptr || !server)
+        if (!server)
             return;
         const Query query = ReadQuery(command->body);
         int speedOnlyI = kUnknownSpeed;
@@ -69,8 +71,10 @@ void RecordedStreams::GetRecordDownloadUrl(const __tagTvCommand* command) {
     AnswerRequest(
         context_.bus, command, "get record download url error", [&](__tagTvCommand& response) {
             const auto device = devices_.Find(command->deviceId);
+            if (device == nullptr)
+                return;
             const auto server = context_.StreamServer();
-            if (device == nullptr || !server)
+            if (!server)
                 return;
             std::unique_ptr<IPlaybackStreamServer> source(
                 context_.factory.CreateDownloadServer(device.get(), context_.streamTypes.download));

@@ -1,5 +1,7 @@
 #include "videodevice/streams/Retirement.h"
 
+#include <chrono>
+#include <thread>
 #include <utility>
 
 namespace vms {
@@ -102,6 +104,9 @@ void Retirement::SweepAll() {
 }
 
 void Retirement::Clear() {
+    while (passages_ > 0)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    SweepAll();
     retiredStreams_.Clear();
     retiredSyncStreams_.Clear();
     retiredFaceServers_.Clear();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
@@ -38,7 +39,24 @@ public:
     void DestroySyncPlaybackServer();
     void SweepAll();
 
-    /// Drops everything at once.
+    /// While one lives, its thread may be retiring a stream that no table and no list holds. For
+    /// threads that the module does not know, receive threads: made before the stream is taken
+    /// out of its table.
+    class Passage {
+    public:
+        explicit Passage(Retirement& retirement) : retirement_(retirement) {
+            ++retirement_.passages_;
+        }
+        ~Passage() { --retirement_.passages_; }
+        Passage(const Passage&) = delete;
+        Passage& operator=(const Passage&) = delete;
+
+    private:
+        Retirement& retirement_;
+    };
+
+    /// For the module's end, when the tables are empty: sweeps once more and drops the rest, closed
+    /// or not. Waits for passages and for whoever still holds a stream.
     void Clear();
 
 private:
@@ -47,10 +65,15 @@ private:
     const std::function<void(const std::string& key)> forgetKeyFrame_;
 
     // Each is guarded by a lock of its own.
-    DeferredDestruction<StreamInfo> retiredStreams_;
-    DeferredDestruction<IFaceFrameServer> retiredFaceServers_;
-    DeferredDestruction<StreamInfo> retiredSyncStreams_;
-    DeferredDestruction<ISyncPlaybackServer> retiredSyncServers_;
+    using Streams = DeferredDestruction<StreamInfo>;
+    using Faces = DeferredDestruction<IFaceFrameServer>;
+    using Sessions = DeferredDestruction<ISyncPlaybackServer>;
+    Streams retiredStreams_{Streams::AfterDrop::kRestart};
+    Faces retiredFaceServers_{Faces::AfterDrop::kRestart};
+    Streams retiredSyncStreams_{Streams::AfterDrop::kNext};
+    Sessions retiredSyncServers_{Sessions::AfterDrop::kNext};
+
+    std::atomic<int> passages_{0};
 };
 
 /// Retires a stream whose making fails half-way: its sources may be running already.
