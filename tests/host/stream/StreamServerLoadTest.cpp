@@ -263,7 +263,7 @@ TEST_F(StreamServerLoadTest, PlayersThatComeAndGoLeaveNothingBehind) {
         else if (number % 3 == 1)
             server_->CloseConnection(id);
         player.reset();
-        return module_.WaitFor("close", number + 1);
+        return module_.WaitFor("close", number + 1) && WaitForPlayers(0);
     };
     ASSERT_TRUE(round(0));
     const size_t descriptors = CountEntries("/proc/self/fd");

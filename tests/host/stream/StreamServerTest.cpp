@@ -63,9 +63,10 @@ TEST_F(StreamServerTest, APlayersLifeFromConnectToClose) {
     ASSERT_TRUE(module_.WaitFor("close", 1));
     EXPECT_THAT(module_.All()[id], ElementsAre("connect 127.0.0.1", "request 1049088 key ",
                                                "media talk", "request 1049089 key last", "close"));
+    // There until the module has come back from hearing it.
+    EXPECT_TRUE(WaitForPlayers(0));
     EXPECT_FALSE(SendData(id, unit));
     EXPECT_EQ(server_->SendData(id, nullptr, 5, false), -1);
-    EXPECT_TRUE(WaitForPlayers(0));
     EXPECT_EQ(server_->QueryDataCount(id), -1);
 }
 
