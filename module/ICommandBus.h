@@ -39,9 +39,9 @@ public:
 
     // Host side.
 
-    /// Posts a request to a module. Requests to the same (module, deviceId) run in order, others in
-    /// parallel; DevicesEnqueue and DevicesDequeue wait for all earlier requests of their module
-    /// and hold back all later ones. Never blocks.
+    /// Posts a request to a module. Requests to the same (module, deviceId) run in order, others
+    /// and those without a device in parallel; DevicesEnqueue and DevicesDequeue wait for all
+    /// earlier requests of their module and hold back all later ones. Never blocks.
     /// @param request    its serial is replaced by a fresh sequence and the same identifier
     /// @param onResponse called for every answer, in order, on a thread of the bus; it must not
     ///                   block. May be empty. The entry is dropped by Cancel or after 70 s without
@@ -66,7 +66,8 @@ public:
     virtual void Unsubscribe(int64_t token) = 0;
 
     /// Refuses new requests for a module, waits until its queued and running ones are finished,
-    /// then forgets its handlers. Must not be called from one of that module's handlers (it would
+    /// then forgets its handlers. From inside a callback other callbacks may run, one inside the
+    /// other, until that is done. Must not be called from one of that module's handlers (it would
     /// wait for itself): such a call is refused. @return false when refused or unknown
     virtual bool UnregisterModule(const char* module) = 0;
 

@@ -10,8 +10,15 @@ CommandBus::CommandBus(CommandBusOptions options)
     : deliveries_(options.maxWaitingDeliveries, options.lifetime, std::move(options.clock), log_),
       scheduler_(
           options.workers, options.maxWaitingRequests, log_,
-          [this](int64_t serial, bool threw) { deliveries_.Handled(serial, threw); },
-          [this] { deliveries_.DeliverHere(); }) {}
+          {.handled = [this](int64_t serial, bool threw) { deliveries_.Handled(serial, threw); },
+           .afterRequest =
+               [this](bool isFree) {
+                   if (isFree)
+                       deliveries_.DeliverHere();
+                   else
+                       deliveries_.LeaveToThread();
+               },
+           .drained = [this] { deliveries_.Nudge(); }}) {}
 
 CommandBus::~CommandBus() {
     scheduler_.Stop();
@@ -75,7 +82,12 @@ void CommandBus::Unsubscribe(int64_t token) {
 }
 
 bool CommandBus::UnregisterModule(const char* module) {
-    return module != nullptr && scheduler_.Unregister(module);
+    if (module == nullptr)
+        return false;
+    if (!deliveries_.IsInsideCallback())
+        return scheduler_.Unregister(module);
+    return scheduler_.Unregister(
+        module, [this](const std::atomic<bool>& drained) { deliveries_.DeliverUntil(drained); });
 }
 
 CommandBusStats CommandBus::Stats() {

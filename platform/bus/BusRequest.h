@@ -15,7 +15,7 @@ struct BusRequest {
     __tagTvCommand record;
     BusModule* module = nullptr;  ///< stays until its requests are finished
     int64_t serial = 0;
-    std::string deviceId;        ///< requests that share it run in order
+    std::string deviceId;        ///< requests that share it run in order; empty = none
     bool reportHandled = false;  ///< somebody wants to hear when the handler has ended
 };
 

@@ -20,7 +20,7 @@ void ModuleQueue::Finish(const BusRequest& request, Ready& ready) {
     --active_;
     if (IsBarrier(request))
         barrierRunning_ = false;
-    else
+    else if (!HasNoOrder(request))
         ContinueStrand(request.deviceId, ready);
     while (!held_.empty() && Admit(held_.front(), ready))
         held_.pop_front();
@@ -31,8 +31,8 @@ bool ModuleQueue::Admit(RequestPtr& request, Ready& ready) {
     if (barrierRunning_ || (IsBarrier(*request) && active_ > 0))
         return false;
     ++active_;
-    if (IsBarrier(*request)) {
-        barrierRunning_ = true;
+    barrierRunning_ = IsBarrier(*request);
+    if (barrierRunning_ || HasNoOrder(*request)) {
         ready.push_back(std::move(request));
         return true;
     }

@@ -13,8 +13,9 @@
 namespace vms {
 
 /// Decides which requests of one module may run now. Requests to one device run one after the
-/// other, those to different devices side by side; a change of the device list runs alone, after
-/// everything that came before it and before everything that came after. Not thread-safe.
+/// other, those to different devices or to none side by side; a change of the device list runs
+/// alone, after everything that came before it and before everything that came after. Not
+/// thread-safe.
 class ModuleQueue {
 public:
     using RequestPtr = std::shared_ptr<BusRequest>;
@@ -31,6 +32,7 @@ public:
 
 private:
     static bool IsBarrier(const BusRequest& request);
+    static bool HasNoOrder(const BusRequest& request) { return request.deviceId.empty(); }
 
     bool Admit(RequestPtr& request, Ready& ready);
     void ContinueStrand(const std::string& deviceId, Ready& ready);

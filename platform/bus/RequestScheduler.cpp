@@ -1,5 +1,6 @@
 #include "platform/bus/RequestScheduler.h"
 
+#include <atomic>
 #include <exception>
 #include <utility>
 
@@ -18,7 +19,8 @@ struct BusModule {
     const std::string name;
     Handlers handlers;
     ModuleQueue queue;
-    bool closing = false;  ///< takes no more requests
+    bool closing = false;               ///< takes no more requests
+    std::atomic<bool> drained = false;  ///< and has none left; set under the scheduler's lock
 };
 
 namespace {
@@ -29,12 +31,8 @@ thread_local const BusModule* runningModule = nullptr;
 }  // namespace
 
 RequestScheduler::RequestScheduler(const WorkerPool::Options& workers, std::size_t maxWaiting,
-                                   BusLog& log, HandledReport report, AfterRequest afterRequest)
-    : maxWaiting_(maxWaiting),
-      log_(log),
-      report_(std::move(report)),
-      afterRequest_(std::move(afterRequest)),
-      pool_(workers) {}
+                                   BusLog& log, Reports reports)
+    : maxWaiting_(maxWaiting), log_(log), reports_(std::move(reports)), pool_(workers) {}
 
 bool RequestScheduler::IsInsideHandler() {
     return runningModule != nullptr;
@@ -93,7 +91,7 @@ RequestScheduler::Outcome RequestScheduler::Post(std::string_view module, __tagT
     return Outcome::kAccepted;
 }
 
-bool RequestScheduler::Unregister(std::string_view name) {
+bool RequestScheduler::Unregister(std::string_view name, const Wait& wait) {
     std::shared_ptr<BusModule> module;
     BusModule::Handlers handlers;  // destroyed here, without the lock, before the caller may unload
     MutexLock lock(mutex_);
@@ -102,7 +100,13 @@ bool RequestScheduler::Unregister(std::string_view name) {
         return false;
     module = found->second;
     module->closing = true;
-    while (!module->queue.IsIdle())
+    module->drained = module->queue.IsIdle();
+    if (wait) {
+        lock.Unlock();
+        wait(module->drained);
+        lock.Lock();
+    }
+    while (!module->drained)
         drained_.Wait(mutex_);
     handlers.swap(module->handlers);
     const auto still = modules_.find(name);
@@ -130,9 +134,9 @@ void RequestScheduler::Run(const RequestPtr& request) {
     const bool threw = Invoke(*request);
     runningModule = nullptr;
     if (request->reportHandled)
-        report_(request->serial, threw);
-    Finish(*request, threw);
-    afterRequest_();
+        reports_.handled(request->serial, threw);
+    const bool isFree = Finish(*request, threw);
+    reports_.afterRequest(isFree);
 }
 
 /// Calls the handler that is registered now. Nothing of the module is held any more when this
@@ -156,7 +160,8 @@ bool RequestScheduler::Invoke(BusRequest& request) {
     return true;
 }
 
-void RequestScheduler::Finish(const BusRequest& request, bool threw) {
+/// @return false when this worker has the next request to run
+bool RequestScheduler::Finish(const BusRequest& request, bool threw) {
     ModuleQueue::Ready ready;
     bool drained = false;
     {
@@ -165,15 +170,20 @@ void RequestScheduler::Finish(const BusRequest& request, bool threw) {
         stats_.threw += threw ? 1 : 0;
         request.module->queue.Finish(request, ready);
         drained = request.module->closing && request.module->queue.IsIdle();
+        if (drained)
+            request.module->drained = true;
     }
-    if (drained)
+    if (drained) {
         drained_.NotifyAll();
+        reports_.drained();
+    }
     for (std::size_t i = 0; i < ready.size(); ++i) {
         if (i + 1 < ready.size())
             pool_.Submit(TaskFor(std::move(ready[i])));
         else
             pool_.SubmitBeforeReturning(TaskFor(std::move(ready[i])));
     }
+    return ready.empty();
 }
 
 }  // namespace vms

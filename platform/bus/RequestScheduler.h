@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -25,14 +26,27 @@ public:
     using HandledReport = std::function<void(int64_t serial, bool threw)>;
 
     /// Called on a worker once a request is finished and nothing of its module is held any more.
-    using AfterRequest = std::function<void()>;
+    /// `isFree` is false when the worker's next request is waiting for it.
+    using AfterRequest = std::function<void(bool isFree)>;
+
+    /// Called without a lock when a module that is being unregistered has no request left.
+    using DrainedReport = std::function<void()>;
+
+    /// How a thread that must not just sleep waits for the flag; the report above tells of it.
+    using Wait = std::function<void(const std::atomic<bool>& drained)>;
+
+    struct Reports {
+        HandledReport handled;
+        AfterRequest afterRequest;
+        DrainedReport drained;
+    };
 
     enum class Outcome { kAccepted, kQueueFull, kNoHandler };
 
     /// @param maxWaiting requests accepted and not started, over all modules
     /// @param log        must outlive the scheduler
     RequestScheduler(const WorkerPool::Options& workers, std::size_t maxWaiting, BusLog& log,
-                     HandledReport report, AfterRequest afterRequest);
+                     Reports reports);
 
     /// Whether the calling thread is inside a handler of this or another scheduler.
     static bool IsInsideHandler();
@@ -47,7 +61,8 @@ public:
         VMS_EXCLUDES(mutex_);
 
     /// As ICommandBus::UnregisterModule.
-    bool Unregister(std::string_view module) VMS_EXCLUDES(mutex_);
+    /// @param wait how the calling thread waits for the module's requests; empty = it sleeps
+    bool Unregister(std::string_view module, const Wait& wait = {}) VMS_EXCLUDES(mutex_);
 
     /// Drops what has not started and waits for the running handlers. Not from a handler.
     void Stop() { pool_.Stop(); }
@@ -59,13 +74,12 @@ private:
 
     void Run(const RequestPtr& request) VMS_EXCLUDES(mutex_);
     bool Invoke(BusRequest& request) VMS_EXCLUDES(mutex_);
-    void Finish(const BusRequest& request, bool threw) VMS_EXCLUDES(mutex_);
+    bool Finish(const BusRequest& request, bool threw) VMS_EXCLUDES(mutex_);
     WorkerPool::Task TaskFor(RequestPtr request);
 
     const std::size_t maxWaiting_;
     BusLog& log_;
-    const HandledReport report_;
-    const AfterRequest afterRequest_;
+    const Reports reports_;
 
     Mutex mutex_;
     CondVar drained_;

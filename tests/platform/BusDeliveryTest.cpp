@@ -67,6 +67,42 @@ TEST(BusDelivery, NobodyWaitsForAnAnswer) {
     EXPECT_EQ(bus.Stats().droppedResponses, 4u);
 }
 
+TEST(BusDelivery, ACallbackThatBlocksDoesNotHoldUpTheNextHandlerOfItsDevice) {
+    Gate posted;
+    Gate gate;
+    Journal journal;
+    CommandBus bus;
+    bus.RegisterCommand(kModule, kId, [&](__tagTvCommand* request) {
+        posted.Wait();
+        Answer(bus, request, "answer");
+        journal.Add(request->body);
+    });
+    for (const char* body : {"first", "second"})
+        bus.Post(kModule, Request(kId, "a", body), [&](const __tagTvCommand&) { gate.Wait(); });
+    posted.Open();
+    EXPECT_TRUE(journal.WaitFor(2));
+    EXPECT_EQ(journal.Count("second"), 1u);
+    gate.Open();
+}
+
+TEST(BusDelivery, AnAnswerInTheMiddleOfAHandlerDoesNotWaitForItsEnd) {
+    Gate gate;
+    Journal journal;
+    CommandBus bus;
+    bus.RegisterCommand(kModule, kId, [&](__tagTvCommand* request) {
+        Answer(bus, request, "page");
+        if (request->body == "long")
+            gate.Wait();
+    });
+    for (std::size_t round = 1; round <= 20; ++round) {
+        bus.Post(kModule, Request(kId, "", "short"), BodiesTo(journal));
+        ASSERT_TRUE(journal.WaitFor(round));
+    }
+    bus.Post(kModule, Request(kId, "", "long"), BodiesTo(journal));
+    EXPECT_TRUE(journal.WaitFor(21));
+    gate.Open();
+}
+
 TEST(BusDelivery, ThrowingCallbacksDoNotStopDelivery) {
     Journal journal;
     CommandBus bus;
@@ -75,7 +111,7 @@ TEST(BusDelivery, ThrowingCallbacksDoNotStopDelivery) {
         Answer(bus, request, "2");
     });
     bus.Post(
-        kModule, Request(kId),
+        kModule, Request(kId, "a"),
         [&](const __tagTvCommand& response) {
             journal.Add(response.body);
             if (response.body == "1")
@@ -86,7 +122,7 @@ TEST(BusDelivery, ThrowingCallbacksDoNotStopDelivery) {
             journal.Add("handled");
             throw 3;
         });
-    bus.Post(kModule, Request(kId), {}, [&](bool) { journal.Add("next"); });
+    bus.Post(kModule, Request(kId, "a"), {}, [&](bool) { journal.Add("next"); });
     ASSERT_TRUE(journal.WaitFor(4));
     EXPECT_EQ(journal.Entries(), (std::vector<std::string>{"1", "2", "handled", "next"}));
 }
@@ -100,13 +136,13 @@ TEST(BusCancel, FromInsideACallbackIsItsLast) {
         Answer(bus, request, "2");
     });
     bus.Post(
-        kModule, Request(kId),
+        kModule, Request(kId, "a"),
         [&, held](const __tagTvCommand& response) {
             bus.Cancel(response.serial);
             journal.Add(response.body + std::to_string(*held));
         },
         [&](bool) { journal.Add("handled"); });
-    bus.Post(kModule, Request(kId), {}, [&](bool) { journal.Add("fence"); });
+    bus.Post(kModule, Request(kId, "a"), {}, [&](bool) { journal.Add("fence"); });
     ASSERT_TRUE(journal.WaitFor(2));
     EXPECT_EQ(journal.Entries(), (std::vector<std::string>{"10", "fence"}));
     EXPECT_EQ(held.use_count(), 1);

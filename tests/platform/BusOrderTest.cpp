@@ -57,6 +57,30 @@ TEST(BusOrder, HandlerThatRewritesItsRecordKeepsItsPlace) {
     EXPECT_TRUE(bus.UnregisterModule(kModule));
 }
 
+TEST(BusOrder, WithoutADeviceThereIsNoneButForBarriers) {
+    Gate gate;
+    Journal journal;
+    CommandBus bus;
+    bus.RegisterCommand(kModule, kId, [&](__tagTvCommand* request) {
+        if (request->body == "silent")
+            gate.Wait();
+        journal.Add(request->body);
+    });
+    bus.RegisterCommand(kModule, TV_CMD_DEVICES_ENQUEUE,
+                        [&](__tagTvCommand*) { journal.Add("barrier"); });
+    for (int i = 0; i < 3; ++i)
+        bus.Post(kModule, Request(kId, "", "silent"), {});
+    bus.Post(kModule, Request(kId, "", "prompt"), {});
+    ASSERT_TRUE(journal.WaitFor(1));
+    EXPECT_EQ(journal.Entries(), std::vector<std::string>{"prompt"});
+    bus.Post(kModule, Request(TV_CMD_DEVICES_ENQUEUE), {});
+    bus.Post(kModule, Request(kId, "", "after"), {});
+    gate.Open();
+    ASSERT_TRUE(journal.WaitFor(6));
+    EXPECT_EQ(journal.Entries()[4], "barrier");
+    EXPECT_EQ(journal.Entries()[5], "after");
+}
+
 class BusBarrier : public testing::TestWithParam<__enumTvCommand> {};
 
 TEST_P(BusBarrier, RunsAloneBetweenEarlierAndLater) {
@@ -203,6 +227,36 @@ TEST(BusRegistration, HandlerCannotUnregisterItsOwnModule) {
     EXPECT_FALSE(own.get_future().get());
     EXPECT_TRUE(other.get_future().get());
     EXPECT_TRUE(bus.UnregisterModule(kModule));
+}
+
+/// What the callback waits for must not wait behind the callback: neither the next request of the
+/// device, nor an answer that one of the module's handlers needs, nor another module's end.
+TEST(BusRegistration, UnregisterFromACallback) {
+    Journal journal;
+    CommandBus bus;
+    std::promise<void> queued;
+    auto queuedLater = queued.get_future().share();
+    bus.RegisterCommand("inner", kId, [&](__tagTvCommand* request) { Answer(bus, request, ""); });
+    bus.RegisterCommand("other", kId, [](__tagTvCommand*) {});
+    bus.RegisterCommand(kModule, kId, [&](__tagTvCommand* request) {
+        if (request->body == "A") {
+            queuedLater.wait();
+            Answer(bus, request, "A");
+            return;
+        }
+        std::promise<void> inner;
+        bus.Post("inner", Request(kId), [&](const __tagTvCommand&) { inner.set_value(); });
+        const bool answered = inner.get_future().wait_for(kPatience) == std::future_status::ready;
+        journal.Add(answered ? "B answered" : "B in vain");
+    });
+    bus.Post(kModule, Request(kId, "a", "A"), [&](const __tagTvCommand&) {
+        journal.Add(bus.UnregisterModule("other") ? "other ended" : "other refused");
+        journal.Add(bus.UnregisterModule(kModule) ? "ended" : "refused");
+    });
+    bus.Post(kModule, Request(kId, "a", "B"), {});
+    queued.set_value();
+    ASSERT_TRUE(journal.WaitFor(3));
+    EXPECT_EQ(journal.Entries(), (std::vector<std::string>{"other ended", "B answered", "ended"}));
 }
 
 TEST(BusRegistration, FullQueueRefusesUntilThereIsRoom) {
