@@ -29,7 +29,7 @@ class Exchange {
 public:
     Exchange(OnvifImplement& onvif, std::string address, const char* username, const char* password)
         : address_(std::move(address)), proxy_(address_.c_str()) {
-        vms::ApplySoapLimits(proxy_.soap);
+        vms::PrepareSoapContext(proxy_.soap);
         usable_ = vms::IsHttpAddress(address_) && vms::ApplySoapTls(proxy_.soap, address_) &&
                   onvif.InitSoapHeader(proxy_.soap, username, password) == 0;
     }
@@ -99,7 +99,7 @@ std::string OnvifImplement::GetMediaUri(const char* ip, int port, const char* us
         return {};
     }
     if (response.Capabilities->Media != nullptr)
-        return response.Capabilities->Media->XAddr;
+        return OrEmpty(response.Capabilities->Media->XAddr);
     return ServiceAddress(ip, port, "/onvif/media_service");
 }
 
@@ -140,5 +140,5 @@ std::string OnvifImplement::GetStreamUri(const char* ip, int port, const char* u
     const int error = exchange.Call(&MediaBindingProxy::GetStreamUri, request, response);
     if (error != SOAP_OK || response.MediaUri == nullptr)
         return {};
-    return response.MediaUri->Uri;
+    return OrEmpty(response.MediaUri->Uri);
 }
