@@ -1,5 +1,6 @@
 #include "onvif/OnvifImplement.h"
 
+#include <locale>
 #include <sstream>
 #include <utility>
 
@@ -60,6 +61,7 @@ private:
 
 std::string OnvifImplement::Itostr(int value) {
     std::stringstream text;
+    text.imbue(std::locale::classic());  // the host's may group digits
     text << value;
     return text.str();
 }
