@@ -73,6 +73,7 @@ std::string OnvifImplement::GetDeviceUri(const char* ip, int port) {
 int OnvifImplement::InitSoapHeader(soap* context, const char* username, const char* password) {
     if (context == nullptr)
         return -1;
+    soap_set_mode(context, SOAP_C_UTFSTRING);  // the caller may have made it plain
     soap_wsse_add_Security(context);
     context->recv_timeout = kReceiveTimeoutSeconds;
     context->send_timeout = kSendTimeoutSeconds;
