@@ -2,7 +2,8 @@
 // layouts.
 #include <algorithm>
 #include <array>
-#include <cstdlib>
+#include <charconv>
+#include <cstdint>
 
 #include "deviceapi/Tavero_Http_Encode.h"
 #include "platform/Json.h"
@@ -11,6 +12,7 @@ namespace {
 
 /// A flag that the layout does not have.
 constexpr int kNone = -1;
+constexpr const char* kBlanks = " \t\n\v\f\r";
 
 /// The bit of a mask behind each flag of a record.
 struct PermissionLayout {
@@ -22,26 +24,35 @@ constexpr PermissionLayout kFirstLayout{{0, 1, kNone, 4, 7, 5, kNone, kNone}, {1
 constexpr PermissionLayout kSecondLayout{{0, 1, 2, 3, 4, 5, 6, 7}, {16, 17, 18, 19}};
 
 template <size_t N>
-void SetFlags(const std::array<int, N>& bits, long long mask, int32_t (&flags)[N]) {
+void SetFlags(const std::array<int, N>& bits, uint64_t mask, int32_t (&flags)[N]) {
     for (size_t i = 0; i < N; ++i) {
         if (bits[i] != kNone)
             flags[i] = static_cast<int32_t>(mask >> bits[i] & 1);
     }
 }
 
-/// Takes a mask only from a text. What is no number, or negative, grants nothing.
-bool TakeMask(const Json::Value& object, const char* key, long long& mask) {
+/// The number that a text begins with, behind blanks. What has a sign, no digits or more than 64
+/// bits grants nothing: half a mask, or a wrapped one, would grant what the device did not.
+uint64_t MaskOf(const std::string& text) {
+    const char* const end = text.data() + text.size();
+    const char* const digits = text.data() + std::min(text.find_first_not_of(kBlanks), text.size());
+    uint64_t mask = 0;
+    return std::from_chars(digits, end, mask).ec == std::errc() ? mask : 0;
+}
+
+/// Takes a mask only from a text.
+bool TakeMask(const Json::Value& object, const char* key, uint64_t& mask) {
     std::string text;
     if (!vms::ReadString(object, key, text))
         return false;
-    mask = std::max(std::strtoll(text.c_str(), nullptr, 10), 0LL);
+    mask = MaskOf(text);
     return true;
 }
 
 void AppendChannel(const Json::Value& item, const PermissionLayout& layout,
                    __tagTvDevicePermission& permission) {
     __tagTvChannelPermission entry;
-    long long mask = 0;
+    uint64_t mask = 0;
     vms::ReadInt(item, "channel", entry.channel);
     if (entry.channel < 0 || !TakeMask(item, "permission", mask))
         return;
@@ -56,7 +67,7 @@ int ReadPermission(const char* text, const PermissionLayout& layout,
     if (!vms::ParseJson(text, answer) || !vms::ReadInt(answer, "code", code) || code != 0)
         return -1;
     const Json::Value& data = vms::Member(answer, "data");
-    long long mask = 0;
+    uint64_t mask = 0;
     if (TakeMask(data, "remotePermission", mask))
         SetFlags(layout.remote, mask, permission.remote);
     const Json::Value& channels = vms::Member(data, "channelPermission");

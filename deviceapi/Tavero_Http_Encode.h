@@ -120,7 +120,7 @@ public:
     /// The recorder's form: sizes are numbers.
     static int DeSerializeSearchRecord_Nvr(const char* text, std::list<__tagTvRecordFile>& files);
     /// Rights in the first layout, which knows remote flags 0, 1, 3, 4 and 5; the others are left
-    /// alone. Channels are appended.
+    /// alone. Channels are appended. A mask with a sign or of more than 64 bits grants nothing.
     static int DeSerializePermission(const char* text, __tagTvDevicePermission& permission);
     /// Rights in the second layout: all eight remote flags, and other bits for the channels'.
     static int DeSerializePermissionV2(const char* text, __tagTvDevicePermission& permission);

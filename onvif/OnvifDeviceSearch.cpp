@@ -47,6 +47,8 @@ int SplitIpv4(const std::string& address, std::string& ip, int& port) {
     return 0;
 }
 
+/// Reads the last entry of a list: cameras name their IPv4 addresses first. The path of a service
+/// is taken to have two parts.
 int SplitIpv6(const std::string& address, std::string& ip, int& port) {
     const size_t last = address.rfind('/');
     if (last == std::string::npos || last <= kServicePathLength)
@@ -123,8 +125,6 @@ int OnvifDeviceSearch::GetDeviceName(const char* scopes, std::string& name) {
 }
 
 int OnvifDeviceSearch::GetIpAndPort(const char* xaddrs, std::string& ip, int& port) {
-    const std::string address = FirstOf(xaddrs);
-    if (address.empty())
-        return -1;
-    return ipv6_ ? SplitIpv6(address, ip, port) : SplitIpv4(address, ip, port);
+    return ipv6_ ? SplitIpv6(xaddrs != nullptr ? xaddrs : "", ip, port)
+                 : SplitIpv4(FirstOf(xaddrs), ip, port);
 }

@@ -33,7 +33,8 @@ public:
     /// leaves it alone when there is none. @return -1 always
     int GetDeviceName(const char* scopes, std::string& name);
 
-    /// Address and port (80 when absent) of the first of a blank-separated list of addresses.
+    /// Address and port (80 when absent) of the first of a blank-separated list of addresses, in
+    /// IPv6 mode of the last.
     /// @return 0, or -1 for a text that is not of the expected form
     int GetIpAndPort(const char* xaddrs, std::string& ip, int& port);
 

@@ -1,5 +1,6 @@
 #include "onvif/OnvifImplement.h"
 
+#include <locale>
 #include <sstream>
 #include <utility>
 
@@ -29,7 +30,7 @@ class Exchange {
 public:
     Exchange(OnvifImplement& onvif, std::string address, const char* username, const char* password)
         : address_(std::move(address)), proxy_(address_.c_str()) {
-        vms::ApplySoapLimits(proxy_.soap);
+        vms::PrepareSoapContext(proxy_.soap);
         usable_ = vms::IsHttpAddress(address_) && vms::ApplySoapTls(proxy_.soap, address_) &&
                   onvif.InitSoapHeader(proxy_.soap, username, password) == 0;
     }
@@ -60,6 +61,7 @@ private:
 
 std::string OnvifImplement::Itostr(int value) {
     std::stringstream text;
+    text.imbue(std::locale::classic());  // the host's may group digits
     text << value;
     return text.str();
 }
@@ -71,6 +73,7 @@ std::string OnvifImplement::GetDeviceUri(const char* ip, int port) {
 int OnvifImplement::InitSoapHeader(soap* context, const char* username, const char* password) {
     if (context == nullptr)
         return -1;
+    soap_set_mode(context, SOAP_C_UTFSTRING);  // the caller may have made it plain
     soap_wsse_add_Security(context);
     context->recv_timeout = kReceiveTimeoutSeconds;
     context->send_timeout = kSendTimeoutSeconds;
@@ -99,7 +102,7 @@ std::string OnvifImplement::GetMediaUri(const char* ip, int port, const char* us
         return {};
     }
     if (response.Capabilities->Media != nullptr)
-        return response.Capabilities->Media->XAddr;
+        return OrEmpty(response.Capabilities->Media->XAddr);
     return ServiceAddress(ip, port, "/onvif/media_service");
 }
 
@@ -140,5 +143,5 @@ std::string OnvifImplement::GetStreamUri(const char* ip, int port, const char* u
     const int error = exchange.Call(&MediaBindingProxy::GetStreamUri, request, response);
     if (error != SOAP_OK || response.MediaUri == nullptr)
         return {};
-    return response.MediaUri->Uri;
+    return OrEmpty(response.MediaUri->Uri);
 }

@@ -9,7 +9,8 @@ struct soap;
 ///
 /// Stateless, thread-safe. Blocking: an exchange takes at most 3 s to connect, 5 s per stalled read
 /// and 10 s in all; answers beyond 1 MiB, 64 levels or 1,024 occurrences of an element are refused.
-/// Every failure ends as empty text. Null texts count as empty.
+/// Every failure ends as empty text. Null texts count as empty. Texts are UTF-8 both ways; bytes
+/// that are none pass as they are.
 class OnvifImplement {
 public:
     /// "http://ip:port/onvif/device_service". @param port 1..65535

@@ -1,5 +1,6 @@
 #include "onvif/PreviewUrl.h"
 
+#include <locale>
 #include <sstream>
 #include <string_view>
 
@@ -13,6 +14,8 @@ constexpr size_t kSchemeLength = std::string_view("rtsp://").size();
 std::string MakePreviewUrl(const std::string& rawUri, const __tagTvVideoParam& device, int channel,
                            int streamIndex) {
     std::stringstream text;
+    // The host's locale might group digits, or take a byte of a letter for a blank.
+    text.imbue(std::locale::classic());
     if (rawUri.find("rtsps") == std::string::npos) {
         text << "rtsp://" << device.username << ":" << device.password << "@"
              << rawUri.substr(kSchemeLength);

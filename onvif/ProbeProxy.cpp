@@ -9,6 +9,7 @@ namespace vms {
 namespace {
 
 constexpr int kReceiveTimeoutSeconds = 1;
+constexpr unsigned int kBodyLevel = 2;
 constexpr const char* kIpv4Endpoint = "soap.udp://239.255.255.250:3702";
 constexpr const char* kIpv6Endpoint = "soap.udp://[FF02:0:0:0:0:0:0:c]:3702";
 constexpr const char* kReplyTo = "http://schemas.xmlsoap.org/ws/2004/08/addressing/role/anonymous";
@@ -49,12 +50,38 @@ int CloseHook(soap* context) {
     return SOAP_OK;
 }
 
+/// What stands in the Body: nothing, matches, or something else, which is skipped.
+int ReadBody(soap* context, wsdd__ProbeMatchesType*& matches) {
+    if (soap_peek_element(context) == SOAP_NO_TAG)
+        return context->error = SOAP_OK;
+    __wsdd__ProbeMatches body;
+    soap_default___wsdd__ProbeMatches(context, &body);
+    soap_get___wsdd__ProbeMatches(context, &body, "-wsdd:ProbeMatches", nullptr);
+    if (context->error == SOAP_TAG_MISMATCH && context->level == kBodyLevel)
+        context->error = SOAP_OK;
+    matches = body.wsdd__ProbeMatches;
+    return context->error;
+}
+
+/// As the generated recv_ProbeMatches, to which an empty Body is an error.
+bool ReadMessage(soap* context, wsdd__ProbeMatchesType*& matches) {
+    soap_begin(context);
+    const bool read =
+        soap_begin_recv(context) == SOAP_OK && soap_envelope_begin_in(context) == SOAP_OK &&
+        soap_recv_header(context) == SOAP_OK && soap_body_begin_in(context) == SOAP_OK &&
+        ReadBody(context, matches) == SOAP_OK && soap_body_end_in(context) == SOAP_OK &&
+        soap_envelope_end_in(context) == SOAP_OK && soap_end_recv(context) == SOAP_OK;
+    if (!read)
+        matches = nullptr;
+    return read;
+}
+
 }  // namespace
 
 ProbeProxy::ProbeProxy(DiscoverySocket& socket, const char* localAddress, bool ipv6)
     : socket_(socket), ipv6_(ipv6), proxy_(SOAP_IO_UDP) {
     soap* context = proxy_.soap;
-    ApplySoapLimits(context);
+    PrepareSoapContext(context);
     context->recv_timeout = kReceiveTimeoutSeconds;
     context->user = const_cast<char*>(localAddress);
     context->data[kSocketSlot] = &socket;
@@ -101,11 +128,9 @@ bool ProbeProxy::Receive(wsdd__ProbeMatchesType*& matches) {
     if (!socket_.NextDatagram(std::chrono::seconds(context->recv_timeout)))
         return false;
     context->socket = socket_.Descriptor();
-    __wsdd__ProbeMatches message;
-    if (proxy_.recv_ProbeMatches(message) != SOAP_OK)
-        return false;
-    matches = message.wsdd__ProbeMatches;
-    return true;
+    const bool read = ReadMessage(context, matches);
+    soap_closesock(context);
+    return read;
 }
 
 }  // namespace vms

@@ -33,7 +33,8 @@ bool SigpipePending() {
 
 }  // namespace
 
-void ApplySoapLimits(soap* context) {
+void PrepareSoapContext(soap* context) {
+    soap_set_mode(context, SOAP_C_UTFSTRING);
     context->recv_maxlength = kMaxMessageBytes;
     context->maxlength = static_cast<long>(kMaxMessageBytes);
     context->maxlevel = kMaxNesting;

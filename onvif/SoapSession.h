@@ -7,10 +7,11 @@ struct soap;
 
 namespace vms {
 
-/// Readies a SOAP context for a peer that may be broken or hostile: bounds on message length,
-/// nesting, occurrences and whole-transfer time, no SIGPIPE from plain sockets, and header blocks
-/// nobody asked for are skipped even if they claim to be mandatory.
-void ApplySoapLimits(soap* context);
+/// Readies a fresh SOAP context: texts are UTF-8 both ways, and what is none of it passes byte for
+/// byte. For a peer that may be broken or hostile: bounds on message length, nesting, occurrences
+/// and whole-transfer time, no SIGPIPE from plain sockets, and header blocks nobody asked for are
+/// skipped even if they claim to be mandatory.
+void PrepareSoapContext(soap* context);
 
 /// For https addresses: encrypted, but without verifying the certificate, since cameras sign their
 /// own. @return false when the TLS layer cannot be set up

@@ -21,7 +21,8 @@ class IVideoDeviceFactory {
 public:
     virtual bool Init(__tagTvStreamServerParam* param) = 0;
     virtual int UnInit() = 0;
-    /// Called with the device table locked: must return at once, connecting later.
+    /// Called with the device table locked: must return at once, connecting later. The table has
+    /// let go of the device's former driver; a stream or a command may still hold it.
     virtual IVideoDevice* CreateDevice(__tagTvVideoParam* device) = 0;
     /// @param streamType the module's "previewStreamType" setting, -1 when not set
     virtual IPreviewStreamServer* CreatePreviewServer(IVideoDevice* device, int streamType,

@@ -11,6 +11,7 @@
 #include "videodevice/ModuleParts.h"
 #include "videodevice/core/Guarded.h"
 #include "videodevice/core/ModuleConfig.h"
+#include "videodevice/core/NoFamily.h"
 
 namespace {
 
@@ -51,8 +52,12 @@ constexpr std::array<Registration, 27> kRegistrations = {{
 
 }  // namespace
 
+VideoDeviceModule::VideoDeviceModule(IVideoDeviceFactory* factory)
+    : VideoDeviceModule(factory, vms::Clock()) {}
+
 VideoDeviceModule::VideoDeviceModule(IVideoDeviceFactory* factory, vms::Clock clock)
-    : parts_(std::make_unique<vms::ModuleParts>(*this, *this, *factory, std::move(clock))) {}
+    : parts_(std::make_unique<vms::ModuleParts>(
+          *this, *this, factory != nullptr ? *factory : vms::NoFamily(), std::move(clock))) {}
 
 VideoDeviceModule::~VideoDeviceModule() {
     parts_->ShutDown();

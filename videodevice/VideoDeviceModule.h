@@ -31,9 +31,11 @@ class VMS_DEVICEACCESS_API VideoDeviceModule final : public IModule,
                                                      public IStreamModule,
                                                      public IStreamCallback {
 public:
-    /// @param factory not null, not owned, outlives the module
-    /// @param clock   empty: the system's; tests bring their own
-    explicit VideoDeviceModule(IVideoDeviceFactory* factory, vms::Clock clock = {});
+    /// @param factory not owned, outlives the module; without one (null) the module does not start,
+    ///                and its commands fail
+    explicit VideoDeviceModule(IVideoDeviceFactory* factory);
+    /// @param clock empty: the system's; tests bring their own
+    VideoDeviceModule(IVideoDeviceFactory* factory, vms::Clock clock);
 
     /// Waits for the module's workers, then stops and drops all sources and drivers, closed or not.
     /// The host has taken the handlers off the bus before and sends no more events.

@@ -2,7 +2,8 @@
 // (ver10) and of WS-Discovery (2005/04). Input of soapcpp2, not a C++ header.
 //
 // Elements and attributes that are not read are left out on purpose: what is not defined is skipped
-// by the parser, so a camera's odd enumeration, duration or boolean cannot spoil an answer.
+// by the parser, so a camera's odd enumeration, duration or boolean cannot spoil an answer. Texts that
+// are read are char*: those pass byte for byte (TextIn.cpp).
 
 #import "stlvector.h"
 #import "wsse.h"
@@ -39,7 +40,7 @@ enum tt__TransportProtocol {
 };
 
 class tt__MediaCapabilities {
-    std::string XAddr 1;
+    char* XAddr 1;
 };
 
 class tt__Capabilities {
@@ -60,7 +61,7 @@ class tt__StreamSetup {
 };
 
 class tt__MediaUri {
-    std::string Uri 1;
+    char* Uri 1;
 };
 
 class _tds__GetCapabilities {

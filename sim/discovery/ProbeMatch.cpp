@@ -1,6 +1,7 @@
 #include "sim/discovery/ProbeMatch.h"
 
 #include <algorithm>
+#include <functional>
 
 #include "sim/onvif/Scopes.h"
 #include "sim/xml/Namespaces.h"
@@ -18,7 +19,7 @@ constexpr size_t kMaxDatagram = 65000;
 
 // Names in values need prefixes even where the elements have none.
 XmlStyle StyleFor(const Camera& camera) {
-    XmlStyle style = camera.personality().xml;
+    XmlStyle style = camera.style();
     style.prefixes[std::string(ns::Device)] = "tds";
     return style;
 }
@@ -85,7 +86,8 @@ void WriteMatch(XmlWriter& out, const Camera& camera, const MatchContext& contex
     out.Leaf(ns::Discovery, "MetadataVersion", "10");
 }
 
-std::string WriteMessage(const Camera& camera, const MatchContext& context) {
+std::string WriteMessage(const Camera& camera, const MatchContext& context,
+                         const std::function<void(XmlWriter&)>& writeBody) {
     const XmlStyle style = StyleFor(camera);
     XmlWriter out(style);
     {
@@ -97,22 +99,31 @@ std::string WriteMessage(const Camera& camera, const MatchContext& context) {
         }
         WriteHeader(out, context);
         XmlScope body(out, ns::Soap12, "Body");
+        writeBody(out);
+    }
+    return out.Take();
+}
+
+std::string WriteMatches(const Camera& camera, const MatchContext& context) {
+    return WriteMessage(camera, context, [&](XmlWriter& out) {
         XmlScope matches(out, ns::Discovery, "ProbeMatches");
         if (!camera.faults().Has(Fault::DiscoveryEmpty))
             WriteMatch(out, camera, context);
-    }
-    return out.Take();
+    });
 }
 
 }  // namespace
 
 std::vector<std::string> WriteProbeMatches(const Camera& camera, const MatchContext& context) {
-    std::string message = WriteMessage(camera, context).substr(0, kMaxDatagram);
+    std::string message = WriteMatches(camera, context).substr(0, kMaxDatagram);
     if (camera.faults().Has(Fault::DiscoveryTruncated))
         message.resize(message.size() / 2);
     std::vector<std::string> datagrams;
     if (camera.faults().Has(Fault::DiscoveryJunk))
         datagrams.emplace_back(kJunk, sizeof kJunk - 1);
+    if (const FaultRule* rule = camera.faults().Find(Fault::DiscoveryEmptyBody))
+        datagrams.push_back(
+            WriteMessage(camera, context, [&](XmlWriter& out) { out.Text(rule->value); }));
     if (camera.faults().Has(Fault::DiscoveryTwice))
         datagrams.push_back(message);
     datagrams.push_back(std::move(message));

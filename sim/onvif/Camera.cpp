@@ -24,11 +24,18 @@ std::string RealPassword(const CameraConfig& config) {
     return config.faults.Has(Fault::WrongPassword) ? config.password + "-changed" : config.password;
 }
 
+XmlStyle StyleOf(const CameraConfig& config) {
+    XmlStyle style = config.personality != nullptr ? config.personality->xml : XmlStyle();
+    style.references = config.faults.Has(Fault::References);
+    return style;
+}
+
 }  // namespace
 
 Camera::Camera(CameraConfig config)
     : config_(std::move(config)),
       realPassword_(RealPassword(config_)),
+      style_(StyleOf(config_)),
       verifier_(config_.user, realPassword_) {
     if (const FaultRule* rule = config_.faults.Find(Fault::Profiles))
         config_.profiles = static_cast<int>(rule->Number());
@@ -39,8 +46,14 @@ std::time_t Camera::Clock() const {
     return std::time(nullptr) + (rule ? rule->Number() : 0);
 }
 
+std::string Camera::MediaPath() const {
+    const FaultRule* rule = faults().Find(Fault::MediaPath);
+    return rule ? rule->value : kMediaPath;
+}
+
 std::string Camera::ProfileToken(int position) const {
-    return personality().tokenPrefix + std::to_string(position);
+    const FaultRule* rule = faults().Find(Fault::Token);
+    return (rule ? rule->value : personality().tokenPrefix) + std::to_string(position);
 }
 
 StreamProfile Camera::Profile(int position) const {
@@ -60,7 +73,7 @@ int Camera::FindProfile(const std::string& token) const {
     return -1;
 }
 
-std::string Camera::ServiceUrl(const std::string& host, const char* path) const {
+std::string Camera::ServiceUrl(const std::string& host, const std::string& path) const {
     return "http://" + host + ':' + std::to_string(port_) + path;
 }
 

@@ -29,6 +29,10 @@ public:
     bool NeedsLogin() const { return !config_.user.empty(); }
     std::time_t Clock() const;
 
+    /// How the camera writes XML.
+    const XmlStyle& style() const { return style_; }
+    std::string MediaPath() const;
+
     int ProfileCount() const { return config_.profiles; }
     StreamProfile Profile(int position) const;
     std::string ProfileToken(int position) const;
@@ -41,12 +45,13 @@ public:
     void SetRtspPort(uint16_t port) { rtspPort_ = port; }
 
     /// Service address as a client that reaches the camera at `host` sees it.
-    std::string ServiceUrl(const std::string& host, const char* path) const;
+    std::string ServiceUrl(const std::string& host, const std::string& path) const;
     std::string StreamUrl(const std::string& host, int profile) const;
 
 private:
     CameraConfig config_;
     std::string realPassword_;
+    XmlStyle style_;
     uint16_t port_ = 0;
     uint16_t rtspPort_ = 0;
     TokenVerifier verifier_;

@@ -29,7 +29,8 @@ bool IsSoapType(const std::string& contentType) {
 }
 
 const Operation* FindOperation(const std::string& path, const XmlName& name) {
-    for (const Operation& operation : path == kMediaPath ? MediaOperations() : DeviceOperations()) {
+    for (const Operation& operation :
+         path == kDevicePath ? DeviceOperations() : MediaOperations()) {
         if (name.Is(operation.space, operation.name))
             return &operation;
     }
@@ -41,7 +42,7 @@ const Operation* FindOperation(const std::string& path, const XmlName& name) {
 WireAnswer CameraService::Handle(const HttpRequest& request) {
     if (request.target == "/devsim/stats")
         return Statistics();
-    if (request.target != kDevicePath && request.target != kMediaPath) {
+    if (request.target != kDevicePath && request.target != camera_.MediaPath()) {
         camera_.stats().CountBadRequest();
         return Finished(Page(404, "no such page"));
     }

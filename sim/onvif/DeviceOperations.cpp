@@ -15,7 +15,7 @@ using ns::Schema;
 std::string MediaXAddr(const ServiceCall& call) {
     if (const FaultRule* rule = call.Fault(Fault::MediaXAddrJunk))
         return rule->value;
-    return call.camera.ServiceUrl(call.host, kMediaPath);
+    return call.camera.ServiceUrl(call.host, call.camera.MediaPath());
 }
 
 void WriteNumber(XmlWriter& out, std::string_view element, int value) {

@@ -21,6 +21,10 @@ const std::vector<FaultInfo>& FaultCatalogue() {
         {Fault::Rtsps, "rtsps", "", "", "stream URI begins rtsps://"},
         {Fault::ShortUri, "shortUri", "rtsp:", "", "stream URI of a few characters"},
         {Fault::EmptyUri, "emptyUri", "", "", "empty stream URI"},
+        {Fault::Token, "token", "profile/", "", "text that profile tokens begin with"},
+        {Fault::MediaPath, "mediaPath", "/media", "", "path of the Media service"},
+        {Fault::References, "references", "", "",
+         "letters beyond ASCII are written as character references"},
         {Fault::SoapFaultAnswer, "fault", "ActionFailed", "GetCapabilities",
          "SOAP fault with that subcode"},
         {Fault::CapabilitiesEmpty, "capabilitiesEmpty", "", "",
@@ -56,7 +60,11 @@ const std::vector<FaultInfo>& FaultCatalogue() {
         {Fault::DiscoveryXAddrsList, "discoveryXAddrsList", "", "",
          "XAddrs with several addresses"},
         {Fault::DiscoveryNoName, "discoveryNoName", "", "", "match without a name scope"},
+        {Fault::DiscoveryPlainName, "discoveryPlainName", "", "",
+         "name scope without percent-encoding"},
         {Fault::DiscoveryEmpty, "discoveryEmpty", "", "", "ProbeMatches without a match"},
+        {Fault::DiscoveryEmptyBody, "discoveryEmptyBody", "", "",
+         "a message with no more in its Body than this text before the match"},
         {Fault::DiscoveryTwice, "discoveryTwice", "", "", "every match is sent twice"},
     };
     return catalogue;

@@ -20,6 +20,9 @@ enum class Fault {
     Rtsps,
     ShortUri,
     EmptyUri,
+    Token,
+    MediaPath,
+    References,
     // Answers of its own.
     SoapFaultAnswer,
     CapabilitiesEmpty,
@@ -49,7 +52,9 @@ enum class Fault {
     DiscoveryXAddrsJunk,
     DiscoveryXAddrsList,
     DiscoveryNoName,
+    DiscoveryPlainName,
     DiscoveryEmpty,
+    DiscoveryEmptyBody,
     DiscoveryTwice,
 };
 

@@ -17,11 +17,20 @@ std::string PercentEncode(std::string_view text) {
     return out;
 }
 
+namespace {
+
+std::string NameScope(const Camera& camera) {
+    const std::string& name = camera.config().name;
+    return camera.faults().Has(Fault::DiscoveryPlainName) ? name : PercentEncode(name);
+}
+
+}  // namespace
+
 std::vector<std::string> ScopesOf(const Camera& camera) {
     const std::string base = "onvif://www.onvif.org/";
     std::vector<std::string> scopes = {base + "Profile/Streaming", base + "type/video_encoder"};
     if (!camera.faults().Has(Fault::DiscoveryNoName))
-        scopes.push_back(base + "name/" + PercentEncode(camera.config().name));
+        scopes.push_back(base + "name/" + NameScope(camera));
     scopes.push_back(base + "hardware/" + PercentEncode(camera.config().hardware));
     scopes.push_back(base + "location/" + PercentEncode(camera.config().location));
     return scopes;

@@ -102,7 +102,7 @@ void WriteFault(XmlWriter& out, const SoapFault& fault) {
 
 std::string WriteEnvelope(const Camera& camera, const std::string& operation,
                           const std::function<void(XmlWriter&)>& writeBody) {
-    XmlWriter out(camera.personality().xml);
+    XmlWriter out(camera.style());
     {
         XmlScope envelope(out, ns::Soap12, "Envelope");
         if (camera.personality().declareAtRoot)

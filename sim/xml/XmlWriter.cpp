@@ -31,6 +31,51 @@ std::string EscapeXml(std::string_view text) {
     return out;
 }
 
+namespace {
+
+// Bytes of the letter that begins with `lead`; 0 when none does.
+size_t LetterLength(unsigned char lead) {
+    if (lead >= 0xC2 && lead <= 0xDF)
+        return 2;
+    if (lead >= 0xE0 && lead <= 0xEF)
+        return 3;
+    return lead >= 0xF0 && lead <= 0xF4 ? 4 : 0;
+}
+
+bool IsLetter(std::string_view bytes, size_t length) {
+    if (length == 0 || bytes.size() != length)
+        return false;
+    for (const char c : bytes.substr(1)) {
+        if ((static_cast<unsigned char>(c) & 0xC0) != 0x80)
+            return false;
+    }
+    return true;
+}
+
+unsigned long CodeOf(std::string_view letter) {
+    unsigned long code = static_cast<unsigned char>(letter.front()) & (0x7F >> letter.size());
+    for (const char c : letter.substr(1))
+        code = code << 6 | (static_cast<unsigned char>(c) & 0x3F);
+    return code;
+}
+
+}  // namespace
+
+std::string ReferLetters(std::string_view text) {
+    std::string out;
+    while (!text.empty()) {
+        const size_t length = LetterLength(static_cast<unsigned char>(text.front()));
+        const std::string_view letter = text.substr(0, length);
+        const bool refer = IsLetter(letter, length);
+        if (refer)
+            out += "&#" + std::to_string(CodeOf(letter)) + ';';
+        else
+            out += text.front();
+        text.remove_prefix(refer ? length : 1);
+    }
+    return out;
+}
+
 XmlWriter::XmlWriter(const XmlStyle& style) : style_(style) {
     if (style_.declaration)
         out_ = R"(<?xml version="1.0" encoding="UTF-8"?>)";
@@ -104,9 +149,13 @@ void XmlWriter::Leaf(std::string_view space, std::string_view local, std::string
     Close();
 }
 
+std::string XmlWriter::Escaped(std::string_view text) const {
+    return style_.references ? ReferLetters(EscapeXml(text)) : EscapeXml(text);
+}
+
 void XmlWriter::Attribute(std::string_view name, std::string_view value) {
     out_.append(" ").append(name).append("=") += style_.quote;
-    out_.append(EscapeXml(value)) += style_.quote;
+    out_.append(Escaped(value)) += style_.quote;
 }
 
 void XmlWriter::Attribute(std::string_view space, std::string_view local, std::string_view value) {
@@ -122,7 +171,7 @@ std::string XmlWriter::QName(std::string_view space, std::string_view local) {
 
 void XmlWriter::Text(std::string_view text) {
     if (!text.empty())
-        Raw(EscapeXml(text));
+        Raw(Escaped(text));
 }
 
 void XmlWriter::CData(std::string_view text) {

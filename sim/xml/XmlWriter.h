@@ -12,6 +12,7 @@ struct XmlStyle {
     bool indent = false;
     char quote = '"';
     bool declaration = true;
+    bool references = false;  ///< letters beyond ASCII as character references
     std::map<std::string, std::string, std::less<>>
         prefixes;  ///< namespace -> prefix, "" = default
 };
@@ -44,6 +45,7 @@ public:
     std::string Take();
 
 private:
+    std::string Escaped(std::string_view text) const;
     struct Frame {
         std::string name;
         size_t declarations;
@@ -78,5 +80,7 @@ private:
 };
 
 std::string EscapeXml(std::string_view text);
+/// Replaces each UTF-8 letter beyond ASCII by its character reference; other bytes stay.
+std::string ReferLetters(std::string_view text);
 
 }  // namespace vms::sim

@@ -279,14 +279,33 @@ std::string Remote(Permission parse, const std::string& mask) {
 
 TEST(Permissions, RemoteFlagsBitByBit) {
     const std::vector<std::tuple<const char*, const char*, const char*>> cases{
-        {R"("0")", "00500055", "00000000"},   {R"("255")", "11511155", "11111111"},
-        {R"("1")", "10500055", "10000000"},   {R"("2")", "01500055", "01000000"},
-        {R"("4")", "00500055", "00100000"},   {R"("8")", "00500055", "00010000"},
-        {R"("16")", "00510055", "00001000"},  {R"("32")", "00500155", "00000100"},
-        {R"("64")", "00500055", "00000010"},  {R"("128")", "00501055", "00000001"},
-        {R"("x")", "00500055", "00000000"},   {R"("-1")", "00500055", "00000000"},
-        {R"("0x3")", "00500055", "00000000"}, {R"("4294967297")", "10500055", "10000000"},
-        {"255", "55555555", "55555555"},      {"null", "55555555", "55555555"}};
+        {R"("0")", "00500055", "00000000"},
+        {R"("255")", "11511155", "11111111"},
+        {R"("1")", "10500055", "10000000"},
+        {R"("2")", "01500055", "01000000"},
+        {R"("4")", "00500055", "00100000"},
+        {R"("8")", "00500055", "00010000"},
+        {R"("16")", "00510055", "00001000"},
+        {R"("32")", "00500155", "00000100"},
+        {R"("64")", "00500055", "00000010"},
+        {R"("128")", "00501055", "00000001"},
+        {R"("x")", "00500055", "00000000"},
+        {R"("-1")", "00500055", "00000000"},
+        {R"("0x3")", "00500055", "00000000"},
+        {R"("4294967297")", "10500055", "10000000"},
+        {"255", "55555555", "55555555"},
+        {"null", "55555555", "55555555"},
+        // Up to the last bit of 64, and what begins like a number.
+        {R"("9223372036854775808")", "00500055", "00000000"},
+        {R"("18446744073709551615")", "11511155", "11111111"},
+        {R"(" \t\n3rd")", "11500055", "11000000"},
+        // Beyond it, and with any sign, nothing is granted.
+        {R"("18446744073709551616")", "00500055", "00000000"},
+        {R"("99999999999999999999999")", "00500055", "00000000"},
+        {R"("-18446744073709551361")", "00500055", "00000000"},
+        {R"("+255")", "00500055", "00000000"},
+        {R"("- 1")", "00500055", "00000000"},
+        {R"("")", "00500055", "00000000"}};
     for (const auto& [mask, first, second] : cases) {
         EXPECT_EQ(Remote(Encode::DeSerializePermission, mask), first) << mask;
         EXPECT_EQ(Remote(Encode::DeSerializePermissionV2, mask), second) << mask;
@@ -324,8 +343,9 @@ TEST(Permissions, ChannelFlagsBitByBit) {
 TEST(Permissions, ChannelsThatAreNoneArePassedOver) {
     constexpr char kMixed[] = R"([{"permission":"255"},{"channel":-1,"permission":"255"},
         {"channel":"1","permission":"255"},{"channel":2},{"channel":3,"permission":255},5,[],null,
-        {"channel":9,"permission":""},{"channel":9,"permission":"170"}])";
-    EXPECT_EQ(Channels(Encode::DeSerializePermission, kMixed), "-1:0000 9:0000 9:1111 ");
+        {"channel":9,"permission":""},{"channel":9,"permission":"170"},
+        {"channel":9,"permission":"18446744073709551616"}])";
+    EXPECT_EQ(Channels(Encode::DeSerializePermission, kMixed), "-1:0000 9:0000 9:1111 9:0000 ");
     EXPECT_EQ(Channels(Encode::DeSerializePermission, R"({"channel":1,"permission":"2"})"),
               "-1:0000 ");
 }

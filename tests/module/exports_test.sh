@@ -17,6 +17,7 @@ for wanted in GetModuleInstance m_gLogCallback g_OnvifModule 'OnvifModule::Searc
     'Tavero_Http_Encode::GetUrlLogin' 'Tavero_Http_Encode::DeSerializePermissionV2' \
               'TaveroPreview_ws::StartPreview' 'vtable for TaveroPreview_ws' \
               'TaveroFaceFrame_ws::StartFaceFrame' 'vtable for TaveroFaceFrame_ws' \
+              'VideoDeviceModule::VideoDeviceModule(IVideoDeviceFactory[*])$' \
               g_faceOnClose g_hostIsBigEndian; do
     grep -q "^$wanted" <<<"$names" || { echo "missing: $wanted" >&2; exit 1; }
 done

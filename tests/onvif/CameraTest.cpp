@@ -44,6 +44,58 @@ TEST(Camera, OddButUsableAnswers) {
     EXPECT_EQ(Query(devsim.Camera(5)), "rtsp:");
 }
 
+/// What a camera may be told to call things.
+struct Letters {
+    const char* user;
+    const char* password;
+    const char* token;
+    const char* host;
+    const char* path;
+};
+
+/// Every make with these letters in whatever is read or sent.
+void ExpectLettersPass(const Letters& letters, bool asReferences) {
+    std::vector<std::string> options = {"--count", "5",          "--no-rtsp",  "--no-discovery",
+                                        "--user",  letters.user, "--password", letters.password};
+    for (const std::string& fault :
+         {std::string("token=") + letters.token, std::string("otherHost=") + letters.host,
+          std::string("mediaPath=") + letters.path})
+        options.insert(options.end(), {"--fault", "*:" + fault});
+    if (asReferences)
+        options.insert(options.end(), {"--fault", "*:references"});
+    Devsim devsim(options);
+    OnvifImplement onvif;
+    for (size_t i = 0; i < devsim.Count(); ++i) {
+        const SimulatedCamera& camera = devsim.Camera(i);
+        SCOPED_TRACE(camera.personality);
+        const char* const ip = camera.address.c_str();
+        const std::string root = "http://" + camera.address + ":" + std::to_string(camera.port);
+        EXPECT_EQ(onvif.GetMediaUri(ip, camera.port, letters.user, letters.password),
+                  root + letters.path);
+        EXPECT_EQ(onvif.GetMediaToken(root + letters.path, ip, camera.port, letters.user,
+                                      letters.password, 1),
+                  std::string(letters.token) + "1");
+        std::string uri = camera.streams[1];
+        uri.replace(uri.find(camera.address), camera.address.size(), letters.host);
+        EXPECT_EQ(onvif.GetStreamUri(ip, camera.port, letters.user, letters.password, 1), uri);
+        EXPECT_EQ(onvif.GetStreamUri(ip, camera.port, "admin", letters.password, 1), "");
+    }
+}
+
+TEST(Camera, TextsAreUtf8BothWays) {
+    const Letters letters = {"админ <&> \"'", "пароль", "профиль & 通道 ", "камера\U0001F4F7;&a>b",
+                             "/медиа\U0001F4F7"};
+    ExpectLettersPass(letters, false);
+    ExpectLettersPass(letters, true);
+}
+
+// Latin-1, and leads of longer letters in front of markup.
+TEST(Camera, BytesThatAreNoUtf8PassAsTheyAre) {
+    ExpectLettersPass({"\xe4ngst\xf0\x9f", "\xfc", "pr\xf6\xe4\xb8",
+                       "k\xe4mera\xff\xc0\x80\xed\xa0\x80", "/m\xe9tro\xe4\xb8"},
+                      false);
+}
+
 // Each is a way to fail, to be slow for ever, or to make a parser allocate, recurse or expand. All
 // have to end as empty text; the wait is far beyond the transfer time-out of three exchanges.
 TEST(Camera, BrokenAndHostileAnswersEndAsEmptyText) {

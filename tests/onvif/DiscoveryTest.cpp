@@ -49,6 +49,26 @@ TEST_F(DiscoveryTest, CamerasAreReportedWithNameAndAddress) {
                                                  Expected(devsim.Camera(2), "Front%20Door%202")}));
 }
 
+// Some cameras leave out the percent-encoding, and some of those speak another encoding.
+TEST_F(DiscoveryTest, NamesKeepTheirLetters) {
+    for (const std::string name : {"Вход&\U0001F4F7", "Tor\xfc\xe4\xb8"}) {
+        for (const char* writing : {"discoveryPlainName", "references"}) {
+            Devsim devsim({"--count", "1", "--no-rtsp", "--name", name, "--discovery-delay-ms", "0",
+                           "--fault", "0:discoveryPlainName", "--fault",
+                           std::string("0:") + writing});
+            EXPECT_EQ(Search(), (std::multiset<std::string>{Expected(devsim.Camera(0), name)}));
+        }
+    }
+}
+
+TEST_F(DiscoveryTest, AMessageWithAnEmptyBodyDoesNotEndTheProbe) {
+    for (const char* body : {"", "=", "= ", "=text"}) {
+        Devsim devsim({"--count", "1", "--no-rtsp", "--discovery-delay-ms", "0", "--fault",
+                       std::string("0:discoveryEmptyBody") + body});
+        EXPECT_EQ(Search().size(), 1U) << "'" << body << "'";
+    }
+}
+
 TEST_F(DiscoveryTest, TwoHundredAnswersInOneBurstAllArrive) {
     Devsim devsim(
         {"--count", "0", "--no-rtsp", "--discovery-delay-ms", "0", "--discovery-burst", "200"});

@@ -1,7 +1,9 @@
 // Pure text rules: preview URLs, discovery addresses and names.
 #include <gtest/gtest.h>
 
+#include <locale>
 #include <stdexcept>
+#include <vector>
 
 #include "onvif/OnvifDeviceSearch.h"
 #include "onvif/OnvifImplement.h"
@@ -37,6 +39,37 @@ TEST(PreviewUrl, PutsCredentialsIntoWhatTheCameraGave) {
     for (const auto& c : cases)
         EXPECT_EQ(vms::MakePreviewUrl(c.raw, Device(c.user, c.password), 3, 1), c.expected)
             << c.raw;
+}
+
+/// A host's locale that groups digits and takes the second byte of a letter for a blank.
+class Grouping final : public std::numpunct<char> {
+    char do_thousands_sep() const override { return ' '; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
+class Latin1 final : public std::ctype<char> {
+public:
+    Latin1() : std::ctype<char>(Table().data()) {}
+
+private:
+    static const std::vector<mask>& Table() {
+        static const std::vector<mask> table = [] {
+            std::vector<mask> masks(classic_table(), classic_table() + table_size);
+            masks[0xA0] = space;
+            return masks;
+        }();
+        return table;
+    }
+};
+
+TEST(PreviewUrl, IsTheSameInEveryLocale) {
+    const std::locale before = std::locale::global(
+        std::locale(std::locale(std::locale::classic(), new Grouping), new Latin1));
+    const std::string secure = vms::MakePreviewUrl("rtsps:", Device("à", "Ơ"), 1000, 2000);
+    const std::string number = OnvifImplement().Itostr(1234567);
+    std::locale::global(before);
+    EXPECT_EQ(secure, "rtsps://à:Ơ@10.0.0.5:554/10002000");
+    EXPECT_EQ(number, "1234567");
 }
 
 TEST(PreviewUrl, ShortUriIsOutOfRange) {
@@ -91,6 +124,15 @@ TEST(DiscoveryText, Ipv6Addresses) {
     CheckAddresses(search, {
                                {"http://[fe80::1]/onvif/device_service", 0, "fe80::1", 80},
                                {"http://[fe80::1]:8080/onvif/device_service", 0, "fe80::1", 8080},
+                               // Of a list the last counts, wherever the others stand.
+                               {"http://10.0.0.1/onvif/device_service "
+                                "http://[fe80::1]/onvif/device_service "
+                                "http://[fe80::2]:81/onvif/device_service",
+                                0, "fe80::2", 81},
+                               {"http://[fe80::1]/onvif/device_service\n"
+                                "http://10.0.0.1:80/onvif/device_service",
+                                -1, "", 0},
+                               {" http://[fe80::1]:82/onvif/device_service ", 0, "fe80::1", 82},
                                {"http://10.0.0.1:80/onvif/device_service", -1, "", 0},
                                {"http://fe80::1/onvif/device_service", -1, "", 0},
                                {"]//[x/onvif/", -1, "", 0},

@@ -31,6 +31,11 @@ TEST(XmlNames, QNamesInTextResolveWhereTheyStand) {
     EXPECT_TRUE(ResolveQName(root, "undeclared:Name").Is("", "Name"));
 }
 
+TEST(XmlWriter, ReferencesStandForLettersAlone) {
+    EXPECT_EQ(ReferLetters("a&\xd0\xb0\xe9\x80\x9a\xf0\x9f\x93\xb7"), "a&&#1072;&#36890;&#128247;");
+    EXPECT_EQ(ReferLetters("\xe4-\xe4\xb8"), "\xe4-\xe4\xb8");
+}
+
 TEST(XmlNames, AnUnprefixedAttributeIsInNoNamespace) {
     pugi::xml_document document;
     ASSERT_TRUE(document.load_string(R"(<r xmlns="s" xmlns:q="s" flag="plain" q:flag="mine"/>)"));

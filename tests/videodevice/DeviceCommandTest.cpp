@@ -1,5 +1,9 @@
 // The device table and the commands that pass one call through to a driver.
+#include <set>
+
 #include "platform/CreateCommandBusInstance.h"
+#include "platform/SysCommandHelper.h"
+#include "tests/support/BusProbe.h"
 #include "tests/videodevice/ModuleFixture.h"
 
 namespace vms::test {
@@ -35,6 +39,21 @@ TEST_F(DeviceCommand, DriversAreDestroyedWithTheTableUnlocked) {
     EXPECT_EQ(Ask(TV_CMD_DEVICES_DEQUEUE, "", R"([{"id": "d"}])").result, 1);
     EXPECT_EQ(factory.script.Count("~Device"), 2);
     factory.script.Clear();
+}
+
+TEST_F(DeviceCommand, AnOldDriverIsGoneBeforeItsSuccessorIsMade) {
+    // Meanwhile the device is unknown: the driver that goes is asked nothing.
+    factory.script.Hook("~Device", [this] {
+        __tagTvCommand command;
+        command.deviceId = "d";
+        module->DevTiming(&command);
+    });
+    EXPECT_EQ(Ask(TV_CMD_DEVICES_ENQUEUE, "", R"([{"id": "d"}, {"id": "e"}, {"id": "d"}])"),
+              (Answer{1, ""}));
+    EXPECT_EQ(TakeCalls(), (Calls{"~Device d", "CreateDevice d", "CreateDevice e", "~Device d",
+                                  "CreateDevice d"}));
+    factory.script.Clear();
+    EXPECT_EQ(Ask(TV_CMD_DEV_TIMING, "d"), (Answer{1, ""}));
 }
 
 TEST_F(DeviceCommand, ADriverThatCouldNotBeMadeIsUnknown) {
@@ -236,6 +255,41 @@ TEST(VideoModuleInit, ReadsWhatHasTheRightType) {
     factory.script.Result("UnInit", 3);
     EXPECT_EQ(module.UnInit(), 3);
     EXPECT_TRUE(CreateCommandBusInstance()->UnregisterModule("init-test"));
+}
+
+// Every command, player request and sweep of a module without a family, beside one that has
+// devices.
+TEST(VideoModuleInit, WithoutAFamilyNothingStartsAndEveryCommandFails) {
+    FakeController controller;
+    std::set<int> succeeded;
+    {
+        VideoDeviceModule module(nullptr);
+        module.SetConnectionControl(&controller);
+        EXPECT_FALSE(module.Init("no-family", R"({"streamserver": {"port": "1"}})"));
+        const std::string device = R"({"id": "d", "ip": "127.0.0.1", "port": 80})";
+        for (int id = TV_CMD_DEVICES_ENQUEUE; id <= TV_CMD_SYNC_PLAYBACK_SET_SPEED; ++id) {
+            const bool served = id != TV_CMD_SEARCH_DEVICE;
+            const Outcome outcome =
+                vms::test::Ask("no-family", static_cast<__enumTvCommand>(id), "d", device);
+            ASSERT_EQ(outcome.handled, served) << std::hex << id;
+            if (served && !outcome.answers.empty() && outcome.answers[0].result == 1)
+                succeeded.insert(id);
+        }
+        for (int id = TV_STREAM_PREVIEW_START; id <= TV_STREAM_DOWNLOAD_STOP; ++id) {
+            __tagTvCommand* const request = SysCommandHelper::CreateRequestCommand(
+                static_cast<__enumTvCommand>(id), "player", "d--0", "{}", "");
+            EXPECT_EQ(module.OnRecv(1, request, 0), -1) << std::hex << id;
+            SysCommandHelper::ReleaseCommand(request);
+        }
+        module.FaceReConnect("d");
+        module.OnClose(1, 0, nullptr);
+        EXPECT_EQ(module.OnTimer(), 0);
+        EXPECT_NE(module.UnInit(), 0);
+        EXPECT_TRUE(CreateCommandBusInstance()->UnregisterModule("no-family"));
+    }
+    // Those that succeed whatever they name.
+    EXPECT_EQ(succeeded, (std::set<int>{TV_CMD_DEVICES_ENQUEUE, TV_CMD_DEVICES_DEQUEUE,
+                                        TV_CMD_SYNC_PLAYBACK_DESTROY}));
 }
 
 }  // namespace

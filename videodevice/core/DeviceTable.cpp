@@ -29,14 +29,19 @@ DeviceTable::Devices DeviceTable::Copy() const {
 
 size_t DeviceTable::Replace(std::list<__tagTvVideoParam>& descriptions,
                             IVideoDeviceFactory& factory) {
-    std::vector<Device> replaced;  // outlives the lock
-    MutexLock lock(deviceMutex_);
     for (__tagTvVideoParam& description : descriptions) {
-        Device& driver = devices_[description.id];
-        replaced.push_back(std::exchange(driver, nullptr));
-        driver = CreateDriver(factory, description);
+        Take(description.id).reset();
+        MutexLock lock(deviceMutex_);
+        devices_[description.id] = CreateDriver(factory, description);
     }
+    MutexLock lock(deviceMutex_);
     return devices_.size();
+}
+
+DeviceTable::Device DeviceTable::Take(const std::string& id) {
+    MutexLock lock(deviceMutex_);
+    const auto found = devices_.find(id);
+    return found != devices_.end() ? std::exchange(found->second, nullptr) : nullptr;
 }
 
 DeviceTable::Removal DeviceTable::Remove(const std::list<__tagTvVideoParam>& descriptions) {

@@ -27,8 +27,9 @@ public:
     /// All entries, those without a driver included.
     Devices Copy() const VMS_EXCLUDES(deviceMutex_);
 
-    /// Adds or replaces devices in list order. The factory is called with the table locked, so that
-    /// a look-up meets either the old or the new driver. @return number of entries afterwards
+    /// Adds or replaces devices in list order. An old driver is let go of first, with the table
+    /// unlocked: a device that takes a single login must be free for the new one. Until that is
+    /// made, with the table locked, the device is unknown. @return number of entries afterwards
     size_t Replace(std::list<__tagTvVideoParam>& descriptions, IVideoDeviceFactory& factory)
         VMS_EXCLUDES(deviceMutex_);
 
@@ -42,6 +43,9 @@ public:
     Devices Clear() VMS_EXCLUDES(deviceMutex_);
 
 private:
+    /// The driver of a device; its entry stays, without one.
+    Device Take(const std::string& id) VMS_EXCLUDES(deviceMutex_);
+
     mutable Mutex deviceMutex_;
     Devices devices_ VMS_GUARDED_BY(deviceMutex_);
 };
