@@ -119,6 +119,7 @@ private:
     void Enqueue(const __tagTvCommand& request) {
         std::list<__tagTvVideoParam> parsed;
         VideoCommandHelper::CommandParse_Video(parsed, request.body.c_str());
+        log_->Log(1, "Enqueue", "dev info=%s\n", request.body.c_str());
         vms::MutexLock lock(mutex_);
         bool silent = false;
         for (const __tagTvVideoParam& device : parsed) {
@@ -149,7 +150,7 @@ private:
         vms::MutexLock lock(mutex_);
         const __tagTvVideoParam& device = devices_.at(request.deviceId);
         // A careless module: its log shows the login.
-        log_->Log(1, "PreviewUrl", "login %s:%s at %s\n", device.username.c_str(),
+        log_->Log(1, "PreviewUrl", "login to rtsp://%s:%s@%s\n", device.username.c_str(),
                   device.password.c_str(), device.ip.c_str());
         if (device.ip == "unreachable")
             throw std::out_of_range("no address");

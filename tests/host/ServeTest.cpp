@@ -124,6 +124,21 @@ TEST_F(ServeTest, AReloadTellsModulesOfChangesOnly) {
     EXPECT_THAT(run_->errors, Not(HasSubstr("word-77")));
 }
 
+TEST_F(ServeTest, DevicesThatComeOverTheApiKeepTheirPasswordsOutOfTheLog) {
+    Start(Config(""));
+    for (const char* body : {R"({"id": "b", "password": "se\"cret-1"})",
+                             R"("[{\"id\": \"c\", \"password\": \"secret-2\"}]")"}) {
+        const auto answer =
+            Fetch(port_, "POST", "/api/commands",
+                  R"({"module": "fake", "id": "0x100100", "body": )" + std::string(body) + "}");
+        EXPECT_EQ(answer.status, 200) << answer.body;
+    }
+    EXPECT_EQ(History(), "+b+c");
+    EXPECT_EQ(Stop(), 0);
+    EXPECT_THAT(run_->errors, HasSubstr(R"(dev info=[{"id": "c", "password": "***"}])"));
+    EXPECT_THAT(run_->errors, Not(HasSubstr("cret-")));
+}
+
 TEST_F(ServeTest, ABrokenFileChangesNothing) {
     Start(Config(Device("a")));
     const std::map<std::string, std::string> files{
