@@ -1,6 +1,6 @@
 // A module without devices behind it. The body of TV_CMD_GET_CAPABILITY ("do") and the addresses of
 // devices tell it what to do; its timer turns report every device, online and offline by turns.
-// Every player that starts a preview gets one media unit.
+// Every player that starts a preview gets one media unit of sound.
 #include <cstdio>
 #include <list>
 #include <map>
@@ -100,7 +100,9 @@ public:
         const auto& record = *static_cast<__tagTvCommand*>(request);
         if (SysCommandHelper::CommandId(&record) != TV_STREAM_PREVIEW_START)
             return -1;
-        const std::string unit(100, 'u');
+        std::string unit(32, '\0');
+        unit[4] = unit[10] = 1;  // sound, A-law
+        unit.append(68, 'u');
         return controller_->SendData(connection, unit.data(), static_cast<int>(unit.size()), false);
     }
     int OnStream(long long, void*, int) override { return 0; }
