@@ -20,7 +20,9 @@ install(EXPORT deviceaccess NAMESPACE vms:: DESTINATION ${package_dir})
 install(FILES onvif/OnvifModule.h onvif/OnvifImplement.h onvif/OnvifDeviceSearch.h
         DESTINATION ${header_dir}/onvif)
 install(DIRECTORY module platform videodevice websocket deviceapi DESTINATION ${header_dir}
-        FILES_MATCHING PATTERN "*.h" PATTERN "bus" EXCLUDE
+        FILES_MATCHING PATTERN "*.h"
+        # The bus is used through ICommandBus.
+        PATTERN "bus" EXCLUDE PATTERN "CommandBus.h" EXCLUDE
         # What the video module is made of is nobody else's business.
         PATTERN "core" EXCLUDE PATTERN "streams" EXCLUDE PATTERN "ptz" EXCLUDE
         PATTERN "ModuleParts.h" EXCLUDE PATTERN "StreamInfo.h" EXCLUDE

@@ -104,8 +104,6 @@ void DeviceLists::TakeIn(const ModuleConfig& wanted) {
     const DeviceChanges changes = Changes(wanted);
     if (changes.added.empty() || !changes.gone.empty())
         return;
-    for (const Json::Value& device : changes.added)
-        log_.Mask(device["password"].asString());
     const bool done = Tell(wanted.name, TV_CMD_DEVICES_ENQUEUE, changes.added);
     if (done)
         Keep(wanted.name, wanted.devices);

@@ -7,7 +7,7 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "host/JsonText.h"
+#include "host/SecretMask.h"
 #include "host/TerminalText.h"
 
 namespace vms {
@@ -48,12 +48,6 @@ spdlog::level::level_enum PrintedLevel(int level) {
     return line;
 }
 
-void ReplaceAll(std::string& line, const std::string& secret) {
-    static constexpr char kMask[] = "***";
-    for (size_t at = line.find(secret); at != std::string::npos; at = line.find(secret, at + 3))
-        line.replace(at, secret.size(), kMask);
-}
-
 }  // namespace
 
 LogSink::LogSink(const std::string& name, LogPrinting printing)
@@ -72,33 +66,15 @@ void LogSink::Log(int level, const char* function, const char* format, ...) {
 
 void LogSink::Write(int level, const char* function, std::string line) {
     line.erase(line.find_last_not_of("\r\n") + 1);
-    line = Printable(std::move(line));
+    line = Printable(MaskSecrets(line));
     {
         MutexLock lock(mutex_);
-        line = Masked(std::move(line));
         kept_.push_back(line);
         if (kept_.size() > kKept)
             kept_.pop_front();
     }
     if (printer_)
         printer_->log(PrintedLevel(level), "{}: {}", function, line);
-}
-
-void LogSink::Mask(const std::string& secret) {
-    if (secret.empty())
-        return;
-    const std::string quoted = CompactJson(secret);
-    MutexLock lock(mutex_);
-    secrets_.push_back(Printable(secret));
-    secrets_.push_back(quoted.substr(1, quoted.size() - 2));
-    std::sort(secrets_.begin(), secrets_.end(),
-              [](const std::string& a, const std::string& b) { return a.size() > b.size(); });
-}
-
-std::string LogSink::Masked(std::string line) const {
-    for (const std::string& secret : secrets_)
-        ReplaceAll(line, secret);
-    return line;
 }
 
 std::string LogSink::LastLine() const {

@@ -24,8 +24,8 @@ enum class LogPrinting {
 };
 
 /// Takes the log lines of modules or of the bus: keeps the latest for error messages and, on
-/// demand, prints them to standard error. Every line is one line of printable text, and passwords
-/// the host knows are masked. Thread-safe.
+/// demand, prints them to standard error. Every line is one line of printable text, and whatever
+/// stands in the place of a password is masked. Thread-safe.
 class LogSink final : public ILogHandler {
 public:
     static constexpr size_t kKept = 64;           ///< lines
@@ -42,9 +42,6 @@ public:
     void Log(int level, const char* function, const char* format, ...) override
         __attribute__((format(printf, 4, 5)));
 
-    /// From now on a text (also in its JSON spelling) appears as "***". Empty ones are ignored.
-    void Mask(const std::string& secret);
-
     /// The latest line, "" when there was none.
     std::string LastLine() const;
 
@@ -53,13 +50,11 @@ public:
 
 private:
     void Write(int level, const char* function, std::string line);
-    std::string Masked(std::string line) const VMS_REQUIRES(mutex_);
 
     const std::shared_ptr<spdlog::logger> printer_;  ///< null = quiet
     std::atomic<int> level_{0};
     mutable Mutex mutex_;
     std::deque<std::string> kept_ VMS_GUARDED_BY(mutex_);
-    std::vector<std::string> secrets_ VMS_GUARDED_BY(mutex_);  ///< longest first
 };
 
 }  // namespace vms

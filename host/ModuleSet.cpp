@@ -45,8 +45,6 @@ std::string WithLastLine(std::string message, const LogSink& log) {
 }  // namespace
 
 void ModuleSet::Start(const ModuleConfig& config) {
-    for (const Json::Value& device : config.devices)
-        log_.Mask(device["password"].asString());
     auto library = std::make_unique<ModuleLibrary>(config.library, bus_.Bus());
     CheckUnused(*library, config.name);
     if (streams_ != nullptr && library->StreamModule() != nullptr)

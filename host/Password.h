@@ -13,7 +13,8 @@ struct PasswordSource {
 
 /// The password of a command: the option, else the first line of the file, else the environment
 /// variable VMS_PASSWORD, else empty.
-/// @throws HostError when the file cannot be read; the text never quotes its contents
+/// @throws HostError when the file cannot be read, or what was given is not UTF-8; the text never
+/// quotes it
 std::string ResolvePassword(const PasswordSource& source);
 
 }  // namespace vms

@@ -1,7 +1,6 @@
 #include "drivers/mediafile/ChannelPlayer.h"
 
 #include <algorithm>
-#include <optional>
 #include <utility>
 
 namespace vms::mediafile {
@@ -21,7 +20,7 @@ ChannelPlayer::ChannelPlayer(std::shared_ptr<const RecordingIndex> index,
                              std::shared_ptr<PlaybackClock> clock)
     : index_(std::move(index)),
       clock_(std::move(clock)),
-      thread_(std::move(registry), [clock = clock_] { clock->Poke(); }) {}
+      thread_(std::move(registry), [this] { Stop(); }) {}
 
 void ChannelPlayer::Assign(PlayJob job) {
     auto shared = std::make_shared<const PlayJob>(std::move(job));
@@ -30,7 +29,46 @@ void ChannelPlayer::Assign(PlayJob job) {
 }
 
 bool ChannelPlayer::Start() {
-    return thread_.Start([this](const std::atomic<bool>& stop) { Run(stop); });
+    return thread_.Start([this](const std::atomic<bool>&) { Run(); });
+}
+
+void ChannelPlayer::Leave() {
+    {
+        MutexLock lock(mutex_);
+        GetUp();
+    }
+    clock_->Poke();
+}
+
+void ChannelPlayer::Return() {
+    MutexLock lock(mutex_);
+    if (seat_ == nullptr && !stopped_)
+        seat_ = std::make_shared<Seat>();
+    changed_.NotifyAll();
+}
+
+void ChannelPlayer::Stop() {
+    {
+        MutexLock lock(mutex_);
+        stopped_ = true;
+        GetUp();
+        changed_.NotifyAll();
+    }
+    clock_->Poke();
+}
+
+void ChannelPlayer::GetUp() {
+    if (seat_ != nullptr)
+        seat_->left = true;
+    seat_.reset();
+}
+
+/// @return null when the thread shall end
+std::shared_ptr<const ChannelPlayer::Seat> ChannelPlayer::WaitForSeat() {
+    MutexLock lock(mutex_);
+    while (seat_ == nullptr && !stopped_)
+        changed_.Wait(mutex_);
+    return seat_;
 }
 
 ChannelPlayer::Job ChannelPlayer::CurrentJob() {
@@ -38,24 +76,27 @@ ChannelPlayer::Job ChannelPlayer::CurrentJob() {
     return job_;
 }
 
-void ChannelPlayer::Run(const std::atomic<bool>& stop) {
+void ChannelPlayer::Run() {
+    while (const auto seat = WaitForSeat())
+        RunSeated(seat->left);
+}
+
+void ChannelPlayer::RunSeated(const std::atomic<bool>& left) {
     const PlaybackClock::Member member(*clock_);
-    Job job;
-    std::optional<UnitSender> sender;
     for (Wake wake = Wake::kChanged; wake != Wake::kStopped;) {
         const PlaybackClock::View view = clock_->GetView();
-        if (Job current = CurrentJob(); current != job) {
-            job = std::move(current);
-            sender.emplace(job->sink, job->key);
+        if (Job current = CurrentJob(); current != playing_) {
+            playing_ = std::move(current);
+            sender_.emplace(playing_->sink, playing_->key);
         }
         wake = Wake::kDue;
         if (view.state != PlaybackClock::State::kStopped) {
-            wake = Play({view, member, *job, *sender, stop});
+            wake = Play({view, member, *playing_, *sender_, left});
             if (wake == Wake::kDue)
-                sender->Tell(job->endMessage);
+                sender_->Tell(playing_->endMessage);
         }
         if (wake == Wake::kDue)
-            wake = clock_->WaitChange(member, view.epoch, stop);
+            wake = clock_->WaitChange(member, view.epoch, left);
     }
 }
 

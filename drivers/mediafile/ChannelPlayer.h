@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "drivers/mediafile/MediaPacket.h"
@@ -39,6 +40,10 @@ public:
     void Assign(PlayJob job) VMS_EXCLUDES(mutex_);
     /// Starts the thread unless it runs. @return false after Cancel
     bool Start();
+    /// Takes the thread away from the clock: nothing is sent until Return. Does not wait.
+    void Leave() VMS_EXCLUDES(mutex_);
+    /// Has the thread join the clock again, where the clock is by then.
+    void Return() VMS_EXCLUDES(mutex_);
     /// Ends the thread, for good; does not wait.
     void Cancel() { thread_.RequestStop(); }
     bool Closed() const { return thread_.Closed(); }
@@ -46,6 +51,11 @@ public:
 private:
     using Job = std::shared_ptr<const PlayJob>;
     using Wake = PlaybackClock::Wake;
+
+    /// The thread's time at the clock, from joining to leaving it.
+    struct Seat {
+        std::atomic<bool> left{false};  ///< for good: whoever returns gets another seat
+    };
 
     /// One pass over the range within one epoch of the clock.
     struct Pass {
@@ -57,7 +67,11 @@ private:
     };
 
     Job CurrentJob() VMS_EXCLUDES(mutex_);
-    void Run(const std::atomic<bool>& stop);
+    void Stop() VMS_EXCLUDES(mutex_);
+    void GetUp() VMS_REQUIRES(mutex_);
+    std::shared_ptr<const Seat> WaitForSeat() VMS_EXCLUDES(mutex_);
+    void Run();
+    void RunSeated(const std::atomic<bool>& left);
     Wake Play(const Pass& pass);
     Wake WaitForTurn(const Pass& pass, const MediaPacket& packet, bool afterGap);
     Wake WaitForRoom(const Pass& pass, int64_t timeMs);
@@ -67,7 +81,13 @@ private:
     const std::shared_ptr<PlaybackClock> clock_;
 
     Mutex mutex_;
+    CondVar changed_;
     Job job_ VMS_GUARDED_BY(mutex_);
+    std::shared_ptr<Seat> seat_ VMS_GUARDED_BY(mutex_) = std::make_shared<Seat>();  ///< null = away
+    bool stopped_ VMS_GUARDED_BY(mutex_) = false;
+
+    Job playing_;                       ///< player's thread only, as is what follows
+    std::optional<UnitSender> sender_;  ///< for `playing_`
 
     SourceThread thread_;
 };

@@ -80,6 +80,7 @@ int MediaFileDevice::PreparePlayback(int channel, int /*streamNo*/, int beginTim
                                      int* out1, int* out2, std::string* out3) {
     *out1 = *out2 = 0;
     out3->clear();
+    index_->RequireChannel(channel);
     const bool any = IsRange(beginTime, endTime) &&
                      !index_->Find(channel, Ms(beginTime), Ms(endTime), 0).empty();
     return any ? 0 : -1;

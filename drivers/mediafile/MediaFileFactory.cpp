@@ -31,6 +31,15 @@ std::shared_ptr<const RecordingIndex> IndexOf(const IVideoDevice* device) {
     return own == nullptr ? nullptr : own->Index();
 }
 
+/// The same for sources of streams: null, too, for a folder that is not there.
+std::shared_ptr<const RecordingIndex> PlayableIndexOf(const IVideoDevice* device) {
+    auto index = IndexOf(device);
+    if (index == nullptr || index->HasChannel(0))
+        return index;
+    VMS_DRIVER_LOG(2, "MediaFileFactory", "there is no folder \"%s\"", index->Root().c_str());
+    return nullptr;
+}
+
 std::string ChooseRoot(const __tagTvStreamServerParam* param) {
     if (param != nullptr && !param->content.empty())
         return param->content;
@@ -71,7 +80,7 @@ IVideoDevice* MediaFileFactory::CreateDevice(__tagTvVideoParam* device) {
 IPreviewStreamServer* MediaFileFactory::CreatePreviewServer(IVideoDevice* device,
                                                             int /*streamType*/,
                                                             VideoDeviceModule* /*module*/) {
-    auto index = IndexOf(device);
+    auto index = PlayableIndexOf(device);
     return index == nullptr ? nullptr : new PreviewSource(std::move(index), registry_);
 }
 
@@ -82,7 +91,7 @@ IFaceFrameServer* MediaFileFactory::CreateFaceFrameServer(IVideoDevice* device) 
 
 IPlaybackStreamServer* MediaFileFactory::CreatePlaybackServer(IVideoDevice* device, int* speedOnlyI,
                                                               int /*streamType*/) {
-    auto index = IndexOf(device);
+    auto index = PlayableIndexOf(device);
     if (index == nullptr)
         return nullptr;
     *speedOnlyI = kSpeedOnlyKeyFrames;
@@ -91,7 +100,7 @@ IPlaybackStreamServer* MediaFileFactory::CreatePlaybackServer(IVideoDevice* devi
 
 IPlaybackStreamServer* MediaFileFactory::CreateDownloadServer(IVideoDevice* device,
                                                               int /*streamType*/) {
-    auto index = IndexOf(device);
+    auto index = PlayableIndexOf(device);
     return index == nullptr ? nullptr : new PlaybackSource(std::move(index), registry_);
 }
 
@@ -101,7 +110,7 @@ ITalkStreamServer* MediaFileFactory::CreateTalkServer(IVideoDevice* device) {
 }
 
 ISyncPlaybackServer* MediaFileFactory::CreateSyncPlaybackServer(IVideoDevice* device) {
-    auto index = IndexOf(device);
+    auto index = PlayableIndexOf(device);
     return index == nullptr ? nullptr : new SyncSession(std::move(index), sessions_);
 }
 
@@ -109,7 +118,14 @@ IPlaybackStreamServer* MediaFileFactory::CreateSyncPlaybackChannelServer(IVideoD
                                                                          int channel,
                                                                          std::string token) {
     auto group = sessions_->Find(token);
-    return group == nullptr ? nullptr : new SyncChannelSource(std::move(group), channel, registry_);
+    if (group == nullptr)
+        return nullptr;
+    if (!group->Index()->HasChannel(channel)) {
+        VMS_DRIVER_LOG(2, "MediaFileFactory", "no channel %d in \"%s\"", channel,
+                       group->Index()->Root().c_str());
+        return nullptr;
+    }
+    return new SyncChannelSource(std::move(group), channel, registry_);
 }
 
 bool MediaFileFactory::DeviceTest(__tagTvVideoParam* device, __tagTvSearchDeviceParam* info) {

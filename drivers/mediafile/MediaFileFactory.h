@@ -12,7 +12,8 @@
 
 namespace vms::mediafile {
 
-/// Makes drivers and sources over folders of recordings. Refuses (null) devices of other families.
+/// Makes drivers and sources over folders of recordings. Refuses (null) devices of other families,
+/// and sources of streams from a folder or a channel that is not there.
 class MediaFileFactory final : public IVideoDeviceFactory {
 public:
     MediaFileFactory() = default;
@@ -36,7 +37,7 @@ public:
     IPlaybackStreamServer* CreateDownloadServer(IVideoDevice* device, int streamType) override;
     ITalkStreamServer* CreateTalkServer(IVideoDevice* device) override;
     ISyncPlaybackServer* CreateSyncPlaybackServer(IVideoDevice* device) override;
-    /// @return null for a token that no session has
+    /// @return null for a token that no session has and for an unknown channel
     IPlaybackStreamServer* CreateSyncPlaybackChannelServer(IVideoDevice* device, int channel,
                                                            std::string token) override;
     /// Whether the folder exists and can be read; fills "channelnum", "name" and "ver".

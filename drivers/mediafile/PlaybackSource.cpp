@@ -1,15 +1,14 @@
 #include "drivers/mediafile/PlaybackSource.h"
 
 #include <optional>
+#include <stdexcept>
 #include <utility>
-
-#include "drivers/common/DriverLog.h"
 
 namespace vms::mediafile {
 
 PlaybackSource::PlaybackSource(std::shared_ptr<const RecordingIndex> index,
                                std::shared_ptr<SourceRegistry> registry)
-    : player_(std::move(index), std::move(registry), clock_) {}
+    : index_(std::move(index)), player_(index_, std::move(registry), clock_) {}
 
 void PlaybackSource::StartPlayback(std::string key, int channel, int beginTime, int endTime,
                                    int /*streamNo*/, int recordType, int seekTime,
@@ -26,13 +25,14 @@ void PlaybackSource::StartDownload(std::string key, int channel, int beginTime, 
 void PlaybackSource::Start(PlayJob job, int beginTime, int endTime, int seekTime) {
     if (job.sink == nullptr)
         return;
+    index_->RequireChannel(job.channel);
     const bool seeks = seekTime > beginTime && seekTime < endTime;
     player_.Assign(std::move(job));
     clock_->SetSpeed({});
     clock_->Load(int64_t{beginTime} * 1000, int64_t{endTime} * 1000,
                  int64_t{seeks ? seekTime : beginTime} * 1000, PlaybackClock::State::kRunning);
     if (!player_.Start())
-        VMS_DRIVER_LOG(2, "PlaybackSource", "closed, not started again");
+        throw std::runtime_error("the recorded stream cannot be started (again)");
 }
 
 void PlaybackSource::StopPlayback(std::string /*key*/) {

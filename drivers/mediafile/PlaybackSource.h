@@ -17,10 +17,14 @@ public:
     PlaybackSource(std::shared_ptr<const RecordingIndex> index,
                    std::shared_ptr<SourceRegistry> registry);
 
-    /// Begins at `seekTime` when that lies in the range; speed is normal again.
+    /// Begins at `seekTime` when that lies in the range; speed is normal again. Changes nothing
+    /// when it cannot start.
+    /// @throws std::runtime_error for an unknown channel and once closed: the player's request
+    /// fails
     void StartPlayback(std::string key, int channel, int beginTime, int endTime, int streamNo,
                        int recordType, int seekTime, IStreamCallback* sink,
                        bool firstStart) override;
+    /// @throws std::runtime_error as StartPlayback does
     void StartDownload(std::string key, int channel, int beginTime, int endTime,
                        IStreamCallback* sink) override;
     void StopPlayback(std::string key) override;
@@ -37,6 +41,7 @@ public:
 private:
     void Start(PlayJob job, int beginTime, int endTime, int seekTime);
 
+    const std::shared_ptr<const RecordingIndex> index_;
     const std::shared_ptr<PlaybackClock> clock_ = std::make_shared<PlaybackClock>();
     ChannelPlayer player_;
 };

@@ -1,6 +1,7 @@
 #include "drivers/mediafile/PreviewSource.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <utility>
 
 #include "drivers/common/DriverLog.h"
@@ -26,18 +27,22 @@ PreviewSource::PreviewSource(std::shared_ptr<const RecordingIndex> index,
 
 int PreviewSource::StartPreview(std::string key, int channel, int /*streamType*/,
                                 IStreamCallback* sink) {
-    if (sink == nullptr || !index_->HasChannel(channel))
+    if (sink == nullptr)
         return -1;
-    {
-        MutexLock lock(mutex_);
-        if (!key_.empty())
-            return -1;
-        key_ = key;
+    if (!index_->HasChannel(channel)) {
+        VMS_DRIVER_LOG(2, "PreviewSource", "no channel %d in \"%s\"", channel,
+                       index_->Root().c_str());
+        return -1;
     }
+    MutexLock lock(mutex_);
+    if (!key_.empty())
+        return -1;
     clock_.Load(0, kEndless, 0, PlaybackClock::State::kRunning);
     const bool started =
-        thread_.Start([this, sender = UnitSender(sink, std::move(key)), channel](
+        thread_.Start([this, sender = UnitSender(sink, key), channel](
                           const std::atomic<bool>& stop) mutable { Run(sender, channel, stop); });
+    if (started)
+        key_ = std::move(key);
     return started ? 0 : -1;
 }
 
@@ -55,6 +60,8 @@ bool PreviewSource::GetCloseGetStreamStatus() {
 
 std::string PreviewSource::GetStreamUri() {
     MutexLock lock(mutex_);
+    if (key_.empty())
+        throw std::runtime_error("the live stream has not been started");
     return key_;
 }
 

@@ -22,10 +22,13 @@ public:
                   std::shared_ptr<SourceRegistry> registry);
 
     /// @return -1 for an unknown channel, a second start or a start after the stop
-    int StartPreview(std::string key, int channel, int streamType, IStreamCallback* sink) override;
+    int StartPreview(std::string key, int channel, int streamType, IStreamCallback* sink) override
+        VMS_EXCLUDES(mutex_);
     void StopPreview(std::string key) override;
     void RequestStopGetPreviewStream() override;
     bool GetCloseGetStreamStatus() override;
+    /// The key of the start. @throws std::runtime_error when there was none: so the command that
+    /// wanted the stream fails, instead of naming a key under which nothing will ever come
     std::string GetStreamUri() override VMS_EXCLUDES(mutex_);
     int GetTalkEncodeType() override;
 

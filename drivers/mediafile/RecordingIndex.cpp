@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <optional>
+#include <stdexcept>
 #include <tuple>
 
 #include "drivers/mediafile/RecordingName.h"
@@ -84,6 +85,12 @@ std::vector<fs::path> RecordingIndex::Channels() const {
 
 bool RecordingIndex::HasChannel(int channel) const {
     return !ChannelFolder(channel).empty();
+}
+
+void RecordingIndex::RequireChannel(int channel) const {
+    if (!HasChannel(channel))
+        throw std::runtime_error("no channel " + std::to_string(channel) + " in \"" +
+                                 root_.string() + "\"");
 }
 
 fs::path RecordingIndex::ChannelFolder(int channel) const {

@@ -25,6 +25,8 @@ public:
     /// Folders of the channels by number; empty when the device's folder cannot be read.
     std::vector<std::filesystem::path> Channels() const;
     bool HasChannel(int channel) const;
+    /// @throws std::runtime_error, which names channel and folder, unless there is such a channel
+    void RequireChannel(int channel) const;
 
     /// Folder of a channel; empty for an unknown one.
     std::filesystem::path ChannelFolder(int channel) const;

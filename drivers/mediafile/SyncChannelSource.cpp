@@ -1,8 +1,7 @@
 #include "drivers/mediafile/SyncChannelSource.h"
 
+#include <stdexcept>
 #include <utility>
-
-#include "drivers/common/DriverLog.h"
 
 namespace vms::mediafile {
 
@@ -19,13 +18,13 @@ void SyncChannelSource::StartPlayback(std::string key, int /*channel*/, int /*be
                                       bool /*firstStart*/) {
     if (sink == nullptr)
         return;
-    if (!group_->Attach(channel_, player_)) {
-        VMS_DRIVER_LOG(2, "SyncChannelSource", "channel %d cannot join the session", channel_);
-        return;
-    }
+    if (!group_->Attach(channel_, player_))
+        throw std::runtime_error("channel " + std::to_string(channel_) +
+                                 " cannot join the session");
     player_->Assign({std::move(key) + "--" + std::to_string(channel_), sink, channel_,
                      group_->FileTypes(), false, "playback end"});
-    player_->Start();
+    if (!player_->Start())
+        throw std::runtime_error("the channel's stream cannot be started");
 }
 
 void SyncChannelSource::RequestStopGetPlaybackStream() {

@@ -16,7 +16,8 @@ public:
                       std::shared_ptr<SourceRegistry> registry);
 
     /// Joins the session where it is. Units arrive under "<key>--<channel>"; the range is the
-    /// session's.
+    /// session's. When the session gives its channel up nothing is sent until it takes it in again.
+    /// @throws std::runtime_error when the session has no room, and once closed
     void StartPlayback(std::string key, int channel, int beginTime, int endTime, int streamNo,
                        int recordType, int seekTime, IStreamCallback* sink,
                        bool firstStart) override;

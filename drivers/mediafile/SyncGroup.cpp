@@ -1,18 +1,55 @@
 #include "drivers/mediafile/SyncGroup.h"
 
 #include <algorithm>
-#include <vector>
+#include <utility>
 
 namespace vms::mediafile {
 
 bool SyncGroup::Add(const std::list<int>& channels) {
-    const int known = static_cast<int>(index_->Channels().size());
-    const bool exist = std::all_of(channels.begin(), channels.end(), [known](int channel) {
-        return channel >= 0 && channel < known;
-    });
-    if (!exist)
+    if (!Exist(channels))
+        return false;
+    std::vector<Player> players;
+    {
+        MutexLock lock(mutex_);
+        if (!Enter(channels))
+            return false;
+        players = PlayersOf(channels);
+    }
+    for (const Player& player : players)
+        player->Return();
+    return true;
+}
+
+void SyncGroup::Remove(const std::list<int>& channels) {
+    std::vector<Player> players;
+    {
+        MutexLock lock(mutex_);
+        for (const int channel : channels)
+            channels_.erase(channel);
+        players = PlayersOf(channels);
+    }
+    for (const Player& player : players)
+        player->Leave();
+}
+
+bool SyncGroup::Attach(int channel, const Player& player) {
+    if (!Exist({channel}))
         return false;
     MutexLock lock(mutex_);
+    if (!Enter({channel}))
+        return false;
+    players_[channel] = player;
+    return true;
+}
+
+bool SyncGroup::Exist(const std::list<int>& channels) const {
+    const int known = static_cast<int>(index_->Channels().size());
+    return std::all_of(channels.begin(), channels.end(),
+                       [known](int channel) { return channel >= 0 && channel < known; });
+}
+
+/// All or none of them.
+bool SyncGroup::Enter(const std::list<int>& channels) {
     std::set<int> wanted = channels_;
     wanted.insert(channels.begin(), channels.end());
     if (wanted.size() > kMaxChannels)
@@ -21,30 +58,15 @@ bool SyncGroup::Add(const std::list<int>& channels) {
     return true;
 }
 
-void SyncGroup::Remove(const std::list<int>& channels) {
-    std::vector<std::shared_ptr<ChannelPlayer>> ended;
-    MutexLock lock(mutex_);
+std::vector<SyncGroup::Player> SyncGroup::PlayersOf(const std::list<int>& channels) {
+    std::vector<Player> players;
     for (const int channel : channels) {
-        channels_.erase(channel);
-        const auto player = players_.find(channel);
-        if (player == players_.end())
-            continue;
-        ended.push_back(player->second.lock());
-        players_.erase(player);
-    }
-    lock.Unlock();
-    for (const auto& player : ended) {
+        const auto found = players_.find(channel);
+        Player player = found == players_.end() ? nullptr : found->second.lock();
         if (player != nullptr)
-            player->Cancel();
+            players.push_back(std::move(player));
     }
-}
-
-bool SyncGroup::Attach(int channel, const std::shared_ptr<ChannelPlayer>& player) {
-    if (!Add({channel}))
-        return false;
-    MutexLock lock(mutex_);
-    players_[channel] = player;
-    return true;
+    return players;
 }
 
 }  // namespace vms::mediafile

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <vector>
 
 #include "drivers/mediafile/ChannelPlayer.h"
 #include "drivers/mediafile/PlaybackClock.h"
@@ -26,15 +27,22 @@ public:
     const std::shared_ptr<PlaybackClock>& Clock() const { return clock_; }
     int FileTypes() const { return fileTypes_; }
 
-    /// All or none of them. @return false for an unknown channel, or one too many
+    /// All or none of them. Players of channels that have been taken out play again.
+    /// @return false for an unknown channel, or one too many
     bool Add(const std::list<int>& channels) VMS_EXCLUDES(mutex_);
-    /// Takes channels out and ends their players; others are skipped.
+    /// Takes channels out; their players send nothing until they are added again.
     void Remove(const std::list<int>& channels) VMS_EXCLUDES(mutex_);
     /// Makes a player known under its channel, which is added if need be.
     /// @return false when there is no room for it
     bool Attach(int channel, const std::shared_ptr<ChannelPlayer>& player) VMS_EXCLUDES(mutex_);
 
 private:
+    using Player = std::shared_ptr<ChannelPlayer>;
+
+    bool Exist(const std::list<int>& channels) const;
+    bool Enter(const std::list<int>& channels) VMS_REQUIRES(mutex_);
+    std::vector<Player> PlayersOf(const std::list<int>& channels) VMS_REQUIRES(mutex_);
+
     const std::shared_ptr<const RecordingIndex> index_;
     const std::shared_ptr<PlaybackClock> clock_ = std::make_shared<PlaybackClock>();
     const int fileTypes_;

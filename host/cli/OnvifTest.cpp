@@ -19,7 +19,6 @@ struct OnvifTestOptions {
 
 Answer AskTest(const OnvifTestOptions& options, const Invocation& invocation, Host& host) {
     const Json::Value device = options.camera.Description();
-    host.ModuleLog().Mask(device["password"].asString());
     const Progress progress("testing camera " + options.camera.Address(), !invocation.verbose);
     host.Modules().Start(OnvifModuleConfig(invocation));
     return host.Bus().Ask({.module = kOnvifModule,

@@ -1,5 +1,4 @@
-#include <cerrno>
-#include <cstring>
+#include <cstdio>
 #include <limits>
 #include <memory>
 
@@ -8,6 +7,7 @@
 #include "host/cli/Commands.h"
 #include "host/cli/Output.h"
 #include "host/play/MediaOutput.h"
+#include "host/play/OutputFile.h"
 #include "host/play/PlaySession.h"
 #include "module/CommandRecord.h"
 
@@ -20,6 +20,7 @@ struct PlayOptions {
     std::string url;
     std::string key;
     std::string out;
+    std::string format;
     std::string trace;
     int channel = 0;
     int begin = 0;
@@ -47,6 +48,7 @@ PlayRequest RequestOf(const PlayOptions& options) {
     request.key = options.key;
     request.length = SecondsToWait(options.seconds);
     request.units = options.units;
+    request.trace = options.trace;
     request.startCommand = TV_STREAM_PREVIEW_START;
     if (options.sync) {
         request.startCommand = TV_STREAM_PLAYBACK_START;
@@ -62,32 +64,21 @@ PlayRequest RequestOf(const PlayOptions& options) {
     return request;
 }
 
-struct FileCloser {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
-
-FilePtr OpenTrace(const std::string& path) {
-    if (path.empty())
-        return nullptr;
-    FilePtr file(std::fopen(path.c_str(), "we"));
-    if (file == nullptr)
-        throw HostError("cannot write " + path + ": " + std::strerror(errno));
-    return file;
-}
-
+/// Standard output may be the media's.
 void PrintResult(const PlayOptions& options, const PlayStatistics& statistics) {
-    PrintLine(options.json ? CompactJson(statistics.ToJson()) : statistics.ToText());
+    const std::string result =
+        options.json ? CompactJson(statistics.ToJson()) : statistics.ToText();
+    if (options.out == kStandardOutput)
+        std::fprintf(stderr, "%s\n", result.c_str());
+    else
+        PrintLine(result);
 }
 
 /// What has been received is kept and told even when the stream broke off.
 int RunPlay(const PlayOptions& options, Host& host) {
-    const FilePtr trace = OpenTrace(options.trace);
     const std::unique_ptr<UnitSink> sink =
-        options.out.empty() ? nullptr : OpenMediaOutput(options.out);
-    PlayRequest request = RequestOf(options);
-    request.trace = trace.get();
-    PlaySession session(request, sink.get());
+        options.out.empty() ? nullptr : OpenMediaOutput(options.out, options.format);
+    PlaySession session(RequestOf(options), sink.get());
     const auto finish = [&] {
         if (sink != nullptr)
             sink->Finish();
@@ -122,7 +113,10 @@ void AddPlay(CLI::App& app, Invocation& invocation) {
                          "ws:// or wss:// address, ?token=T if one is needed");
     command.RequiredText("--key", options->key, "Stream key from the module's answer (uri)");
     command.Text("--out", options->out,
-                 "File to write: ts, mkv, mp4, or bare h264, h265, mjpeg, aac, alaw, mulaw");
+                 "File to write: ts, mkv, mp4, or bare h264, h265, mjpeg, aac, alaw, mulaw; - is "
+                 "standard output");
+    command.Text("--format", options->format,
+                 "Kind of the file if not as its name ends (default for standard output: ts)");
     command.Text("--trace", options->trace,
                  "File for a line per unit: arrival, codec, key, serial, timestamp, bytes");
     command.Integer("--channel", options->channel, "Channel of recorded streams", 0, kMost);

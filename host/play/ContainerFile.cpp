@@ -10,6 +10,7 @@ extern "C" {
 #include <cstring>
 
 #include "host/HostError.h"
+#include "host/play/OutputFile.h"
 
 namespace vms {
 namespace {
@@ -81,15 +82,20 @@ void CopyParameterSets(std::string_view keyPicture, AVCodecParameters& parameter
 
 }  // namespace
 
-ContainerFile::ContainerFile(const std::string& path) : path_(path) {
+ContainerFile::ContainerFile(const std::string& path, const char* container,
+                             const std::string& name)
+    : name_(name) {
     AVFormatContext* format = nullptr;
-    int error = avformat_alloc_output_context2(&format, nullptr, nullptr, path.c_str());
+    int error = avformat_alloc_output_context2(&format, nullptr, container, nullptr);
     format_.reset(format);
     if (error < 0)
         Fail("cannot write", error);
-    error = avio_open(&format_->pb, path.c_str(), AVIO_FLAG_WRITE);
+    const std::string address = path == kStandardOutput ? "pipe:1" : "file:" + path;
+    error = avio_open(&format_->pb, address.c_str(), AVIO_FLAG_WRITE);
     if (error < 0)
         Fail("cannot write", error);
+    if (format_->pb->seekable == 0)
+        format_->flags |= AVFMT_FLAG_FLUSH_PACKETS;
 }
 
 void ContainerFile::FormatDeleter::operator()(AVFormatContext* format) const {
@@ -98,7 +104,7 @@ void ContainerFile::FormatDeleter::operator()(AVFormatContext* format) const {
 }
 
 void ContainerFile::Fail(const std::string& what, int error) const {
-    throw HostError(what + " " + path_ + ": " + Reason(error));
+    throw HostError(what + " " + name_ + ": " + Reason(error));
 }
 
 void ContainerFile::Take(const UnitHeader& header, std::string_view payload) {
@@ -130,7 +136,7 @@ void ContainerFile::Begin() {
             AddTrack(track, unit);
     }
     if (video_.stream == nullptr)
-        throw HostError(path_ + ": this container cannot hold " + CodecName(video_.codec));
+        throw HostError(name_ + ": this container cannot hold " + CodecName(video_.codec));
     const int error = avformat_write_header(format_.get(), nullptr);
     if (error < 0)
         Fail("cannot write", error);

@@ -17,8 +17,13 @@ namespace vms {
 /// so is what begins later.
 class ContainerFile final : public UnitSink {
 public:
-    /// @param path the ending names the container @throws HostError
-    explicit ContainerFile(const std::string& path);
+    /// @param path      of the file to write over, or kStandardOutput; others than regular files
+    /// get
+    ///                  each unit as it comes
+    /// @param container libav's name of it
+    /// @param name      of the file, for messages
+    /// @throws HostError
+    ContainerFile(const std::string& path, const char* container, const std::string& name);
 
     void Take(const UnitHeader& header, std::string_view payload) override;
     void Finish() override;
@@ -44,7 +49,7 @@ private:
     int64_t TimeOf(const UnitHeader& header, Track& track);
     [[noreturn]] void Fail(const std::string& what, int error) const;
 
-    const std::string path_;
+    const std::string name_;
     std::unique_ptr<AVFormatContext, FormatDeleter> format_;
     std::vector<Unit> waiting_;  ///< until the tracks are known
     bool begun_ = false;

@@ -114,7 +114,7 @@ void PlaySession::TakeUnit(const std::string& unit) {
         return;
     const std::string_view payload = std::string_view(unit).substr(UnitHeader::kSize);
     statistics_.Count(header, payload.size());
-    if (request_.trace != nullptr)
+    if (!request_.trace.empty())
         Trace(header, payload.size());
     if (sink_ != nullptr)
         sink_->Take(header, payload);
@@ -122,9 +122,13 @@ void PlaySession::TakeUnit(const std::string& unit) {
 }
 
 void PlaySession::Trace(const UnitHeader& header, size_t bytes) {
+    if (trace_ == nullptr)
+        trace_.reset(std::fopen(request_.trace.c_str(), "we"));
+    if (trace_ == nullptr)
+        throw HostError("cannot write " + request_.trace + ": " + std::strerror(errno));
     const double now =
         std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
-    std::fprintf(request_.trace, "%.6f %s %s %u %u %zu\n", now, CodecName(header.codec),
+    std::fprintf(trace_.get(), "%.6f %s %s %u %u %zu\n", now, CodecName(header.codec),
                  header.isKey ? "key" : "-", header.serial, header.timestampMs, bytes);
 }
 
@@ -155,14 +159,26 @@ void PlaySession::Carry(const PlayCommand& command) {
     }
     std::string body = command.argument;
     if (command.kind == PlayCommand::Kind::talk) {
-        talk_ = ReadTalkFile(command.argument);
-        talked_ = 0;
-        nextTalk_ = Clock::now();
+        if (!BeginTalk(command.argument))
+            return;
         body = std::to_string(talk_->parameter);
     } else if (command.kind == PlayCommand::Kind::hush) {
         talk_.reset();
     }
     link_.Request(CommandOf(command.kind), request_.key, body);
+}
+
+/// @return false for a file that cannot be said; a talk that is under way goes on
+bool PlaySession::BeginTalk(const std::string& path) {
+    try {
+        talk_ = ReadTalkFile(path);
+    } catch (const HostError& error) {
+        PrintError(std::string("play: ") + error.what());
+        return false;
+    }
+    talked_ = 0;
+    nextTalk_ = Clock::now();
+    return true;
 }
 
 void PlaySession::SendDueTalk() {

@@ -23,7 +23,7 @@ struct PlayRequest {
     std::chrono::steady_clock::duration length{};  ///< 0 = until something else ends it
     int units = 0;                                 ///< media units, 0 = any number
     bool refusalIsFine = false;  ///< a synchronous channel is refused even when it starts
-    std::FILE* trace = nullptr;  ///< a line per unit, not owned; null = none
+    std::string trace;           ///< file for a line per unit, made with the first; "" = none
 };
 
 /// One stream being received: takes events of the connection, lines of standard input and the clock
@@ -40,12 +40,16 @@ public:
     const PlayStatistics& Statistics() const { return statistics_; }
 
 private:
+    struct Closer {
+        void operator()(std::FILE* file) const { std::fclose(file); }
+    };
     using Clock = std::chrono::steady_clock;
 
     void TakeEvents();
     void TakeEvent(const LinkEvent& event);
     void TakeUnit(const std::string& unit);
     void Trace(const UnitHeader& header, size_t bytes);
+    bool BeginTalk(const std::string& path);
     void TakeInput();
     void Carry(const PlayCommand& command);
     void SendDueTalk();
@@ -54,6 +58,7 @@ private:
     const PlayRequest request_;
     UnitSink* const sink_;
     PlayStatistics statistics_;
+    std::unique_ptr<std::FILE, Closer> trace_;  ///< null before the first unit
     PlayerLink link_;
     const Clock::time_point end_;
     std::string typed_;  ///< an unfinished line

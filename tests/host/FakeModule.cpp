@@ -1,6 +1,6 @@
 // A module without devices behind it. The body of TV_CMD_GET_CAPABILITY ("do") and the addresses of
 // devices tell it what to do; its timer turns report every device, online and offline by turns.
-// Every player that starts a preview gets one media unit.
+// Every player that starts a preview gets one media unit of sound.
 #include <cstdio>
 #include <list>
 #include <map>
@@ -100,7 +100,9 @@ public:
         const auto& record = *static_cast<__tagTvCommand*>(request);
         if (SysCommandHelper::CommandId(&record) != TV_STREAM_PREVIEW_START)
             return -1;
-        const std::string unit(100, 'u');
+        std::string unit(32, '\0');
+        unit[4] = unit[10] = 1;  // sound, A-law
+        unit.append(68, 'u');
         return controller_->SendData(connection, unit.data(), static_cast<int>(unit.size()), false);
     }
     int OnStream(long long, void*, int) override { return 0; }
@@ -119,6 +121,7 @@ private:
     void Enqueue(const __tagTvCommand& request) {
         std::list<__tagTvVideoParam> parsed;
         VideoCommandHelper::CommandParse_Video(parsed, request.body.c_str());
+        log_->Log(1, "Enqueue", "dev info=%s\n", request.body.c_str());
         vms::MutexLock lock(mutex_);
         bool silent = false;
         for (const __tagTvVideoParam& device : parsed) {
@@ -149,7 +152,7 @@ private:
         vms::MutexLock lock(mutex_);
         const __tagTvVideoParam& device = devices_.at(request.deviceId);
         // A careless module: its log shows the login.
-        log_->Log(1, "PreviewUrl", "login %s:%s at %s\n", device.username.c_str(),
+        log_->Log(1, "PreviewUrl", "login to rtsp://%s:%s@%s\n", device.username.c_str(),
                   device.password.c_str(), device.ip.c_str());
         if (device.ip == "unreachable")
             throw std::out_of_range("no address");

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <fstream>
 #include <map>
+#include <sstream>
 #include <thread>
 
 #include "platform/Json.h"
@@ -31,6 +32,12 @@ std::string Config(const std::string& devices, const std::string& settings = "{}
 
 std::string Device(const std::string& id, const std::string& ip = "10.0.0.5") {
     return R"({"id": ")" + id + R"(", "ip": ")" + ip + R"(", "password": "word-77"})";
+}
+
+std::string Content(const TemporaryFile& file) {
+    std::ostringstream text;
+    text << std::ifstream(file.Path()).rdbuf();
+    return text.str();
 }
 
 class ServeTest : public testing::Test {
@@ -122,6 +129,49 @@ TEST_F(ServeTest, AReloadTellsModulesOfChangesOnly) {
         ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "still known";
     EXPECT_EQ(Stop(), 0);
     EXPECT_THAT(run_->errors, Not(HasSubstr("word-77")));
+}
+
+TEST_F(ServeTest, DevicesThatComeOverTheApiKeepTheirPasswordsOutOfTheLog) {
+    Start(Config(""));
+    for (const char* body : {R"({"id": "b", "password": "se\"cret-1"})",
+                             R"("[{\"id\": \"c\", \"password\": \"secret-2\"}]")"}) {
+        const auto answer =
+            Fetch(port_, "POST", "/api/commands",
+                  R"({"module": "fake", "id": "0x100100", "body": )" + std::string(body) + "}");
+        EXPECT_EQ(answer.status, 200) << answer.body;
+    }
+    EXPECT_EQ(History(), "+b+c");
+    EXPECT_EQ(Stop(), 0);
+    EXPECT_THAT(run_->errors, HasSubstr(R"(dev info=[{"id": "c", "password": "***"}])"));
+    EXPECT_THAT(run_->errors, Not(HasSubstr("cret-")));
+}
+
+TEST_F(ServeTest, APlayerWritesToStandardOutputAndSaysEverythingElseOnStandardError) {
+    Start(Config(Device("a")));
+    const std::string url = "ws://127.0.0.1:" + std::to_string(port_) + "/stream";
+    TemporaryFile out;
+    TemporaryFile errors;
+    vms::test::ChildProcess shell(
+        {"/bin/sh", "-c",
+         "(echo before; \"$0\" play --url \"$1\" --key k --units 1 --out - --format alaw --json) "
+         "> \"$2\" 2> \"$3\"",
+         VMSHOST, url, out.Path(), errors.Path()});
+    EXPECT_EQ(shell.WaitExit(20s), 0);
+    EXPECT_EQ(Content(out), "before\n" + std::string(68, 'u'));
+    EXPECT_THAT(Content(errors), HasSubstr(R"("units":1)"));
+    EXPECT_EQ(Stop(), 0);
+}
+
+TEST_F(ServeTest, AWrongTalkFileEndsTheTalkOnly) {
+    Start(Config(Device("a")));
+    TemporaryFile errors;
+    vms::test::ChildProcess player(
+        {"/bin/sh", "-c",
+         "printf 'talk /nowhere.wav\\nquit\\n' | \"$0\" play --url \"$1\" --key k 2> \"$2\"",
+         VMSHOST, "ws://127.0.0.1:" + std::to_string(port_) + "/stream", errors.Path()});
+    EXPECT_EQ(player.WaitExit(20s), 0);
+    EXPECT_THAT(Content(errors), HasSubstr("cannot read /nowhere.wav"));
+    EXPECT_EQ(Stop(), 0);
 }
 
 TEST_F(ServeTest, ABrokenFileChangesNothing) {

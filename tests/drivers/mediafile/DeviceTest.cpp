@@ -193,6 +193,33 @@ TEST_F(FactoryTest, MakesSourcesForItsOwnDevicesOnly) {
     EXPECT_NE(channel, nullptr);
 }
 
+TEST_F(FactoryTest, MakesNoSourceOfWhatIsNotThere) {
+    description_.id = "missing";
+    const std::unique_ptr<IVideoDevice> missing(factory_.CreateDevice(&description_));
+    int speedOnlyI = -1;
+    EXPECT_EQ(factory_.CreatePreviewServer(missing.get(), 0, nullptr), nullptr);
+    EXPECT_EQ(factory_.CreatePlaybackServer(missing.get(), &speedOnlyI, -1), nullptr);
+    EXPECT_EQ(factory_.CreateDownloadServer(missing.get(), 0), nullptr);
+    EXPECT_EQ(factory_.CreateSyncPlaybackServer(missing.get()), nullptr);
+
+    const std::unique_ptr<ISyncPlaybackServer> session(
+        factory_.CreateSyncPlaybackServer(device_.get()));
+    ASSERT_EQ(session->Create("id", kDay2At8, kDay2At9, 0, 0, 0, 0, &sink_), 0);
+    for (const int channel : {-1, 4})
+        EXPECT_EQ(
+            factory_.CreateSyncPlaybackChannelServer(device_.get(), channel, session->GetToken()),
+            nullptr);
+
+    const std::unique_ptr<IPlaybackStreamServer> recorded(
+        factory_.CreateDownloadServer(device_.get(), 0));
+    EXPECT_THROW(recorded->StartDownload("k", 4, kDay2At8, kDay2At9, &sink_), std::runtime_error);
+    EXPECT_THROW(recorded->StartPlayback("k", 4, kDay2At8, kDay2At9, 0, 0, 0, &sink_, true),
+                 std::runtime_error);
+    EXPECT_TRUE(recorded->GetCloseGetStreamStatus());
+    recorded->StartPlayback("k", 3, kDay2At8, kDay2At9, 0, 0, 0, &sink_, true);
+    EXPECT_TRUE(sink_.WaitCount(1)) << "another channel of the same stream";
+}
+
 TEST_F(FactoryTest, EndsEverySourceWithTheModule) {
     int speedOnlyI = -1;
     const std::unique_ptr<IPreviewStreamServer> preview(

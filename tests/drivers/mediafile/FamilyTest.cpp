@@ -91,13 +91,14 @@ protected:
         dlclose(library_);
     }
 
-    /// Posts a request for the device and waits for its answer. @return the answer's body
-    std::string Call(__enumTvCommand id, const std::string& body) {
+    /// Posts a request for a device and waits for its answer.
+    std::optional<__tagTvCommand> Post(__enumTvCommand id, const std::string& device,
+                                       const std::string& body) {
         vms::Mutex mutex;
         vms::CondVar answered;
         std::optional<__tagTvCommand> answer;
-        __tagTvCommand* request =
-            SysCommandHelper::CreateRequestCommand(id, "test", "dev", body.c_str(), kModule);
+        __tagTvCommand* request = SysCommandHelper::CreateRequestCommand(id, "test", device.c_str(),
+                                                                         body.c_str(), kModule);
         const int64_t serial = bus_->Post(kModule, *request, [&](const __tagTvCommand& response) {
             vms::MutexLock lock(mutex);
             answer = response;
@@ -111,8 +112,18 @@ protected:
                 ;
         }
         bus_->Cancel(serial);
+        return answer;
+    }
+    /// @return the body of a success
+    std::string Call(__enumTvCommand id, const std::string& body) {
+        const auto answer = Post(id, "dev", body);
         EXPECT_TRUE(answer && answer->result == 1) << std::hex << id;
         return answer ? answer->body : "";
+    }
+    void ExpectRefused(__enumTvCommand id, const std::string& device, const std::string& body) {
+        const auto answer = Post(id, device, body);
+        EXPECT_TRUE(answer && answer->result == -1)
+            << std::hex << id << (answer ? answer->body : "");
     }
     std::string CallForKey(__enumTvCommand id, const std::string& body) {
         Json::Value answer;
@@ -156,6 +167,47 @@ TEST_F(FamilyTest, ServesPlayersThroughTheModule) {
     EXPECT_TRUE(players_.WaitMessage("download end"));
     streams_->OnClose(3, 0, "");
     module_->OnTimer();
+}
+
+TEST_F(FamilyTest, WhatIsNotThereHasNoStream) {
+    Call(TV_CMD_DEVICES_ENQUEUE, R"({"id": "gone", "ip": "/no/such/folder"})");
+    const std::string fifth = R"({"id": "dev", "channel": 4})";
+    const std::string session = R"({"id": "s", "beginTime": 1, "endTime": 2})";
+    ExpectRefused(TV_CMD_GET_PREVIEW_URL, "dev", fifth);
+    ExpectRefused(TV_CMD_GET_PLAYBACK_URL, "dev", fifth);
+    for (const auto id :
+         {TV_CMD_GET_PREVIEW_URL, TV_CMD_GET_PLAYBACK_URL, TV_CMD_GET_RECORD_DOWNLOAD_URL})
+        ExpectRefused(id, "gone", "{}");
+    ExpectRefused(TV_CMD_SYNC_PLAYBACK_CREATE, "gone-1", session);
+
+    // The address of a download names no channel; the player's request does.
+    const std::string key = CallForKey(TV_CMD_GET_RECORD_DOWNLOAD_URL, "{}");
+    const std::string range = R"("beginTime": )" + std::to_string(kDay2At8) + R"(, "endTime": )" +
+                              std::to_string(kDay2At8 + 1) + "}";
+    EXPECT_EQ(Ask(1, TV_STREAM_DOWNLOAD_START, key, R"({"channel": 4, )" + range), -1);
+    EXPECT_EQ(Ask(1, TV_STREAM_PLAYBACK_START, key, R"({"channel": 4, )" + range), -1);
+    EXPECT_EQ(Ask(1, TV_STREAM_DOWNLOAD_START, key, R"({"channel": 1, )" + range), 0);
+    EXPECT_TRUE(players_.WaitMessage("download end"));
+}
+
+TEST_F(FamilyTest, AChannelOfASessionLeavesAndReturns) {
+    const std::string range = std::to_string(kDay2At8);
+    const auto post = [&](__enumTvCommand id, const std::string& body) {
+        const auto answer = Post(id, "dev-1", body);
+        return answer && answer->result == 1;
+    };
+    ASSERT_TRUE(post(TV_CMD_SYNC_PLAYBACK_CREATE, R"({"id": "s", "speed": -4, "beginTime": )" +
+                                                      range + R"(, "endTime": )" +
+                                                      std::to_string(kDay2At8 + 6) + "}"));
+    Ask(1, TV_STREAM_PLAYBACK_START, "dev-1", "0");
+    ASSERT_TRUE(post(TV_CMD_SYNC_PLAYBACK_START, ""));
+    ASSERT_TRUE(players_.WaitUnits(1, 5));
+    ASSERT_TRUE(post(TV_CMD_SYNC_PLAYBACK_CHANNEL_DEL, "[0]"));
+    ASSERT_TRUE(post(TV_CMD_SYNC_PLAYBACK_CHANNEL_ADD, "[0]"));
+    // The one that stayed attached and one that comes now.
+    Ask(2, TV_STREAM_PLAYBACK_START, "dev-1", "0");
+    EXPECT_TRUE(players_.WaitUnits(2, 5));
+    EXPECT_TRUE(players_.WaitUnits(1, 10));
 }
 
 TEST_F(FamilyTest, AnswersSearches) {

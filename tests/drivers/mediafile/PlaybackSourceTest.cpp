@@ -164,10 +164,14 @@ TEST_F(PlaybackSourceTest, StopsAndStartsAnew) {
     ASSERT_TRUE(sink_.WaitMessage("playback end"));
     EXPECT_EQ(sink_.All().back().key, "other");
     // Nothing there: the end comes at once.
-    source_->StartPlayback("none", 7, kDay2At8, kDay2At9, 0, 0, 0, &sink_, false);
+    const auto playNothing = [this] {
+        source_->StartPlayback("none", 1, kDay2At9 + 600, kDay2At9 + 700, 0, 0, 0, &sink_, false);
+    };
+    playNothing();
     EXPECT_TRUE(sink_.WaitMessage("playback end", 2));
     source_->RequestStopGetPlaybackStream();
     EXPECT_TRUE(Eventually([&] { return source_->GetCloseGetStreamStatus(); }));
+    EXPECT_THROW(playNothing(), std::runtime_error) << "closed for good";
 }
 
 TEST_F(PlaybackSourceTest, MayBeDestroyedWhilePlaying) {

@@ -52,12 +52,15 @@ TEST_F(PreviewSourceTest, PlaysInRealTimeOverAndOver) {
 }
 
 TEST_F(PreviewSourceTest, NeedsAChannelAndASink) {
-    EXPECT_EQ(Make(SampleIndex())->StartPreview("k", 4, 0, &sink_), -1);
+    const auto unknown = Make(SampleIndex());
+    EXPECT_EQ(unknown->StartPreview("k", 4, 0, &sink_), -1);
+    EXPECT_THROW(unknown->GetStreamUri(), std::runtime_error) << "no key of a stream that is not";
     EXPECT_EQ(Make(SampleIndex())->StartPreview("k", 0, 0, nullptr), -1);
     const auto closed = Make(SampleIndex());
     closed->RequestStopGetPreviewStream();
     EXPECT_TRUE(closed->GetCloseGetStreamStatus());
     EXPECT_EQ(closed->StartPreview("k", 0, 0, &sink_), -1);
+    EXPECT_THROW(closed->GetStreamUri(), std::runtime_error);
 }
 
 TEST_F(PreviewSourceTest, WaitsForMediaToCome) {

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <map>
+#include <numeric>
+#include <stdexcept>
 
 #include "drivers/mediafile/SyncChannelSource.h"
 #include "tests/drivers/mediafile/SampleMedia.h"
@@ -133,11 +135,52 @@ TEST_F(SyncSessionTest, BoundsItsChannels) {
     EXPECT_EQ(session_->AddChannels(all), -1) << "one too many";
     Attach(2);
     ASSERT_TRUE(WaitAllReached(2, 0, 0));
-    std::list<int> first{0, 9};
-    EXPECT_EQ(session_->DelChannels(first), 0);
-    EXPECT_TRUE(Eventually([&] { return sources_[0]->GetCloseGetStreamStatus(); }));
-    EXPECT_FALSE(sources_[1]->GetCloseGetStreamStatus());
+    SyncChannelSource seventeenth(table_->Find(session_->GetToken()), 16, registry_);
+    std::list<int> rest(14);
+    std::iota(rest.begin(), rest.end(), 2);
+    ASSERT_EQ(session_->AddChannels(rest), 0);
+    EXPECT_THROW(seventeenth.StartPlayback("s", 16, 0, 0, 0, 0, 0, &sink_, false),
+                 std::runtime_error);
+    EXPECT_TRUE(seventeenth.GetCloseGetStreamStatus());
     EXPECT_EQ(sources_[1]->Pause("") + sources_[1]->Seek("", 1), -2);
+}
+
+TEST_F(SyncSessionTest, AChannelTakenOutAndAddedAgainPlaysOn) {
+    // Slowly, so that the range does not end meanwhile.
+    ASSERT_EQ(Create(-4), 0);
+    Attach(3);
+    ASSERT_EQ(session_->Start(), 0);
+    ASSERT_TRUE(WaitAllReached(3, 0, 300));
+    std::list<int> some{0, 9};
+    ASSERT_EQ(session_->DelChannels(some), 0);
+    EXPECT_EQ(session_->DelChannels(some), 0) << "out already";
+    const auto count = [this](const std::string& key) {
+        const auto units = sink_.All();
+        return std::count_if(units.begin(), units.end(),
+                             [&key](const Unit& unit) { return unit.key == key; });
+    };
+    // What was on its way may still come; then nothing does, while the others go on.
+    const auto group = table_->Find(session_->GetToken());
+    std::size_t seen = sink_.Count();
+    ASSERT_TRUE(WaitAllReached(2, seen, 400));
+    const auto before = count("s--0");
+    seen = sink_.Count();
+    ASSERT_TRUE(WaitAllReached(2, seen, 700));
+    EXPECT_EQ(count("s--0"), before);
+
+    ASSERT_EQ(session_->AddChannels(some), 0);
+    ASSERT_TRUE(WaitAllReached(3, seen, 900));
+    // A source that closes while it is out of the session does not come back.
+    ASSERT_EQ(session_->DelChannels(some), 0);
+    sources_[0]->StopPlayback("");
+    EXPECT_TRUE(Eventually([&] { return sources_[0]->GetCloseGetStreamStatus(); }));
+    ASSERT_EQ(session_->AddChannels(some), 0);
+    EXPECT_TRUE(sources_[0]->GetCloseGetStreamStatus());
+    // Nor does one that the family's end finds there.
+    some = {1};
+    ASSERT_EQ(session_->DelChannels(some), 0);
+    EXPECT_TRUE(registry_->CloseAll(std::chrono::seconds(30)));
+    EXPECT_TRUE(sources_[1]->GetCloseGetStreamStatus());
 }
 
 TEST_F(SyncSessionTest, LivesFromCreateToDestroy) {

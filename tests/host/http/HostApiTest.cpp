@@ -1,5 +1,6 @@
 // What the HTTP API says of commands, devices, players and counts.
 #include "host/api/HostApi.h"
+#include "host/http/HttpRouter.h"
 
 #include <gmock/gmock-matchers.h>
 
@@ -204,6 +205,33 @@ TEST_F(HostApiTest, DevicesPlayersStatusAndHealth) {
     TestResponse wrong = Fetch(Port(), "GET", "/api/commands");
     EXPECT_EQ(wrong.status, 405);
     EXPECT_EQ(wrong.headers["allow"], "POST");
+}
+
+TEST(HttpRouter, APathHasSeveralMethods) {
+    struct Kept final : vms::HttpReply {
+        void Send(const vms::HttpResponse& sent) override { response = sent; }
+        void Begin(int, const std::string&) override {}
+        bool WriteLine(const std::string&) override { return false; }
+        void End() override {}
+        vms::HttpResponse response;
+    } reply;
+    vms::HttpRouter router;
+    for (const char* method : {"GET", "POST", "DELETE"})
+        router.Add(method, "/thing", [method](const vms::HttpRequest&, vms::HttpReply& to) {
+            to.Send({200, "text/plain", method, {}});
+        });
+    router.Add("GET", "/other", [](const vms::HttpRequest&, vms::HttpReply&) {});
+    vms::HttpRequest request;
+    request.path = "/thing";
+    for (const char* method : {"GET", "POST", "DELETE"}) {
+        request.method = method;
+        router.Serve(request, reply);
+        EXPECT_EQ(reply.response.body, method);
+    }
+    request.method = "PUT";
+    router.Serve(request, reply);
+    EXPECT_EQ(reply.response.status, 405);
+    EXPECT_EQ(reply.response.headers["Allow"], "DELETE, GET, POST");
 }
 
 TEST_F(HostApiTest, MetricsAreInTheTextFormat) {

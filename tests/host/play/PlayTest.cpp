@@ -2,10 +2,14 @@
 #include <gmock/gmock-matchers.h>
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
+#include <string>
 
 #include "host/HostError.h"
 #include "host/play/MediaOutput.h"
@@ -94,39 +98,110 @@ std::string Content(const std::string& path) {
     return text.str();
 }
 
-TEST(MediaOutput, AnElementaryFileTakesItsCodecOnly) {
-    const std::string path = testing::TempDir() + "play_test.alaw";
-    const auto sink = vms::OpenMediaOutput(path);
+UnitHeader Header(UnitCodec codec) {
     UnitHeader header;
-    header.codec = UnitCodec::alaw;
-    sink->Take(header, "abc");
-    header.codec = UnitCodec::aac;
-    sink->Take(header, "no");
-    header.codec = UnitCodec::alaw;
-    sink->Take(header, "def");
-    sink->Finish();
-    EXPECT_EQ(Content(path), "abcdef");
-    std::filesystem::remove(path);
+    header.codec = codec;
+    header.isVideo = header.isKey = codec == UnitCodec::jpeg;
+    return header;
 }
 
-TEST(MediaOutput, WhatCannotBeWrittenIsSaid) {
+/// A file of its own folder, which begins with something in it.
+class MediaOutputTest : public testing::Test {
+protected:
+    void SetUp() override {
+        std::filesystem::remove_all(folder_);
+        std::filesystem::create_directory(folder_);
+    }
+    void TearDown() override { std::filesystem::remove_all(folder_); }
+
+    std::string Make(const std::string& name, const std::string& content = "old") const {
+        std::ofstream(folder_ / name) << content;
+        return folder_ / name;
+    }
+    using NameSet = std::set<std::string>;
+
+    NameSet Names() const {
+        NameSet names;
+        for (const auto& entry : std::filesystem::directory_iterator(folder_))
+            names.insert(entry.path().filename());
+        return names;
+    }
+
+    const std::filesystem::path folder_ =
+        testing::TempDir() + "media_output_" + std::to_string(getpid());
+};
+
+TEST_F(MediaOutputTest, AFileIsReplacedAsAWholeAtTheEnd) {
+    const std::string path = Make("a.alaw");
+    std::filesystem::permissions(path, std::filesystem::perms(0640));
+    std::filesystem::create_symlink("a.alaw", folder_ / "link.alaw");
+    const auto sink = vms::OpenMediaOutput(folder_ / "link.alaw");
+    EXPECT_EQ(Names().size(), 2U) << "nothing before the first unit";
+    sink->Take(Header(UnitCodec::alaw), "abc");
+    sink->Take(Header(UnitCodec::aac), "no");
+    EXPECT_EQ(Content(path), "old");
+    sink->Take(Header(UnitCodec::alaw), "def");
+    sink->Finish();
+    EXPECT_EQ(Content(path), "abcdef");
+    EXPECT_EQ(Names(), (NameSet{"a.alaw", "link.alaw"}));
+    EXPECT_TRUE(std::filesystem::is_symlink(folder_ / "link.alaw"));
+    EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0640));
+}
+
+TEST_F(MediaOutputTest, WhatDoesNotComeReplacesNothing) {
+    const std::string path = Make("a.alaw");
+    vms::OpenMediaOutput(path)->Finish();
+    {
+        const auto sink = vms::OpenMediaOutput(path);
+        sink->Take(Header(UnitCodec::aac), "none of its kind");
+        sink->Finish();
+    }
+    {
+        const auto broken = vms::OpenMediaOutput(path);
+        broken->Take(Header(UnitCodec::aac), "never finished");
+    }
+    EXPECT_EQ(Content(path), "old");
+    EXPECT_EQ(Names(), NameSet{"a.alaw"});
+}
+
+TEST_F(MediaOutputTest, WhatCannotBeWrittenIsSaid) {
     EXPECT_THROW(vms::OpenMediaOutput("x.avi"), vms::HostError);
+    EXPECT_THROW(vms::OpenMediaOutput("x.ts", "avi"), vms::HostError);
     EXPECT_THROW(vms::OpenMediaOutput("/nowhere/x.ts"), vms::HostError);
     EXPECT_THROW(vms::OpenMediaOutput("/nowhere/x.h264"), vms::HostError);
+    EXPECT_THROW(vms::OpenMediaOutput(folder_, "ts"), vms::HostError);
     // A transport stream has no place for JPEG.
-    const std::string path = testing::TempDir() + "play_test.ts";
-    const auto sink = vms::OpenMediaOutput(path);
-    UnitHeader header;
-    header.codec = UnitCodec::jpeg;
-    header.isVideo = header.isKey = true;
-    sink->Take(header, "picture");
+    const std::string path = Make("a.ts");
+    {
+        const auto sink = vms::OpenMediaOutput(path);
+        sink->Take(Header(UnitCodec::jpeg), "picture");
+        try {
+            sink->Finish();
+            FAIL() << "written";
+        } catch (const vms::HostError& error) {
+            EXPECT_THAT(error.what(), HasSubstr("jpeg"));
+        }
+    }
+    EXPECT_EQ(Content(path), "old");
+    EXPECT_EQ(Names(), NameSet{"a.ts"});
+    const auto full = vms::OpenMediaOutput("/dev/full", "alaw");
+    EXPECT_THROW(full->Take(Header(UnitCodec::alaw), "abc"), vms::HostError);
+    EXPECT_THROW(full->Finish(), vms::HostError);
+}
+
+TEST_F(MediaOutputTest, WhatHasComeIsLeftWhenItsPlaceIsLost) {
+    const auto sink = vms::OpenMediaOutput(folder_ / "a.alaw");
+    sink->Take(Header(UnitCodec::alaw), "abc");
+    std::filesystem::create_directory(folder_ / "a.alaw");
     try {
         sink->Finish();
-        FAIL() << "written";
+        FAIL() << "kept";
     } catch (const vms::HostError& error) {
-        EXPECT_THAT(error.what(), HasSubstr("jpeg"));
+        const std::string text = error.what();
+        const size_t at = text.find("what has come is in ");
+        ASSERT_NE(at, std::string::npos) << text;
+        EXPECT_EQ(Content(text.substr(at + 20)), "abc");
     }
-    std::filesystem::remove(path);
 }
 
 TEST(TalkFile, OnlyG711IsTaken) {
