@@ -29,7 +29,8 @@ bool DescribeDevice(DeviceConnection& device, const DeviceProfile& profile,
                     __tagTvSearchDeviceParam& info) {
     const DeviceAddress& address = device.Address();
     if (!device.Call(address.Url(&Api::GetUrlDevInfo), Api::GetVersionRequestData(),
-                     [&](const std::string& answer) { return ReadInfo(answer, info); }))
+                     [&](const std::string& answer) { return ReadInfo(answer, info); },
+                     kShortAnswer))
         return false;
     info.devtype = profile.recorder ? kRecorder : kCamera;
     info.channelnum = profile.channels;

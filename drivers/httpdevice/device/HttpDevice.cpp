@@ -192,7 +192,10 @@ int HttpDevice::GetDevicePermission(std::string* body) {
     __tagTvDevicePermission permission;
     const bool known = connection_->Call(
         connection_->Address().Url(&Api::GetUrlUserManager), R"({"action":"get"})",
-        [&](const std::string& answer) { return read(answer.c_str(), permission) == 0; });
+        [&](const std::string& answer) {
+            permission = {};
+            return read(answer.c_str(), permission) == 0 && permission.channels.size() <= kMaxItems;
+        });
     if (!known)
         return -1;
     *body = Describe(permission);
