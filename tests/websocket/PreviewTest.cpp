@@ -81,6 +81,9 @@ TEST_F(Preview, ASecondStartReleasesTheFirstClient) {
     ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines.front(), "client: release");
     EXPECT_EQ(source_.GetStreamUri(), "other");
+    source_.SetConnectTimeout(std::chrono::milliseconds(500));
+    ASSERT_EQ(source_.StartPreview("third", 4, 0, &sink_), 0);
+    EXPECT_EQ(Journal().back(), "client: connect 10.0.0.7 8080 \"\" websocket 500 secure");
 }
 
 TEST_F(Preview, WithoutAClientNothingStarts) {

@@ -76,12 +76,11 @@ bool DescribeChannels(DeviceConnection& device, const DeviceProfile& profile, st
         if (std::chrono::steady_clock::now() > deadline)
             return false;
         std::string name;
-        const bool known =
-            device.Call(device.Address().Url(&Api::GetUrlOsdGet) + "?channel=" + std::to_string(i),
-                        Api::GetOsdGetRequestData(), [&](const std::string& answer) {
-                            return Api::DeSerializeOsdGet(answer.c_str(), name) == 0 &&
-                                   name.size() <= kMaxName;
-                        });
+        const bool known = device.Call(
+            device.Address().Url(&Api::GetUrlOsdGet) + "?channel=" + std::to_string(i),
+            Api::GetOsdGetRequestData(), [&](const std::string& answer) {
+                return Api::DeSerializeOsdGet(answer.c_str(), name) == 0 && name.size() <= kMaxName;
+            });
         if (!known)
             return false;
         Json::Value channel;

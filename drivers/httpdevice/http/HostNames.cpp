@@ -17,9 +17,8 @@ constexpr std::chrono::milliseconds kLookTime{100};
 /// @return "" for an address that belongs to one network card only
 std::string ToText(const ResolvedAddress& address) {
     char text[NI_MAXHOST] = "";
-    const int error =
-        getnameinfo(reinterpret_cast<const sockaddr*>(&address.address), address.length, text,
-                    sizeof text, nullptr, 0, NI_NUMERICHOST);
+    const int error = getnameinfo(reinterpret_cast<const sockaddr*>(&address.address),
+                                  address.length, text, sizeof text, nullptr, 0, NI_NUMERICHOST);
     const std::string numbers = error == 0 ? text : "";
     return numbers.find('%') == std::string::npos ? numbers : "";
 }

@@ -15,8 +15,8 @@ namespace vms::httpdevice {
 /// A POST to a device.
 struct HttpRequest {
     std::string url;
-    std::string body;     ///< JSON
-    std::string session;  ///< goes into the Cookie and Api-Session headers; "" = none
+    std::string body;                  ///< JSON
+    std::string session;               ///< goes into the Cookie and Api-Session headers; "" = none
     AnswerBound bound = kShortAnswer;  ///< of the answer; `maxAnswerBytes` holds besides
 };
 
@@ -43,8 +43,8 @@ public:
     /// @param cancelled ends the wait within a second of becoming true
     HttpReply Perform(HttpRequest request, const std::atomic<bool>& cancelled);
 
-    // For whoever drives the handle itself: Prepare, Locate until it is known where the host is, let
-    // it run, then Finish.
+    // For whoever drives the handle itself: Prepare, Locate until it is known where the host is,
+    // let it run, then Finish.
     enum class Place { kKnown, kAsked, kUnknown };
     CURL* Handle() { return curl_; }
     void Prepare(HttpRequest request);

@@ -25,7 +25,8 @@ constexpr std::chrono::milliseconds kCancelTime{100};
 
 DeviceConnection::DeviceConnection(const __tagTvVideoParam& device,
                                    std::shared_ptr<FamilyRuntime> runtime)
-    : address_(device), runtime_(std::move(runtime)),
+    : address_(device),
+      runtime_(std::move(runtime)),
       transfer_(runtime_->Settings(), runtime_->Reactor().Names()) {}
 
 DeviceConnection::~DeviceConnection() {

@@ -83,8 +83,7 @@ private:
     bool EnsureSession() VMS_REQUIRES(requestMutex_) VMS_EXCLUDES(stateMutex_);
     bool Recover(int code, const std::string& session) VMS_REQUIRES(requestMutex_)
         VMS_EXCLUDES(stateMutex_);
-    bool ProveKey(const std::string& session) VMS_REQUIRES(requestMutex_)
-        VMS_EXCLUDES(stateMutex_);
+    bool ProveKey(const std::string& session) VMS_REQUIRES(requestMutex_) VMS_EXCLUDES(stateMutex_);
     HttpReply Carry(HttpRequest request) VMS_REQUIRES(requestMutex_) VMS_EXCLUDES(stateMutex_);
 
     // Logins, on whichever thread.

@@ -16,11 +16,10 @@ void DeviceConnection::VerifyThen(Then then) {
     const std::string session = Session();
     if (session.empty())
         return WithSession(std::move(then));
-    runtime_->Reactor().Post(
-        Heartbeat(session),
-        [self = shared_from_this(), session, then = std::move(then)](const HttpReply& reply) {
-            self->OnVerified(session, reply, then);
-        });
+    runtime_->Reactor().Post(Heartbeat(session), [self = shared_from_this(), session,
+                                                  then = std::move(then)](const HttpReply& reply) {
+        self->OnVerified(session, reply, then);
+    });
 }
 
 void DeviceConnection::OnVerified(const std::string& session, const HttpReply& reply,
@@ -76,8 +75,7 @@ void DeviceConnection::SendLogin(std::shared_ptr<LoginDialog> dialog, HttpReques
         std::move(request),
         [self = shared_from_this(), dialog = std::move(dialog)](const HttpReply& reply) {
             self->NoteReply(reply);
-            self->runtime_->Logins().Run(
-                [self, dialog, reply] { self->StepLogin(dialog, reply); });
+            self->runtime_->Logins().Run([self, dialog, reply] { self->StepLogin(dialog, reply); });
         });
 }
 

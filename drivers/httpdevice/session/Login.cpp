@@ -154,12 +154,11 @@ std::optional<HttpRequest> LoginDialog::TakeChallenge(const std::string& answer)
         return End(Kind::kRefused, "asks for too many iterations");
     challenged_ = true;
     provesKey_ = challenge.IsSecondFamily();
-    return HttpRequest{
-        address_.Url(&Api::GetUrlLogin),
-        Api::GetLoginRequestData(Escaped(address_.User()).c_str(),
-                                 Proof(address_, challenge).c_str(),
-                                 Escaped(challenge.sessionId).c_str(), Now().c_str()),
-        ""};
+    return HttpRequest{address_.Url(&Api::GetUrlLogin),
+                       Api::GetLoginRequestData(
+                           Escaped(address_.User()).c_str(), Proof(address_, challenge).c_str(),
+                           Escaped(challenge.sessionId).c_str(), Now().c_str()),
+                       ""};
 }
 
 std::optional<HttpRequest> LoginDialog::TakeSession(const std::string& answer) {

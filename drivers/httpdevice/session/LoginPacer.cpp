@@ -12,7 +12,7 @@ constexpr milliseconds kRefusedPause{5000};
 constexpr milliseconds kFirstPause{1000};
 constexpr milliseconds kLongestPause{60'000};
 constexpr milliseconds kUnreachablePause{500};
-constexpr std::chrono::seconds kLongSession{60};
+constexpr std::chrono::seconds kLongSession{10};
 constexpr int kMaxDoublings = 6;
 
 milliseconds Doubled(milliseconds pause, int times) {

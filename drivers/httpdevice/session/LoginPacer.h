@@ -9,8 +9,8 @@ namespace vms::httpdevice {
 /// When the next login to a device may begin. Devices lock accounts, so a refused login is followed
 /// by a pause of 5 s that doubles up to 60 s; one that the device left in the middle by a pause of
 /// 1 s that does the same. A session may end for good reasons, and a new one is made at once; of
-/// those that end within a minute each costs a pause as well, from the second on. Thread-bound; the
-/// time is the caller's.
+/// those that end within ten seconds each costs a pause as well, from the second on. Thread-bound;
+/// the time is the caller's.
 class LoginPacer {
 public:
     using Clock = std::chrono::steady_clock;

@@ -15,7 +15,8 @@ constexpr std::size_t kMaxToken = 512;
 }  // namespace
 
 SyncSession::SyncSession(std::shared_ptr<DeviceConnection> device)
-    : device_(std::move(device)), link_(DeviceLink::Make(device_, *this, DeviceLink::Carries::kTexts)) {
+    : device_(std::move(device)),
+      link_(DeviceLink::Make(device_, *this, DeviceLink::Carries::kTexts)) {
     device_->Runtime()->Add(this);
 }
 

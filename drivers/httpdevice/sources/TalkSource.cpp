@@ -28,7 +28,9 @@ uint64_t NowMs() {
 }  // namespace
 
 TalkSource::TalkSource(std::shared_ptr<DeviceConnection> device, int encode)
-    : device_(std::move(device)), deviceEncode_(encode), link_(DeviceLink::Make(device_, *this, DeviceLink::Carries::kTexts)) {
+    : device_(std::move(device)),
+      deviceEncode_(encode),
+      link_(DeviceLink::Make(device_, *this, DeviceLink::Carries::kTexts)) {
     device_->Runtime()->Add(this);
 }
 

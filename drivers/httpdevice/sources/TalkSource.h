@@ -14,7 +14,8 @@
 namespace vms::httpdevice {
 
 /// Carries a player's audio to the device, over a connection of its own. What comes before the
-/// device has agreed waits, a second or two of it and 1 MiB at most. Thread-safe; nothing waits for the device.
+/// device has agreed waits, a second or two of it and 1 MiB at most. Thread-safe; nothing waits for
+/// the device.
 class TalkSource final : public ITalkStreamServer, private DeviceLink::Listener, private Closable {
 public:
     /// @param encode audio codec code that the device wants; 0 = not known
