@@ -1,4 +1,5 @@
 #include "tests/websocket/SourceFixture.h"
+#include "websocket/ClientText.h"
 #include "websocket/TaveroPreview_ws.h"
 
 namespace vms::test {
@@ -188,6 +189,8 @@ TEST_F(Preview, WhatIsNoFrameNeverReachesTheSink) {
                      "3 OnRecv: [ip=10.0.0.7, port=8080, ch=3]ws recv unknown data:datalen=36"}));
     source_.OnClose(1, 1006, "lost");
     EXPECT_TRUE(sink_.Messages().empty()) << "no data had flowed";
+    const std::string longText(1 << 20, 'x');
+    EXPECT_EQ(LoggableText(longText.data(), 1 << 20).size(), 65'536u) << "cut for the log";
 }
 
 TEST_F(Preview, VideoFramesAreCountedInTheLog) {

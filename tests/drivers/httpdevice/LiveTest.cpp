@@ -122,13 +122,16 @@ TEST_F(LiveTest, MediaConnectionsHaveTheConnectTimeout) {
     const auto hasty = Make(description);
     const std::unique_ptr<IPreviewStreamServer> longer(
         patient.CreatePreviewServer(device.get(), -1, nullptr));
-    const auto shorter = MakePreview(*hasty);
-    ASSERT_TRUE(longer && shorter);
+    const std::unique_ptr<IPreviewStreamServer> shorter[] = {MakePreview(*hasty),
+                                                             MakePreview(*hasty)};
+    ASSERT_TRUE(longer && shorter[0] && shorter[1]);
     sim.SetFault(0, "wsSilent");
     UnitRecorder sink;
     ASSERT_EQ(longer->StartPreview("long", 0, 0, &sink), 0);
-    ASSERT_EQ(shorter->StartPreview("short", 0, 0, &sink), 0);
-    EXPECT_TRUE(Eventually([&] { return shorter->GetCloseGetStreamStatus(); }));
+    for (const auto& preview : shorter) {
+        ASSERT_EQ(preview->StartPreview("short", 0, 0, &sink), 0);
+        EXPECT_TRUE(Eventually([&] { return preview->GetCloseGetStreamStatus(); }));
+    }
     EXPECT_FALSE(longer->GetCloseGetStreamStatus()) << "the first to begin, the last to give up";
 }
 

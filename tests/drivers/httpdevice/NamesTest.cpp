@@ -85,13 +85,13 @@ TEST_F(NamesTest, ADeadNameServerHoldsUpNoOtherDevice) {
     description.ip = "dead.test";
     const auto dead = Make(description);
     ASSERT_TRUE(Eventually([] { return nameServer.Asked() > 0; }));
-    EXPECT_EQ(dead->GetDevSessionId(), "");
-    EXPECT_FALSE(Works(*dead));
     const auto beats = [&] {
         return sim.State(0)["stats"]["counts"]["session/heart-beat"].asInt();
     };
     const int before = beats();
     ASSERT_TRUE(Eventually([&] { return beats() > before + 5; }));
+    EXPECT_EQ(dead->GetDevSessionId(), "");
+    EXPECT_FALSE(Works(*dead));
     EXPECT_EQ(nameServer.Asked(), 1) << "once at a time";
     for (const bool https : {false, true}) {
         description = sim.Device(1, https);
