@@ -20,7 +20,8 @@ struct ResolvedAddress {
 };
 
 /// Looks up host names on threads of its own, since a dead name server holds a look-up for many
-/// seconds: a few at a time, so that the rest of the process does not pay for it. Thread-safe.
+/// seconds: not too many at a time, so that the rest of the process does not pay for it.
+/// Thread-safe.
 class VMS_PLATFORM_API HostResolver {
 public:
     using Addresses = std::vector<ResolvedAddress>;
@@ -32,7 +33,7 @@ public:
     using Wanted = std::shared_ptr<const std::atomic<bool>>;
 
     /// @param maxThreads names that are looked up at the same time, at least 1
-    explicit HostResolver(int maxThreads = 8);
+    explicit HostResolver(int maxThreads = 64);
 
     /// Returns once no callback runs or will run, and all of them have been destroyed. Threads
     /// still inside a look-up are left behind and end with it; they hold nothing but memory of

@@ -8,7 +8,6 @@
 namespace vms::httpdevice {
 namespace {
 
-constexpr int kMaxThreads = 64;
 constexpr std::size_t kMaxNames = 10'000;
 constexpr std::size_t kMaxAddresses = 16;
 constexpr std::chrono::seconds kFreshTime{60};
@@ -63,7 +62,7 @@ void HostLookUp::Set(Result result) {
 }
 
 HostNames::HostNames(std::function<void()> onAnswer)
-    : onAnswer_(std::move(onAnswer)), resolver_(std::make_unique<HostResolver>(kMaxThreads)) {}
+    : onAnswer_(std::move(onAnswer)), resolver_(std::make_unique<HostResolver>()) {}
 
 HostNames::~HostNames() {
     Stop();
