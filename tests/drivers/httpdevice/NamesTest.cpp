@@ -26,6 +26,11 @@ public:
         vms::MutexLock lock(mutex_);
         return asked_;
     }
+    void Die() {
+        vms::MutexLock lock(mutex_);
+        alive_ = false;
+        asked_ = 0;
+    }
     void Revive() {
         vms::MutexLock lock(mutex_);
         alive_ = true;
@@ -70,6 +75,10 @@ namespace {
 
 class NamesTest : public FamilyFixture {
 protected:
+    void SetUp() override {
+        nameServer.Die();
+        foldersTrusted = 0;
+    }
     void TearDown() override {
         nameServer.Revive();
         SetWebSocketSettings({});
