@@ -3,14 +3,11 @@
 #include <exception>
 #include <utility>
 
-#include "deviceapi/Tavero_Http_Encode.h"
 #include "drivers/common/DriverLog.h"
 #include "drivers/httpdevice/session/AnswerCode.h"
 #include "drivers/httpdevice/session/DeviceConnection.h"
 
 namespace vms::httpdevice {
-
-using Api = Tavero_Http_Encode;
 
 void DeviceConnection::VerifyThen(Then then) {
     const std::string session = Session();
