@@ -7,6 +7,7 @@
 #include "platform/Export.h"
 
 class ILogHandler;
+class IWebSocketClient;
 
 namespace vms {
 
@@ -38,3 +39,7 @@ VMS_PLATFORM_API WebSocketSettings GetWebSocketSettings();
 VMS_PLATFORM_API void SetWebSocketLog(ILogHandler* log);
 
 }  // namespace vms
+
+/// A client that goes by settings of its own instead of those of the process; values out of range
+/// are moved into it. Freed with Release; null without memory.
+VMS_PLATFORM_API IWebSocketClient* CreateWebSocketClient(const vms::WebSocketSettings& settings);

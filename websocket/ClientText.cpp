@@ -2,6 +2,8 @@
 
 #include <json/value.h>
 
+#include <algorithm>
+
 #include "platform/IWebSocketClient.h"
 
 namespace vms {
@@ -11,7 +13,8 @@ std::string AfterEqualsSign(std::string_view text) {
 }
 
 std::string LoggableText(const char* data, int length) {
-    return std::string(data, static_cast<std::size_t>(length));
+    constexpr int kMaxLength = 64 << 10;
+    return std::string(data, static_cast<std::size_t>(std::min(length, kMaxLength)));
 }
 
 std::string SendRequest(IWebSocketClient& client, const Json::Value& request) {

@@ -12,7 +12,7 @@ namespace vms {
 /// The part of `text` after its first "=", or the whole text.
 std::string AfterEqualsSign(std::string_view text);
 
-/// Bytes from the network as a log line may show them.
+/// Bytes from the network as a log line may show them: the first 64 KiB.
 std::string LoggableText(const char* data, int length);
 
 /// Sends the styled text of a request. @return that text, for the log

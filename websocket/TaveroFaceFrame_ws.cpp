@@ -2,6 +2,7 @@
 
 #include <json/value.h>
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -16,7 +17,7 @@ namespace {
 
 using vms::kFaceHeaderSize;
 
-constexpr int kConnectTimeoutMs = 3000;
+constexpr std::chrono::milliseconds kLongestConnect{86'400'000};
 
 Json::Value StartRequest(const std::string& session) {
     Json::Value subscription;
@@ -52,6 +53,11 @@ TaveroFaceFrame_ws::~TaveroFaceFrame_ws() {
         old->Release();
 }
 
+void TaveroFaceFrame_ws::SetConnectTimeout(std::chrono::milliseconds time) {
+    time = std::clamp(time, std::chrono::milliseconds(1), kLongestConnect);
+    connectTimeoutMs = static_cast<int>(time.count());
+}
+
 int TaveroFaceFrame_ws::StartFaceFrame(std::string key, int, IStreamCallback* sink) {
     if (IWebSocketClient* const old = client.exchange(nullptr))
         old->Release();
@@ -69,7 +75,7 @@ int TaveroFaceFrame_ws::StartFaceFrame(std::string key, int, IStreamCallback* si
     callback = sink;
     startPending = true;
     client = fresh;
-    fresh->Connect(ip.c_str(), port, "events", "websocket", kConnectTimeoutMs, false);
+    fresh->Connect(ip.c_str(), port, "events", "websocket", connectTimeoutMs, false);
     return 0;
 }
 

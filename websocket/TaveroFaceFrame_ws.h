@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -25,6 +26,9 @@ public:
     ~TaveroFaceFrame_ws() override;
     TaveroFaceFrame_ws(const TaveroFaceFrame_ws&) = delete;
     TaveroFaceFrame_ws& operator=(const TaveroFaceFrame_ws&) = delete;
+
+    /// For connections from now on: 3 s unless it is set. At least 1 ms, at most a day.
+    void SetConnectTimeout(std::chrono::milliseconds time);
 
     // IFaceFrameServer
 
@@ -61,4 +65,6 @@ private:
     std::atomic<IWebSocketClient*> client{nullptr};
 
     vms::ReusableBuffer frame;  ///< receive thread only
+
+    std::atomic<int> connectTimeoutMs{3000};
 };

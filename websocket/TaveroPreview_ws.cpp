@@ -2,6 +2,7 @@
 
 #include <json/value.h>
 
+#include <algorithm>
 #include <cstring>
 #include <ctime>
 #include <utility>
@@ -18,7 +19,7 @@ namespace {
 using vms::kDeviceFrameHeaderSize;
 using vms::kStreamFrameHeaderSize;
 
-constexpr int kConnectTimeoutMs = 3000;
+constexpr std::chrono::milliseconds kLongestConnect{86'400'000};
 constexpr int64_t kCountLogSeconds = 2;
 constexpr const char* kConnectionLost = "3";
 
@@ -72,6 +73,11 @@ TaveroPreview_ws::~TaveroPreview_ws() {
         old->Release();
 }
 
+void TaveroPreview_ws::SetConnectTimeout(std::chrono::milliseconds time) {
+    time = std::clamp(time, std::chrono::milliseconds(1), kLongestConnect);
+    connectTimeoutMs = static_cast<int>(time.count());
+}
+
 int TaveroPreview_ws::StartPreview(std::string key, int channelNumber, int streamNumber,
                                    IStreamCallback* sink) {
     // Released first: its events read what is about to change.
@@ -93,7 +99,7 @@ int TaveroPreview_ws::StartPreview(std::string key, int channelNumber, int strea
     callback = sink;
     playPending = true;
     client = fresh;
-    fresh->Connect(ip.c_str(), port, "", "websocket", kConnectTimeoutMs, secure);
+    fresh->Connect(ip.c_str(), port, "", "websocket", connectTimeoutMs, secure);
     return 0;
 }
 

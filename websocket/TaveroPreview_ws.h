@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -33,6 +34,9 @@ public:
     ~TaveroPreview_ws() override;
     TaveroPreview_ws(const TaveroPreview_ws&) = delete;
     TaveroPreview_ws& operator=(const TaveroPreview_ws&) = delete;
+
+    /// For connections from now on: 3 s unless it is set. At least 1 ms, at most a day.
+    void SetConnectTimeout(std::chrono::milliseconds time);
 
     // IPreviewStreamServer
 
@@ -81,4 +85,6 @@ private:
 
     const vms::Clock now;
     vms::ReusableBuffer frame;  ///< receive thread only
+
+    std::atomic<int> connectTimeoutMs{3000};
 };

@@ -146,7 +146,8 @@ IPlaybackStreamServer* HttpDeviceFactory::CreateSyncPlaybackChannelServer(IVideo
                                                                           std::string token) {
     auto connection = ConnectionOf(device);
     int beginTime = 0;
-    if (connection == nullptr || !connection->Runtime()->FindSession(token, beginTime))
+    if (connection == nullptr ||
+        !connection->Runtime()->FindSession(connection->Address(), token, beginTime))
         return nullptr;
     return new SyncChannelSource(std::move(connection), channel, std::move(token), beginTime);
 }

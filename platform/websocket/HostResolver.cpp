@@ -4,7 +4,7 @@
 #include <netdb.h>
 
 #include <cstring>
-#include <deque>
+#include <list>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -14,8 +14,6 @@
 
 namespace vms {
 namespace {
-
-constexpr int kMaxThreads = 8;
 
 /// getaddrinfo as values. @param error null or a text that lives for ever
 HostResolver::Addresses LookUp(const std::string& host, uint16_t port, int flags,
@@ -49,37 +47,49 @@ void PinLibrary() {
 
 }  // namespace
 
-/// What resolver and threads share; the last one of them frees it.
+/// What resolver and threads share; the last one of them frees it. A thread inside a look-up holds
+/// the name alone: what belongs to the asker stays in here, so that Stop can let go of it.
 class HostResolver::Shared : public std::enable_shared_from_this<Shared> {
 public:
     struct Question {
         std::string host;
-        uint16_t port;
+        uint16_t port = 0;
         Wanted wanted;
         Callback callback;
     };
+
+    explicit Shared(int maxThreads) : maxThreads_(maxThreads) {}
 
     bool Add(Question question) VMS_EXCLUDES(mutex_) {
         MutexLock lock(mutex_);
         if (stopping_)
             return false;
-        questions_.push_back(std::move(question));
-        if (threads_ >= kMaxThreads || StartThread() || threads_ > 0)
+        waiting_.push_back(std::move(question));
+        if (threads_ >= maxThreads_ || StartThread() || threads_ > 0)
             return true;
-        questions_.pop_back();
+        waiting_.pop_back();
         return false;
     }
 
     void Stop() VMS_EXCLUDES(mutex_) {
-        std::deque<Question> dropped;
+        std::list<Question> dropped;
         MutexLock lock(mutex_);
         stopping_ = true;
-        dropped.swap(questions_);
+        dropped.swap(waiting_);
+        dropped.splice(dropped.end(), underWay_);
         while (answering_ > 0)
             answered_.Wait(mutex_);
     }
 
 private:
+    using Place = std::list<Question>::iterator;
+    struct Task {
+        std::string host;
+        uint16_t port = 0;
+        bool wanted = false;
+        Place place;
+    };
+
     bool StartThread() VMS_REQUIRES(mutex_) {
         PinLibrary();
         const BlockedSignals blocked;
@@ -93,48 +103,57 @@ private:
     }
 
     void Run() {
-        Question question;
-        while (Next(question)) {
-            if (*question.wanted)
-                Answer(question);
-            question = {};
+        Task task;
+        while (Next(task)) {
+            const char* error = nullptr;
+            Addresses addresses;
+            if (task.wanted)
+                addresses = LookUp(task.host, task.port, AI_ADDRCONFIG, error);
+            Answer(task, addresses, error);
         }
     }
 
-    bool Next(Question& question) VMS_EXCLUDES(mutex_) {
+    bool Next(Task& task) VMS_EXCLUDES(mutex_) {
         MutexLock lock(mutex_);
-        if (questions_.empty()) {
+        if (waiting_.empty()) {
             --threads_;
             return false;
         }
-        question = std::move(questions_.front());
-        questions_.pop_front();
+        const Place place = waiting_.begin();
+        underWay_.splice(underWay_.end(), waiting_, place);
+        task = {place->host, place->port, *place->wanted, place};
         return true;
     }
 
-    void Answer(const Question& question) VMS_EXCLUDES(mutex_) {
-        const char* error = nullptr;
-        const Addresses addresses = LookUp(question.host, question.port, AI_ADDRCONFIG, error);
+    void Answer(const Task& task, const Addresses& addresses, const char* error)
+        VMS_EXCLUDES(mutex_) {
+        std::list<Question> answered;
         MutexLock lock(mutex_);
         if (stopping_)
-            return;
+            return;  // the question has gone
+        answered.splice(answered.end(), underWay_, task.place);
         ++answering_;
         lock.Unlock();
-        question.callback(addresses, error);
+        if (task.wanted)
+            answered.front().callback(addresses, error);
+        answered.clear();
         lock.Lock();
         --answering_;
         answered_.NotifyAll();
     }
 
+    const int maxThreads_;
+
     Mutex mutex_;
     CondVar answered_;
-    std::deque<Question> questions_ VMS_GUARDED_BY(mutex_);
+    std::list<Question> waiting_ VMS_GUARDED_BY(mutex_);
+    std::list<Question> underWay_ VMS_GUARDED_BY(mutex_);
     int threads_ VMS_GUARDED_BY(mutex_) = 0;
     int answering_ VMS_GUARDED_BY(mutex_) = 0;  ///< threads inside a callback
     bool stopping_ VMS_GUARDED_BY(mutex_) = false;
 };
 
-HostResolver::HostResolver() : shared_(std::make_shared<Shared>()) {}
+HostResolver::HostResolver(int maxThreads) : shared_(std::make_shared<Shared>(maxThreads)) {}
 
 HostResolver::~HostResolver() {
     shared_->Stop();

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/Export.h"
+
 namespace vms {
 
 /// An address to connect to, with port.
@@ -18,8 +20,9 @@ struct ResolvedAddress {
 };
 
 /// Looks up host names on threads of its own, since a dead name server holds a look-up for many
-/// seconds: a few at a time, so that the rest of the process does not pay for it. Thread-safe.
-class HostResolver {
+/// seconds: not too many at a time, so that the rest of the process does not pay for it.
+/// Thread-safe.
+class VMS_PLATFORM_API HostResolver {
 public:
     using Addresses = std::vector<ResolvedAddress>;
 
@@ -29,10 +32,12 @@ public:
     /// Whether the asker still waits; a look-up that nobody waits for is not begun.
     using Wanted = std::shared_ptr<const std::atomic<bool>>;
 
-    HostResolver();
+    /// @param maxThreads names that are looked up at the same time, at least 1
+    explicit HostResolver(int maxThreads = 64);
 
-    /// Returns once no callback runs or will run. Threads still inside a look-up are left behind
-    /// and end with it; they hold nothing but memory of their own.
+    /// Returns once no callback runs or will run, and all of them have been destroyed. Threads
+    /// still inside a look-up are left behind and end with it; they hold nothing but memory of
+    /// their own.
     ~HostResolver();
     HostResolver(const HostResolver&) = delete;
     HostResolver& operator=(const HostResolver&) = delete;

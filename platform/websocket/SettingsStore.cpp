@@ -1,8 +1,8 @@
 #include <algorithm>
 
 #include "platform/Mutex.h"
-#include "platform/WebSocketSettings.h"
 #include "platform/websocket/ClientLog.h"
+#include "platform/websocket/SettingsStore.h"
 
 namespace vms {
 namespace {
@@ -20,13 +20,17 @@ Store& TheStore() {
 
 }  // namespace
 
-void SetWebSocketSettings(const WebSocketSettings& settings) {
+WebSocketSettings InRange(WebSocketSettings settings) {
     constexpr std::chrono::milliseconds kLeastTime{1};
-    WebSocketSettings valid = settings;
-    valid.maxMessageBytes = std::clamp<std::size_t>(settings.maxMessageBytes, 1, 1 << 30);
-    valid.pingAfter = std::max(settings.pingAfter, kLeastTime);
-    valid.pongTimeout = std::max(settings.pongTimeout, kLeastTime);
-    valid.closeTimeout = std::max(settings.closeTimeout, kLeastTime);
+    settings.maxMessageBytes = std::clamp<std::size_t>(settings.maxMessageBytes, 1, 1 << 30);
+    settings.pingAfter = std::max(settings.pingAfter, kLeastTime);
+    settings.pongTimeout = std::max(settings.pongTimeout, kLeastTime);
+    settings.closeTimeout = std::max(settings.closeTimeout, kLeastTime);
+    return settings;
+}
+
+void SetWebSocketSettings(const WebSocketSettings& settings) {
+    WebSocketSettings valid = InRange(settings);
     Store& store = TheStore();
     MutexLock lock(store.mutex);
     store.settings = std::move(valid);

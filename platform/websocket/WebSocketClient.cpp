@@ -7,18 +7,20 @@
 
 #include "platform/websocket/ClientSession.h"
 #include "platform/websocket/IoThreads.h"
+#include "platform/websocket/SettingsStore.h"
 
 namespace vms {
 namespace {
 
 /// @return null when there is no connection to be had
 std::shared_ptr<Connection> MakeConnection(ConnectionRequest request,
+                                           const WebSocketSettings& settings,
                                            std::shared_ptr<ClientSession> session) try {
     IoThreads* const io = IoThreads::Get();
     if (io == nullptr)
         return nullptr;
     const auto make = request.secure ? &MakeTlsConnection : &MakePlainConnection;
-    return make(*io, std::move(request), GetWebSocketSettings(), std::move(session));
+    return make(*io, std::move(request), settings, std::move(session));
 } catch (const std::exception& error) {
     ClientLog::CannotConnect(error.what());
     return nullptr;
@@ -26,7 +28,8 @@ std::shared_ptr<Connection> MakeConnection(ConnectionRequest request,
 
 }  // namespace
 
-WebSocketClient::WebSocketClient() : session_(std::make_shared<ClientSession>()) {}
+WebSocketClient::WebSocketClient(std::optional<WebSocketSettings> settings)
+    : settings_(std::move(settings)), session_(std::make_shared<ClientSession>()) {}
 
 WebSocketClient::~WebSocketClient() = default;
 
@@ -43,7 +46,9 @@ bool WebSocketClient::Connect(const char* host, int port, const char* path, cons
     if (std::exchange(used_, true) || stopped_)
         return false;
     lock.Unlock();
-    const auto connection = request ? MakeConnection(std::move(*request), session_) : nullptr;
+    const WebSocketSettings settings = settings_ ? *settings_ : GetWebSocketSettings();
+    const auto connection =
+        request ? MakeConnection(std::move(*request), settings, session_) : nullptr;
     if (connection == nullptr) {
         session_->MarkClosed();
         return false;
@@ -111,6 +116,14 @@ std::shared_ptr<Connection> WebSocketClient::CurrentConnection() {
 IWebSocketClient* CreateWebSocketClient() {
     try {
         return new vms::WebSocketClient;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+IWebSocketClient* CreateWebSocketClient(const vms::WebSocketSettings& settings) {
+    try {
+        return new vms::WebSocketClient(vms::InRange(settings));
     } catch (const std::bad_alloc&) {
         return nullptr;
     }

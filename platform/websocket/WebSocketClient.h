@@ -1,9 +1,11 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "platform/IWebSocketClient.h"
 #include "platform/Mutex.h"
+#include "platform/WebSocketSettings.h"
 
 namespace vms {
 
@@ -14,7 +16,8 @@ class Connection;
 /// so that it can go at any moment.
 class WebSocketClient final : public IWebSocketClient {
 public:
-    WebSocketClient();
+    /// @param settings of this client alone; nothing = those of the process when it connects
+    explicit WebSocketClient(std::optional<WebSocketSettings> settings = std::nullopt);
 
     void Release() override;
     bool Connect(const char* host, int port, const char* path, const char* protocol, int timeoutMs,
@@ -32,6 +35,7 @@ private:
     bool SendFrame(const char* data, int length, bool text) VMS_EXCLUDES(mutex_);
     std::shared_ptr<Connection> CurrentConnection() VMS_EXCLUDES(mutex_);
 
+    const std::optional<WebSocketSettings> settings_;
     const std::shared_ptr<ClientSession> session_;
 
     Mutex mutex_;

@@ -12,6 +12,7 @@ using After = WireAnswer::After;
 
 constexpr long long kMaxDepth = 10'000'000;
 constexpr long long kMaxMebibytes = 256;
+constexpr long long kMaxItems = 50'000'000;
 
 Json::Value OtherType(const Json::Value& value);
 
@@ -43,6 +44,15 @@ std::string HugeBody(long long mebibytes) {
     return "{\"code\":0,\"data\":{\"text\":\"" + std::string(size, 'x') + "\"}}";
 }
 
+// Where the list of a camera stands, or that of a recorder.
+std::string ManyItems(long long count, bool isList) {
+    std::string items;
+    for (long long i = 0; i < std::min(count, kMaxItems); ++i)
+        items += i == 0 ? "{}" : ",{}";
+    return isList ? "{\"code\":0,\"data\":[" + items + "]}"
+                  : "{\"code\":0,\"data\":{\"itemList\":[" + items + "]}}";
+}
+
 std::string Junk() {
     std::string junk;
     for (int i = 0; i < 300; ++i)
@@ -60,6 +70,8 @@ std::string BodyOf(const FaultBoard& faults, const std::string& endpoint, const 
         return DeepBody(*depth);
     if (const auto size = faults.Find(F::HugeBody, endpoint))
         return HugeBody(*size);
+    if (const auto count = faults.Find(F::ManyItems, endpoint))
+        return ManyItems(*count, answer.data.isArray());
     if (const auto code = faults.Find(F::Code, endpoint))
         return Envelope(static_cast<ResultCode>(*code));
     if (faults.Has(F::WrongTypes, endpoint)) {
@@ -75,11 +87,11 @@ std::chrono::milliseconds Time(std::optional<long long> value) {
     return std::chrono::milliseconds(std::min(value.value_or(0), 3'600'000LL));
 }
 
-HttpAnswer Page500() {
+HttpAnswer ErrorPage(long long status) {
     HttpAnswer answer;
-    answer.status = 500;
+    answer.status = static_cast<int>(std::clamp(status, 200LL, 599LL));
     answer.contentType = "text/html";
-    answer.body = "<html><body><h1>Internal error</h1></body></html>";
+    answer.body = "<html><body><h1>Error " + std::to_string(answer.status) + "</h1></body></html>";
     return answer;
 }
 
@@ -107,7 +119,9 @@ WireAnswer ApplyFaults(const FaultBoard& faults, const std::string& endpoint,
     http.contentType = "application/json";
     http.body = BodyOf(faults, endpoint, answer);
     if (faults.Has(F::Http500, endpoint))
-        http = Page500();
+        http = ErrorPage(500);
+    if (const auto status = faults.Find(F::HttpStatus, endpoint))
+        http = ErrorPage(*status);
     WireAnswer wire = WriteWire(http, keepAlive);
     if (faults.Has(F::DropInside, endpoint)) {
         wire.bytes.resize(wire.bytes.size() -

@@ -92,6 +92,8 @@ ApiAnswer Heartbeat(Device&, const ApiCall& call) {
 }
 
 ApiAnswer SecurityCapability(Device& device, const ApiCall& call) {
+    if (call.IsSet() && device.faults().Has(DeviceFault::KeyRefused))
+        return ResultCode::WrongKey;
     if (call.IsSet())
         return device.sessions().ProveKey(call.token, Text(call.data(), "nonce"));
     if (!call.IsGet())

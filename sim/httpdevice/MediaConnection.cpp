@@ -15,6 +15,14 @@ constexpr size_t kBurst = 256 * 1024;           // what a recorded stream hands 
 constexpr std::chrono::milliseconds kShortest{10};
 constexpr std::chrono::milliseconds kLongest{250};
 constexpr int kMaxMask = 0xffff;
+constexpr long long kMaxText = 256 * 1024;  // KiB
+
+OutMessage HugeText(long long kibibytes) {
+    const auto size = static_cast<size_t>(std::min(kibibytes, kMaxText)) << 10;
+    Json::Value data(Json::objectValue);
+    data["text"] = std::string(size, 'x');
+    return ActionAnswer("note", ResultCode::Done, data);
+}
 
 }  // namespace
 
@@ -185,6 +193,8 @@ void MediaConnection::OnText(Clock::time_point now, std::string_view text, Batch
         batch.messages.push_back(ActionAnswer("", ResultCode::BadBody));
         return;
     }
+    if (const auto size = device_.faults().Find(DeviceFault::HugeText))
+        batch.messages.push_back(HugeText(*size));
     const ActionResult result = Perform(now, request);
     batch.messages.push_back(ActionAnswer(request.action, result.code, result.data));
     if (EndsConnection(result.code))

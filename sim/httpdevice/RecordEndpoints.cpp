@@ -86,7 +86,19 @@ std::optional<SearchWindow> WindowOf(const ApiCall& call) {
     return SearchWindow{*start, *end, static_cast<int>(*type)};
 }
 
+// A full page of seconds that follow each other: there is always one more.
+std::vector<RecordedPiece> EndlessPieces(int64_t start) {
+    std::vector<RecordedPiece> pieces(static_cast<size_t>(kMaxItems));
+    for (RecordedPiece& piece : pieces) {
+        piece.start = start++;
+        piece.end = start;
+    }
+    return pieces;
+}
+
 ApiAnswer CameraList(Device& device, const SearchWindow& window) {
+    if (device.faults().Has(DeviceFault::EndlessList))
+        return Items(EndlessPieces(window.start), true);
     size_t total = 0;
     return Items(device.channel(0).timeline->Search(window.start, window.end, window.fileType, 0,
                                                     kMaxItems, total),
@@ -101,11 +113,12 @@ ApiAnswer RecorderList(Device& device, const ApiCall& call, const SearchWindow& 
     if (!channel || !stream || !page || !perPage)
         return ResultCode::BadValue;
     size_t total = 0;
-    const auto pieces = device.channel(*channel).timeline->Search(
+    const bool endless = device.faults().Has(DeviceFault::EndlessList);
+    const auto recorded = device.channel(*channel).timeline->Search(
         window.start, window.end, window.fileType, static_cast<size_t>(*page * *perPage),
         static_cast<size_t>(*perPage), total);
     Json::Value data(Json::objectValue);
-    data["itemList"] = Items(pieces, false);
+    data["itemList"] = Items(endless ? EndlessPieces(window.start) : recorded, false);
     data["pageIndex"] = Json::Int64{*page};
     data["pageItems"] = Json::Int64{*perPage};
     data["totalItems"] = Json::UInt64{total};

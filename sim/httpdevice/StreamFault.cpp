@@ -28,6 +28,11 @@ OutMessage WithBadHeader(OutMessage frame) {
     return frame;
 }
 
+OutMessage WithBadTime(OutMessage frame) {
+    frame.head[35] = '\x80';  // the highest byte of the time
+    return frame;
+}
+
 // A reserved operation with a length that never comes: no reader can make sense of it.
 std::string NoWebSocket() {
     return std::string("\xff\xff\xff\xff\xff\xff\xff\xff\xff\xff junk", 15);
@@ -48,7 +53,8 @@ void StreamFault::Rewrite(std::vector<OutMessage>& messages) const {
     const bool only36 = faults_.Has(DeviceFault::Frame36);
     const bool only37 = faults_.Has(DeviceFault::Frame37);
     const bool bad = faults_.Has(DeviceFault::BadHeader);
-    if (!flood && !only36 && !only37 && !bad)
+    const bool badTimes = faults_.Has(DeviceFault::BadTimes);
+    if (!flood && !only36 && !only37 && !bad && !badTimes)
         return;
     std::vector<OutMessage> out;
     for (OutMessage& message : messages) {
@@ -58,6 +64,8 @@ void StreamFault::Rewrite(std::vector<OutMessage>& messages) const {
             out.push_back(HeaderAlone(message, 1));
         if (message.media && bad)
             message = WithBadHeader(std::move(message));
+        if (message.media && badTimes)
+            message = WithBadTime(std::move(message));
         for (long long i = 1; message.media && i < std::min(flood.value_or(1), kMaxFlood); ++i)
             out.push_back(message);
         out.push_back(std::move(message));

@@ -41,7 +41,7 @@ ActionResult Create(Device& device, Clock::time_point now, const ActionRequest& 
     if (!begin || !end || *begin >= *end || !seek || !stream || !type || !speed || !channels)
         return ResultCode::BadValue;
     auto session = std::make_shared<SyncSession>();
-    session->token = RandomHex(8);
+    session->token = device.faults().Has(DeviceFault::SameToken) ? "1" : RandomHex(8);
     session->owner = request.token;
     session->beginMs = *begin;
     session->endMs = *end;

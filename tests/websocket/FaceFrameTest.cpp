@@ -46,6 +46,12 @@ TEST_F(FaceFrame, SubscribesOverAPlainConnection) {
     EXPECT_EQ(Journal().size(), 1u);
 }
 
+TEST_F(FaceFrame, ConnectsInTheTimeItIsGiven) {
+    source_.SetConnectTimeout(std::chrono::hours(1000));
+    ASSERT_EQ(source_.StartFaceFrame("key", 3, &sink_), 0);
+    EXPECT_EQ(Journal().back(), "client: connect 10.0.0.7 8080 \"events\" websocket 86400000");
+}
+
 TEST_F(FaceFrame, StopSendsTheActionAlone) {
     Start();
     source_.StopFaceFrame("key");

@@ -1,4 +1,5 @@
 #include "tests/websocket/SourceFixture.h"
+#include "websocket/ClientText.h"
 #include "websocket/TaveroPreview_ws.h"
 
 namespace vms::test {
@@ -81,6 +82,9 @@ TEST_F(Preview, ASecondStartReleasesTheFirstClient) {
     ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines.front(), "client: release");
     EXPECT_EQ(source_.GetStreamUri(), "other");
+    source_.SetConnectTimeout(std::chrono::milliseconds(500));
+    ASSERT_EQ(source_.StartPreview("third", 4, 0, &sink_), 0);
+    EXPECT_EQ(Journal().back(), "client: connect 10.0.0.7 8080 \"\" websocket 500 secure");
 }
 
 TEST_F(Preview, WithoutAClientNothingStarts) {
@@ -185,6 +189,8 @@ TEST_F(Preview, WhatIsNoFrameNeverReachesTheSink) {
                      "3 OnRecv: [ip=10.0.0.7, port=8080, ch=3]ws recv unknown data:datalen=36"}));
     source_.OnClose(1, 1006, "lost");
     EXPECT_TRUE(sink_.Messages().empty()) << "no data had flowed";
+    const std::string longText(1 << 20, 'x');
+    EXPECT_EQ(LoggableText(longText.data(), 1 << 20).size(), 65'536u) << "cut for the log";
 }
 
 TEST_F(Preview, VideoFramesAreCountedInTheLog) {

@@ -28,8 +28,9 @@ bool ReadInfo(const std::string& answer, __tagTvSearchDeviceParam& info) {
 bool DescribeDevice(DeviceConnection& device, const DeviceProfile& profile,
                     __tagTvSearchDeviceParam& info) {
     const DeviceAddress& address = device.Address();
-    if (!device.Call(address.Url(&Api::GetUrlDevInfo), Api::GetVersionRequestData(),
-                     [&](const std::string& answer) { return ReadInfo(answer, info); }))
+    if (!device.Call(
+            address.Url(&Api::GetUrlDevInfo), Api::GetVersionRequestData(),
+            [&](const std::string& answer) { return ReadInfo(answer, info); }, kShortAnswer))
         return false;
     info.devtype = profile.recorder ? kRecorder : kCamera;
     info.channelnum = profile.channels;

@@ -190,9 +190,12 @@ int HttpDevice::GetDevicePermission(std::string* body) {
     const auto read =
         profile->rightsV2 ? &Api::DeSerializePermissionV2 : &Api::DeSerializePermission;
     __tagTvDevicePermission permission;
-    const bool known = connection_->Call(
-        connection_->Address().Url(&Api::GetUrlUserManager), R"({"action":"get"})",
-        [&](const std::string& answer) { return read(answer.c_str(), permission) == 0; });
+    const bool known = connection_->Call(connection_->Address().Url(&Api::GetUrlUserManager),
+                                         R"({"action":"get"})", [&](const std::string& answer) {
+                                             permission = {};
+                                             return read(answer.c_str(), permission) == 0 &&
+                                                    permission.channels.size() <= kMaxItems;
+                                         });
     if (!known)
         return -1;
     *body = Describe(permission);

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "deviceapi/Tavero_Http_Encode.h"
+#include "drivers/httpdevice/http/AnswerBound.h"
 #include "platform/Json.h"
 
 namespace vms::httpdevice {
@@ -107,6 +108,8 @@ std::list<__tagTvPtzPresetParam> PresetsFromJson(const Json::Value& list) {
     if (!list.isArray())
         return presets;
     for (const Json::Value& json : list) {
+        if (presets.size() == kMaxItems)
+            break;
         if (!json.isObject())
             continue;
         __tagTvPtzPresetParam& preset = presets.emplace_back();

@@ -1,8 +1,10 @@
 #include "drivers/httpdevice/device/RecordSearch.h"
 
 #include <algorithm>
+#include <chrono>
 #include <ctime>
 #include <limits>
+#include <vector>
 
 #include "deviceapi/Tavero_Http_Encode.h"
 #include "drivers/common/DriverLog.h"
@@ -13,8 +15,8 @@ namespace {
 using Api = Tavero_Http_Encode;
 using Files = std::list<__tagTvRecordFile>;
 
-constexpr std::size_t kFullAnswer = 4000;
-constexpr int kMaxAnswers = 500;
+constexpr std::size_t kMaxRecords = 100'000;
+constexpr std::chrono::seconds kMaxTime{60};
 constexpr int kDaySeconds = 86'400;
 constexpr int kEndOfTime = std::numeric_limits<int32_t>::max();
 
@@ -28,7 +30,9 @@ bool AskOnce(DeviceConnection& device, const DeviceProfile& profile,
     const auto read =
         profile.recorder ? &Api::DeSerializeSearchRecord_Nvr : &Api::DeSerializeSearchRecord_Ipc;
     return device.Call(device.Address().Url(&Api::GetUrlSearchRecord), body,
-                       [&](const std::string& answer) { return read(answer.c_str(), files) == 0; });
+                       [&](const std::string& answer) {
+                           return read(answer.c_str(), files) == 0 && files.size() <= kMaxItems;
+                       });
 }
 
 int DayNumber(int day) {
@@ -54,12 +58,13 @@ bool FindRecords(DeviceConnection& device, const DeviceProfile& profile,
                  const __tagTvSearchRecordParam& query, Files& files) {
     const int endTime = OpenEnd(query.endTime);
     int startTime = query.startTime;
+    const auto deadline = std::chrono::steady_clock::now() + kMaxTime;
     Files found;
-    for (int answers = 0; answers < kMaxAnswers; ++answers) {
+    while (found.size() < kMaxRecords && std::chrono::steady_clock::now() < deadline) {
         Files more;
         if (!AskOnce(device, profile, query, startTime, endTime, more))
             return false;
-        const bool full = more.size() >= kFullAnswer;
+        const bool full = more.size() == kMaxItems;
         const int next = full ? more.back().endTime : startTime;
         found.splice(found.end(), more);
         if (full && next <= startTime)
@@ -71,22 +76,30 @@ bool FindRecords(DeviceConnection& device, const DeviceProfile& profile,
         files.splice(files.end(), found);
         return true;
     }
-    VMS_DRIVER_LOG(2, "HttpDevice", "%s: the list of recordings does not end",
-                   device.Address().Label().c_str());
+    VMS_DRIVER_LOG(2, "HttpDevice", "%s: more recordings than can be listed, %zu so far",
+                   device.Address().Label().c_str(), found.size());
     return false;
 }
 
 std::set<int> DaysOf(const Files& files, int startTime, int endTime) {
-    std::set<int> days;  // since the epoch
+    // Recordings that begin less those that have ended, day by day since the epoch: one that claims
+    // to last for ever costs no more than another.
+    std::vector<int> changes(kEndOfTime / kDaySeconds + 2);
     for (const __tagTvRecordFile& file : files) {
         const int begin = std::max({file.startTime, startTime, 0});
         const int end = std::min(file.endTime, OpenEnd(endTime));
-        for (int day = begin / kDaySeconds; begin < end && day <= (end - 1) / kDaySeconds; ++day)
-            days.insert(day);
+        if (begin >= end)
+            continue;
+        ++changes[static_cast<std::size_t>(begin / kDaySeconds)];
+        --changes[static_cast<std::size_t>((end - 1) / kDaySeconds) + 1];
     }
     std::set<int> dates;
-    for (const int day : days)
-        dates.insert(DayNumber(day));
+    int running = 0;
+    for (std::size_t day = 0; day < changes.size(); ++day) {
+        running += changes[day];
+        if (running > 0)
+            dates.insert(DayNumber(static_cast<int>(day)));
+    }
     return dates;
 }
 

@@ -3,6 +3,7 @@
 #include <json/value.h>
 
 #include <algorithm>
+#include <chrono>
 #include <string_view>
 
 #include "deviceapi/Tavero_Http_Encode.h"
@@ -18,6 +19,8 @@ using Api = Tavero_Http_Encode;
 
 constexpr std::string_view kApiPath = "/api/";
 constexpr std::size_t kMaxPath = 1024;
+constexpr std::size_t kMaxName = 1024;
+constexpr std::chrono::seconds kMaxTime{60};  // for all names of a device
 constexpr const char* kGet = R"({"action":"get"})";
 
 bool IsApiPath(const std::string& uri) {
@@ -43,13 +46,15 @@ std::string ManualAlarmBody(const std::string& request) {
 /// Passes the answer on, unless the session is what is wrong with it.
 bool PassOn(DeviceConnection& device, const std::string& url, const std::string& request,
             std::string& body) {
-    return device.Call(url, request, [&](const std::string& answer) {
+    const AnswerBound bound{device.Runtime()->Settings().maxAnswerBytes, kLongAnswer.values};
+    const auto read = [&](const std::string& answer) {
         const int code = AnswerCodeOf(answer);
         if (code == kUnusable || code == kKeyProofOwed || WantsLogin(code))
             return false;
         body = answer;
         return true;
-    });
+    };
+    return device.Call(url, request, read, bound);
 }
 
 bool DescribeDevice(DeviceConnection& device, std::string& body) {
@@ -66,13 +71,16 @@ bool DescribeDevice(DeviceConnection& device, std::string& body) {
 bool DescribeChannels(DeviceConnection& device, const DeviceProfile& profile, std::string& body) {
     Json::Value root;
     root["channels"] = Json::Value(Json::arrayValue);
+    const auto deadline = std::chrono::steady_clock::now() + kMaxTime;
     for (int i = 0; i < profile.channels; ++i) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
         std::string name;
-        const bool known =
-            device.Call(device.Address().Url(&Api::GetUrlOsdGet) + "?channel=" + std::to_string(i),
-                        Api::GetOsdGetRequestData(), [&](const std::string& answer) {
-                            return Api::DeSerializeOsdGet(answer.c_str(), name) == 0;
-                        });
+        const bool known = device.Call(
+            device.Address().Url(&Api::GetUrlOsdGet) + "?channel=" + std::to_string(i),
+            Api::GetOsdGetRequestData(), [&](const std::string& answer) {
+                return Api::DeSerializeOsdGet(answer.c_str(), name) == 0 && name.size() <= kMaxName;
+            });
         if (!known)
             return false;
         Json::Value channel;

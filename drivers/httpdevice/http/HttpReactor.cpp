@@ -25,7 +25,9 @@ void Guarded(const Function& function) {
 }  // namespace
 
 HttpReactor::HttpReactor(const FamilySettings& settings)
-    : settings_(settings), multi_(curl_multi_init()) {
+    : settings_(settings),
+      multi_(curl_multi_init()),
+      names_([multi = multi_] { curl_multi_wakeup(multi); }) {
     if (multi_ == nullptr)
         throw std::bad_alloc();
     curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, kKeptConnections);
@@ -34,12 +36,14 @@ HttpReactor::HttpReactor(const FamilySettings& settings)
 
 HttpReactor::~HttpReactor() {
     Stop();
+    names_.Stop();
     curl_multi_cleanup(multi_);
 }
 
 void HttpReactor::Post(HttpRequest request, Done done) {
-    auto exchange = std::make_unique<Exchange>(settings_, std::move(done));
+    auto exchange = std::make_unique<Exchange>(settings_, names_, std::move(done));
     exchange->transfer.Prepare(std::move(request));
+    exchange->locateUntil = Clock::now() + settings_.connectTimeout;
     MutexLock lock(mutex_);
     if (stop_)
         return;
@@ -84,7 +88,8 @@ void HttpReactor::Run() {
         return stop_;
     };
     while (!stopped()) {
-        AddSubmitted();
+        TakeSubmitted();
+        StartLocated();
         int count = 0;
         curl_multi_perform(multi_, &count);
         FinishEnded();
@@ -94,8 +99,9 @@ void HttpReactor::Run() {
     for (const auto& [handle, exchange] : running_)
         curl_multi_remove_handle(multi_, handle);
     running_.clear();
+    unlocated_.clear();
     // What they hold is let go on no lock.
-    std::vector<std::unique_ptr<Exchange>> submitted;
+    std::vector<ExchangePtr> submitted;
     std::multimap<Clock::time_point, Task> tasks;
     MutexLock lock(mutex_);
     submitted.swap(submitted_);
@@ -106,18 +112,40 @@ void HttpReactor::Run() {
     lock.Lock();
 }
 
-void HttpReactor::AddSubmitted() {
-    std::vector<std::unique_ptr<Exchange>> added;
+void HttpReactor::TakeSubmitted() {
+    std::vector<ExchangePtr> added;
     {
         MutexLock lock(mutex_);
         added.swap(submitted_);
     }
-    for (std::unique_ptr<Exchange>& exchange : added) {
-        CURL* const handle = exchange->transfer.Handle();
-        running_[handle] = std::move(exchange);
-        if (curl_multi_add_handle(multi_, handle) != CURLM_OK)
-            Finish(handle, CURLE_FAILED_INIT);
+    for (ExchangePtr& exchange : added)
+        unlocated_.push_back(std::move(exchange));
+}
+
+void HttpReactor::StartLocated() {
+    const auto now = Clock::now();
+    for (auto entry = unlocated_.begin(); entry != unlocated_.end();) {
+        const HttpTransfer::Place place = (*entry)->transfer.Locate();
+        if (place == HttpTransfer::Place::kAsked && now < (*entry)->locateUntil) {
+            ++entry;
+            continue;
+        }
+        ExchangePtr exchange = std::move(*entry);
+        entry = unlocated_.erase(entry);
+        if (place == HttpTransfer::Place::kKnown) {
+            StartOne(std::move(exchange));
+        } else {
+            HttpReply reply = exchange->transfer.NotFound();
+            Tell(std::move(exchange), std::move(reply));
+        }
     }
+}
+
+void HttpReactor::StartOne(ExchangePtr exchange) {
+    CURL* const handle = exchange->transfer.Handle();
+    running_[handle] = std::move(exchange);
+    if (curl_multi_add_handle(multi_, handle) != CURLM_OK)
+        Finish(handle, CURLE_FAILED_INIT);
 }
 
 void HttpReactor::FinishEnded() {
@@ -136,10 +164,16 @@ void HttpReactor::Finish(CURL* handle, CURLcode code) {
     const auto found = running_.find(handle);
     if (found == running_.end())
         return;
-    const std::unique_ptr<Exchange> exchange = std::move(found->second);
+    ExchangePtr exchange = std::move(found->second);
     running_.erase(found);
+    HttpReply reply = exchange->transfer.Finish(code);
+    Tell(std::move(exchange), std::move(reply));
+}
+
+void HttpReactor::Tell(ExchangePtr exchange, HttpReply reply) {
     if (exchange->done)
-        Guarded([&] { exchange->done(exchange->transfer.Finish(code)); });
+        Guarded([&] { exchange->done(std::move(reply)); });
+    exchange.reset();
     MutexLock lock(mutex_);
     if (--underWay_ == 0)
         idle_.NotifyAll();
@@ -162,10 +196,12 @@ int HttpReactor::WaitMs() {
     MutexLock lock(mutex_);
     if (stop_ || !submitted_.empty())
         return 0;
-    if (tasks_.empty())
+    auto next = tasks_.empty() ? Clock::time_point::max() : tasks_.begin()->first;
+    for (const ExchangePtr& exchange : unlocated_)
+        next = std::min(next, exchange->locateUntil);
+    if (next == Clock::time_point::max())
         return kMaxWaitMs;
-    const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(tasks_.begin()->first - Clock::now());
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now());
     return static_cast<int>(std::clamp<int64_t>(left.count(), 0, kMaxWaitMs));
 }
 

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <functional>
+#include <list>
 #include <map>
 #include <memory>
 #include <thread>
@@ -41,31 +42,43 @@ public:
     /// Drops everything that is under way and ends the thread. Not from that thread.
     void Stop() VMS_EXCLUDES(mutex_);
 
+    /// For transfers of others, which must not outlive this.
+    HostNames& Names() { return names_; }
+
 private:
     using Clock = std::chrono::steady_clock;
     struct Exchange {
-        Exchange(const FamilySettings& settings, Done callback)
-            : transfer(settings), done(std::move(callback)) {}
+        Exchange(const FamilySettings& settings, HostNames& names, Done callback)
+            : transfer(settings, names), done(std::move(callback)) {}
         HttpTransfer transfer;
         Done done;
+        Clock::time_point locateUntil;
     };
+    using ExchangePtr = std::unique_ptr<Exchange>;
 
     void Run();
-    void AddSubmitted() VMS_EXCLUDES(mutex_);
+    void TakeSubmitted() VMS_EXCLUDES(mutex_);
+    void StartLocated() VMS_EXCLUDES(mutex_);
+    void StartOne(ExchangePtr exchange) VMS_EXCLUDES(mutex_);
     void FinishEnded() VMS_EXCLUDES(mutex_);
     void Finish(CURL* handle, CURLcode code) VMS_EXCLUDES(mutex_);
+    void Tell(ExchangePtr exchange, HttpReply reply) VMS_EXCLUDES(mutex_);
     void RunDueTasks() VMS_EXCLUDES(mutex_);
     int WaitMs() VMS_EXCLUDES(mutex_);
 
     const FamilySettings settings_;
     CURLM* const multi_;
-    std::map<CURL*, std::unique_ptr<Exchange>> running_;  ///< reactor thread only
+    HostNames names_;
+
+    // Reactor thread only.
+    std::list<ExchangePtr> unlocated_;  ///< wait for the look-up of a name
+    std::map<CURL*, ExchangePtr> running_;
 
     Mutex mutex_;
     CondVar idle_;
     bool stop_ VMS_GUARDED_BY(mutex_) = false;
     std::size_t underWay_ VMS_GUARDED_BY(mutex_) = 0;  ///< submitted and running
-    std::vector<std::unique_ptr<Exchange>> submitted_ VMS_GUARDED_BY(mutex_);
+    std::vector<ExchangePtr> submitted_ VMS_GUARDED_BY(mutex_);
     std::multimap<Clock::time_point, Task> tasks_ VMS_GUARDED_BY(mutex_);
 
     std::thread thread_;  ///< last: uses everything above

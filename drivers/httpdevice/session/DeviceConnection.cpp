@@ -1,4 +1,4 @@
-// The callers' side: requests, and the logins they need.
+// The callers' side: requests, and the session they need.
 #include "drivers/httpdevice/session/DeviceConnection.h"
 
 #include <algorithm>
@@ -19,16 +19,15 @@ constexpr long kHttpOk = 200;
 constexpr std::chrono::milliseconds kGrace{25};
 constexpr std::chrono::milliseconds kLookGap{200};
 constexpr std::chrono::milliseconds kSettleTime{4000};
-
-// A refused login is not tried again at once: devices lock accounts.
-constexpr std::chrono::milliseconds kRefusalHold{5000};
-constexpr std::chrono::milliseconds kFailureHold{500};
+constexpr std::chrono::milliseconds kCancelTime{100};
 
 }  // namespace
 
 DeviceConnection::DeviceConnection(const __tagTvVideoParam& device,
                                    std::shared_ptr<FamilyRuntime> runtime)
-    : address_(device), runtime_(std::move(runtime)), transfer_(runtime_->Settings()) {}
+    : address_(device),
+      runtime_(std::move(runtime)),
+      transfer_(runtime_->Settings(), runtime_->Reactor().Names()) {}
 
 DeviceConnection::~DeviceConnection() {
     Close();
@@ -40,7 +39,8 @@ bool DeviceConnection::Call(const std::string& url, const std::string& body) {
     });
 }
 
-bool DeviceConnection::Call(const std::string& url, const std::string& body, const Reader& read) {
+bool DeviceConnection::Call(const std::string& url, const std::string& body, const Reader& read,
+                            AnswerBound bound) {
     if (!Admit())
         return false;
     MutexLock lock(requestMutex_);
@@ -48,13 +48,13 @@ bool DeviceConnection::Call(const std::string& url, const std::string& body, con
         if (!EnsureSession())
             return false;
         const std::string session = Session();
-        const auto answer = Carry(url, body, session);
-        if (!answer)
+        const HttpReply reply = Carry({url, body, session, bound});
+        if (!reply.arrived || reply.status != kHttpOk)
             return false;
-        if (read(*answer))
+        if (read(reply.body))
             return true;
-        const int code = AnswerCodeOf(*answer);
-        if (last || !Recover(code, session)) {
+        const int code = AnswerCodeOf(reply.body);
+        if (!Recover(code, session) || last) {
             VMS_DRIVER_LOG(2, "HttpDevice", "%s: code %d from %s", address_.Label().c_str(), code,
                            url.c_str());
             return false;
@@ -66,15 +66,8 @@ bool DeviceConnection::Call(const std::string& url, const std::string& body, con
 bool DeviceConnection::Verify() {
     return Call(
         address_.Url(&Api::GetUrlHeartbeat), Api::GetHeartbeatRequestData(Session().c_str()),
-        [](const std::string& answer) { return Api::DeSerializeHeartbeat(answer.c_str()) == 0; });
-}
-
-bool DeviceConnection::Renew(const std::string& session) {
-    if (!Admit())
-        return false;
-    MutexLock lock(requestMutex_);
-    Forget(session);
-    return EnsureSession();
+        [](const std::string& answer) { return Api::DeSerializeHeartbeat(answer.c_str()) == 0; },
+        kShortAnswer);
 }
 
 /// Whether a request may be tried. What is down gets a short chance to be found up again.
@@ -103,60 +96,44 @@ bool DeviceConnection::EnsureSession() {
             return false;
         if (!session_.empty())
             return true;
-        if (Clock::now() < refusedUntil_)
-            return false;
     }
-    return TryLogin();
-}
-
-bool DeviceConnection::TryLogin() {
-    LoginOutcome outcome = LogIn(address_, MakeCarrier());
-    const bool done = outcome.kind == LoginOutcome::Kind::kDone;
-    const bool refused = outcome.kind == LoginOutcome::Kind::kRefused;
-    VMS_DRIVER_LOG(done ? 1 : 2, "HttpDevice", "%s: %s", address_.Label().c_str(),
-                   done ? "logged in" : outcome.reason);
-    MutexLock lock(stateMutex_);
-    if (!done)
-        refusedUntil_ = Clock::now() + (refused ? kRefusalHold : kFailureHold);
-    refusedLogins_ = refused ? refusedLogins_ + 1 : 0;
-    settled_ = true;
-    changed_.NotifyAll();
-    if (!closed_) {
-        session_ = outcome.session;
-        return done;
-    }
-    lock.Unlock();
-    LogOut(outcome.session);
-    lock.Lock();
-    return false;
-}
-
-bool DeviceConnection::Recover(int code, const std::string& session) {
-    if (code == kKeyProofOwed)
-        return ProveKey(address_, session, MakeCarrier());
-    if (!WantsLogin(code))
+    if (!BeginLogin({}))
         return false;
+    MutexLock lock(stateMutex_);
+    while (loggingIn_ && !closed_ && !runtime_->Cancelled())
+        changed_.WaitUntil(stateMutex_, Clock::now() + kCancelTime);
+    return !session_.empty() && !closed_;
+}
+
+/// @return whether it may help to try again
+bool DeviceConnection::Recover(int code, const std::string& session) {
+    if (code == kKeyProofOwed) {
+        if (!keyProven_.exchange(true) && ProveKey(session))
+            return true;
+        LogOut(session);  // of no use
+    } else if (!WantsLogin(code)) {
+        return false;
+    }
     Forget(session);
     return true;
 }
 
-Carrier DeviceConnection::MakeCarrier() {
-    return [this](const std::string& url, const std::string& body, const std::string& session)
-               VMS_NO_THREAD_SAFETY_ANALYSIS { return Carry(url, body, session); };
+bool DeviceConnection::ProveKey(const std::string& session) {
+    KeyProof proof(address_, session);
+    std::optional<HttpRequest> next = proof.Begin();
+    while (next)
+        next = proof.Take(Carry(std::move(*next)));
+    return proof.Believed();
 }
 
-std::optional<std::string> DeviceConnection::Carry(const std::string& url, const std::string& body,
-                                                   const std::string& session) {
-    HttpReply reply = transfer_.Perform({url, body, session}, runtime_->Cancelled());
-    if (reply.deviceDown)
-        NoteDown(reply.error);
-    else if (reply.arrived)
-        NoteUp();
-    const bool usable = reply.arrived && reply.status == kHttpOk;
-    if (!usable || !reply.error.empty())
+HttpReply DeviceConnection::Carry(HttpRequest request) {
+    const std::string url = request.url;
+    HttpReply reply = transfer_.Perform(std::move(request), runtime_->Cancelled());
+    NoteReply(reply);
+    if (!reply.arrived || reply.status != kHttpOk || !reply.error.empty())
         VMS_DRIVER_LOG(2, "HttpDevice", "%s: HTTP status %ld from %s %s", address_.Label().c_str(),
                        reply.status, url.c_str(), reply.error.c_str());
-    return usable ? std::optional(std::move(reply.body)) : std::nullopt;
+    return reply;
 }
 
 std::string DeviceConnection::Session() {
@@ -189,19 +166,25 @@ std::chrono::milliseconds DeviceConnection::TakeFaceTurn(std::chrono::millisecon
 
 void DeviceConnection::Forget(const std::string& session) {
     MutexLock lock(stateMutex_);
-    if (session_ == session)
-        session_.clear();
+    if (session.empty() || session_ != session)
+        return;
+    session_.clear();
+    pacer_.OnSessionLost(Clock::now());
 }
 
 void DeviceConnection::Close() {
     std::string session;
+    std::vector<Then> waiting;
     {
         MutexLock lock(stateMutex_);
         closed_ = true;
         session.swap(session_);
+        waiting.swap(waiting_);
         changed_.NotifyAll();
     }
     LogOut(session);
+    for (const Then& then : waiting)
+        then(false);
 }
 
 void DeviceConnection::LogOut(const std::string& session) {

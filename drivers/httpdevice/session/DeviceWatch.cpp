@@ -53,14 +53,10 @@ void DeviceConnection::Look(uint64_t serial) {
 }
 
 void DeviceConnection::SendLook(const std::string& session) {
-    HttpRequest request;
-    request.session = session;
+    HttpRequest request = Heartbeat(session);
     if (session.empty()) {
         request.url = address_.Url(&Api::GetUrlLoginCapabilities);
         request.body = Api::GetLoginCapabilitiesRequestData("");
-    } else {
-        request.url = address_.Url(&Api::GetUrlHeartbeat);
-        request.body = Api::GetHeartbeatRequestData(session.c_str());
     }
     runtime_->Reactor().Post(std::move(request),
                              [weak = weak_from_this(), session](const HttpReply& reply) {
@@ -80,38 +76,38 @@ void DeviceConnection::OnLook(const std::string& session, const HttpReply& reply
         looking_ = false;
         ++endedLooks_;
         failedLooks_ = reply.arrived ? 0 : failedLooks_ + 1;
-        login = reply.arrived && session_.empty() && !loggingIn_ && !closed_;
-        loggingIn_ = loggingIn_ || login;
+        login = reply.arrived && session_.empty() && pacer_.Left(Clock::now()).count() == 0;
         changed_.NotifyAll();
         if (!reply.deviceDown)
-            LookIn(NextLook());
+            LookIn(login ? runtime_->Settings().heartbeat : NextLook());
     }
     if (reply.deviceDown)
         NoteDown(reply.error);
     if (login)
-        runtime_->Jobs().Run([weak = weak_from_this()] {
-            if (const auto self = weak.lock())
-                self->LoginInBackground();
-        });
+        BeginLogin({});
 }
 
-void DeviceConnection::LoginInBackground() {
-    {
-        MutexLock lock(requestMutex_);
-        EnsureSession();
-    }
-    MutexLock lock(stateMutex_);
-    loggingIn_ = false;
-    if (session_.empty() && !closed_ && health_ != Health::kDown)
-        LookIn(NextLook());
+HttpRequest DeviceConnection::Heartbeat(const std::string& session) const {
+    return {address_.Url(&Api::GetUrlHeartbeat), Api::GetHeartbeatRequestData(session.c_str()),
+            session};
 }
 
 milliseconds DeviceConnection::NextLook() const {
     const FamilySettings& settings = runtime_->Settings();
     if (health_ == Health::kDown || failedLooks_ > 0)
         return Doubled(kFirstGap, failedLooks_, settings.maxProbeGap);
-    return Doubled(settings.heartbeat, refusedLogins_,
-                   std::max(settings.heartbeat, kMaxRefusedGap));
+    const milliseconds left = pacer_.Left(Clock::now());
+    if (session_.empty() && pacer_.Refused() == 0 && !loggingIn_)
+        return std::max(left, kFirstGap);
+    return std::max(left, Doubled(settings.heartbeat, pacer_.Refused(),
+                                  std::max(settings.heartbeat, kMaxRefusedGap)));
+}
+
+void DeviceConnection::NoteReply(const HttpReply& reply) {
+    if (reply.deviceDown)
+        NoteDown(reply.error);
+    else if (reply.arrived)
+        NoteUp();
 }
 
 void DeviceConnection::NoteUp() {

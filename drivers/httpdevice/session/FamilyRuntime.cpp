@@ -9,14 +9,15 @@
 namespace vms::httpdevice {
 namespace {
 
-constexpr std::size_t kJobThreads = 4;
+constexpr std::size_t kJobThreads = 2;
+constexpr std::size_t kLoginThreads = 2;
 constexpr std::chrono::milliseconds kPollTime{5};
 constexpr std::chrono::milliseconds kLogoutTime{1000};
 
 }  // namespace
 
 FamilyRuntime::FamilyRuntime(const FamilySettings& settings)
-    : settings_(settings), reactor_(settings), jobs_(kJobThreads) {}
+    : settings_(settings), reactor_(settings), jobs_(kJobThreads), logins_(kLoginThreads) {}
 
 bool FamilyRuntime::ShutDown(std::chrono::milliseconds sourceTime) {
     cancelled_ = true;
@@ -24,6 +25,7 @@ bool FamilyRuntime::ShutDown(std::chrono::milliseconds sourceTime) {
     LogOutAll();
     reactor_.WaitIdle(kLogoutTime);
     jobs_.Stop();
+    logins_.Stop();
     reactor_.Stop();
     return closed;
 }
@@ -76,19 +78,21 @@ void FamilyRuntime::Remove(Closable* source) {
     std::erase(sources_, source);
 }
 
-void FamilyRuntime::KeepSession(const std::string& token, int beginTime) {
+bool FamilyRuntime::KeepSession(const DeviceAddress& device, const std::string& token,
+                                int beginTime) {
     MutexLock lock(mutex_);
-    sessions_[token] = beginTime;
+    return sessions_.try_emplace({device.Label(), token}, beginTime).second;
 }
 
-void FamilyRuntime::ForgetSession(const std::string& token) {
+void FamilyRuntime::ForgetSession(const DeviceAddress& device, const std::string& token) {
     MutexLock lock(mutex_);
-    sessions_.erase(token);
+    sessions_.erase({device.Label(), token});
 }
 
-bool FamilyRuntime::FindSession(const std::string& token, int& beginTime) {
+bool FamilyRuntime::FindSession(const DeviceAddress& device, const std::string& token,
+                                int& beginTime) {
     MutexLock lock(mutex_);
-    const auto found = sessions_.find(token);
+    const auto found = sessions_.find({device.Label(), token});
     if (found == sessions_.end())
         return false;
     beginTime = found->second;

@@ -5,10 +5,12 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "drivers/httpdevice/FamilySettings.h"
 #include "drivers/httpdevice/http/HttpReactor.h"
+#include "drivers/httpdevice/session/DeviceAddress.h"
 #include "drivers/httpdevice/session/JobPool.h"
 #include "platform/Mutex.h"
 
@@ -28,7 +30,8 @@ protected:
 };
 
 /// What all devices and sources of the family share, between Init and UnInit of its factory: one
-/// thread for requests that nobody waits for and for the clock, and a few for what blocks.
+/// thread for requests that nobody waits for and for the clock, two that make connections of
+/// sources, two that hash for logins. None of them ever waits for a device.
 /// Thread-safe. Whoever still holds it after ShutDown finds that nothing happens any more.
 class FamilyRuntime {
 public:
@@ -44,6 +47,7 @@ public:
     const FamilySettings& Settings() const { return settings_; }
     HttpReactor& Reactor() { return reactor_; }
     JobPool& Jobs() { return jobs_; }
+    JobPool& Logins() { return logins_; }
     /// True once everything that waits shall give up.
     const std::atomic<bool>& Cancelled() const { return cancelled_; }
 
@@ -53,11 +57,14 @@ public:
     void Add(Closable* source) VMS_EXCLUDES(mutex_);
     void Remove(Closable* source) VMS_EXCLUDES(mutex_);
 
-    /// Where synchronous sessions begin (s since the epoch), by token.
-    void KeepSession(const std::string& token, int beginTime) VMS_EXCLUDES(mutex_);
-    void ForgetSession(const std::string& token) VMS_EXCLUDES(mutex_);
-    /// @return false for a token that no session has
-    bool FindSession(const std::string& token, int& beginTime) VMS_EXCLUDES(mutex_);
+    /// Where synchronous sessions begin (s since the epoch). Tokens are the device's own.
+    /// @return false when a session of the device has that token already
+    bool KeepSession(const DeviceAddress& device, const std::string& token, int beginTime)
+        VMS_EXCLUDES(mutex_);
+    void ForgetSession(const DeviceAddress& device, const std::string& token) VMS_EXCLUDES(mutex_);
+    /// @return false for a token that no session of the device has
+    bool FindSession(const DeviceAddress& device, const std::string& token, int& beginTime)
+        VMS_EXCLUDES(mutex_);
 
 private:
     bool CloseSources(std::chrono::milliseconds time) VMS_EXCLUDES(mutex_);
@@ -70,11 +77,12 @@ private:
     Mutex mutex_;
     std::vector<std::weak_ptr<DeviceConnection>> connections_ VMS_GUARDED_BY(mutex_);
     std::vector<Closable*> sources_ VMS_GUARDED_BY(mutex_);
-    std::map<std::string, int> sessions_ VMS_GUARDED_BY(mutex_);
+    std::map<std::pair<std::string, std::string>, int> sessions_ VMS_GUARDED_BY(mutex_);
 
     // Last: their threads use everything above.
     HttpReactor reactor_;
     JobPool jobs_;
+    JobPool logins_;
 };
 
 }  // namespace vms::httpdevice

@@ -9,7 +9,8 @@
 
 namespace vms::httpdevice {
 
-/// A few threads for what may block: logins that nobody waits for, new connections of streams.
+/// A few threads for what takes too long for the reactor: new connections of streams, hashing for
+/// logins. A job must not wait for a device: silent devices would soon hold every thread.
 /// Thread-safe.
 class JobPool {
 public:

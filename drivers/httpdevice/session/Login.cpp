@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <ctime>
+#include <utility>
 
 #include "deviceapi/Tavero_Http_Encode.h"
 #include "drivers/httpdevice/session/AnswerCode.h"
@@ -19,6 +20,7 @@ using Api = Tavero_Http_Encode;
 using Kind = LoginOutcome::Kind;
 
 constexpr const char* kSecondFamily = "quorix";
+constexpr long kHttpOk = 200;
 
 struct Challenge {
     std::string family;
@@ -81,74 +83,110 @@ bool IsUsableSession(const std::string& session) {
            });
 }
 
-LoginOutcome Refused(const char* reason) {
-    return {Kind::kRefused, "", reason};
-}
-
-LoginOutcome Unreachable(const char* reason) {
-    return {Kind::kUnreachable, "", reason};
-}
-
-LoginOutcome OpenSession(const DeviceAddress& address, const Challenge& challenge,
-                         const Carrier& carrier) {
-    const std::string body =
-        Api::GetLoginRequestData(Escaped(address.User()).c_str(), Proof(address, challenge).c_str(),
-                                 Escaped(challenge.sessionId).c_str(), Now().c_str());
-    const auto answer = carrier(address.Url(&Api::GetUrlLogin), body, "");
-    if (!answer)
-        return Unreachable("no answer to the login");
-    std::string session;
-    if (Api::DeSerializeLogin(answer->c_str(), session) != 0)
-        return Refused("user or password refused");
-    if (!IsUsableSession(session))
-        return Refused("unusable session");
-    return {Kind::kDone, session, ""};
+/// Whether there is an answer to read, whatever it says.
+bool IsAnswer(const HttpReply& reply) {
+    return reply.arrived && reply.status == kHttpOk && reply.error.empty();
 }
 
 }  // namespace
 
-LoginOutcome LogIn(const DeviceAddress& address, const Carrier& carrier) {
-    const auto answer =
-        carrier(address.Url(&Api::GetUrlLoginCapabilities),
-                Api::GetLoginCapabilitiesRequestData(Escaped(address.User()).c_str()), "");
-    if (!answer)
-        return Unreachable("no answer to the request for a challenge");
-    Challenge challenge;
-    if (!challenge.Read(*answer))
-        return Refused("unusable challenge");
-    if (challenge.AsksTooMuch())
-        return Refused("asks for too many iterations");
-    LoginOutcome outcome = OpenSession(address, challenge, carrier);
-    if (outcome.kind == Kind::kDone && challenge.IsSecondFamily() &&
-        !ProveKey(address, outcome.session, carrier))
-        return Refused("proof of the key failed");
-    return outcome;
+KeyProof::KeyProof(const DeviceAddress& address, std::string session)
+    : address_(address), session_(std::move(session)) {}
+
+HttpRequest KeyProof::Begin() const {
+    return {address_.Url(&Api::GetUrlCapability), R"({"action":"get"})", session_};
 }
 
-bool ProveKey(const DeviceAddress& address, const std::string& session, const Carrier& carrier) {
-    const std::string url = address.Url(&Api::GetUrlCapability);
-    const auto answer = carrier(url, R"({"action":"get"})", session);
-    std::string salt;
-    int iterations = 0;
-    bool enableIteration = false;
-    if (!answer ||
-        Api::DeSerializeCapability(answer->c_str(), salt, iterations, enableIteration) != 0 ||
-        (enableIteration && iterations > kMaxIterations))
-        return false;
-    const char* const password = address.Password().c_str();
-    const char* const user = address.User().c_str();
-    const std::string key =
-        FamilyOf(*answer) == kSecondFamily
-            ? Api::GetQUORIXAesKey(password, "", user, false, 0)
-            : Api::GetAesKey(password, salt.c_str(), user, enableIteration, iterations);
-    const std::string nonce = AnswerKeyCheck(*answer, key);
+std::optional<HttpRequest> KeyProof::Take(const HttpReply& reply) {
+    if (!IsAnswer(reply))
+        return std::nullopt;
+    if (std::exchange(asked_, true)) {
+        believed_ = Api::DeSerializeCode(reply.body.c_str()) == 0;
+        return std::nullopt;
+    }
+    const std::string nonce = Solve(reply.body);
     if (nonce.empty())
-        return false;
+        return std::nullopt;
     Json::Value request;
     request["action"] = "set";
     request["data"]["nonce"] = nonce;
-    const auto verdict = carrier(url, request.toStyledString(), session);
-    return verdict && Api::DeSerializeCode(verdict->c_str()) == 0;
+    return HttpRequest{address_.Url(&Api::GetUrlCapability), request.toStyledString(), session_};
+}
+
+std::string KeyProof::Solve(const std::string& answer) const {
+    std::string salt;
+    int iterations = 0;
+    bool enableIteration = false;
+    if (Api::DeSerializeCapability(answer.c_str(), salt, iterations, enableIteration) != 0 ||
+        (enableIteration && iterations > kMaxIterations))
+        return {};
+    const char* const password = address_.Password().c_str();
+    const char* const user = address_.User().c_str();
+    const std::string key =
+        FamilyOf(answer) == kSecondFamily
+            ? Api::GetQUORIXAesKey(password, "", user, false, 0)
+            : Api::GetAesKey(password, salt.c_str(), user, enableIteration, iterations);
+    return AnswerKeyCheck(answer, key);
+}
+
+LoginDialog::LoginDialog(const DeviceAddress& address) : address_(address) {}
+
+HttpRequest LoginDialog::Begin() const {
+    return {address_.Url(&Api::GetUrlLoginCapabilities),
+            Api::GetLoginCapabilitiesRequestData(Escaped(address_.User()).c_str()), ""};
+}
+
+std::optional<HttpRequest> LoginDialog::Take(const HttpReply& reply) {
+    if (proof_)
+        return TakeKeyAnswer(reply);
+    if (!reply.arrived)
+        return End(challenged_ ? Kind::kFellSilent : Kind::kUnreachable, "no answer");
+    if (!IsAnswer(reply))
+        return End(Kind::kRefused, "no login with such an answer");
+    return challenged_ ? TakeSession(reply.body) : TakeChallenge(reply.body);
+}
+
+std::optional<HttpRequest> LoginDialog::TakeChallenge(const std::string& answer) {
+    Challenge challenge;
+    if (!challenge.Read(answer))
+        return End(Kind::kRefused, "unusable challenge");
+    if (challenge.AsksTooMuch())
+        return End(Kind::kRefused, "asks for too many iterations");
+    challenged_ = true;
+    provesKey_ = challenge.IsSecondFamily();
+    return HttpRequest{address_.Url(&Api::GetUrlLogin),
+                       Api::GetLoginRequestData(
+                           Escaped(address_.User()).c_str(), Proof(address_, challenge).c_str(),
+                           Escaped(challenge.sessionId).c_str(), Now().c_str()),
+                       ""};
+}
+
+std::optional<HttpRequest> LoginDialog::TakeSession(const std::string& answer) {
+    std::string session;
+    if (Api::DeSerializeLogin(answer.c_str(), session) != 0)
+        return End(Kind::kRefused, "user or password refused");
+    if (!IsUsableSession(session))
+        return End(Kind::kRefused, "unusable session");
+    outcome_.session = session;
+    if (!provesKey_)
+        return End(Kind::kDone, "");
+    proof_.emplace(address_, session);
+    return proof_->Begin();
+}
+
+std::optional<HttpRequest> LoginDialog::TakeKeyAnswer(const HttpReply& reply) {
+    auto next = proof_->Take(reply);
+    if (next)
+        return next;
+    if (proof_->Believed())
+        return End(Kind::kDone, "");
+    return End(reply.arrived ? Kind::kRefused : Kind::kFellSilent, "proof of the key failed");
+}
+
+std::nullopt_t LoginDialog::End(Kind kind, const char* reason) {
+    outcome_.kind = kind;
+    outcome_.reason = reason;
+    return std::nullopt;
 }
 
 }  // namespace vms::httpdevice

@@ -2,7 +2,7 @@
 
 #include <arpa/inet.h>
 
-#include <cstring>
+#include <algorithm>
 
 // Little-endian, but for the length:
 //
@@ -36,6 +36,9 @@ enum : uint8_t { kH264 = 0, kH265 = 1, kJpeg = 3, kALaw = 0x10, kMuLaw = 0x11, k
 constexpr uint32_t kLowAacRate = 8000;
 constexpr uint16_t kG711Rate = 8000;
 constexpr uint16_t kAacRate = 16000;
+
+// Whatever else a device tells is no time: the end of the year 9999.
+constexpr int64_t kLastTimeMs = 253'402'300'799'999;
 
 template <class T>
 T Get(const char* data, std::size_t offset) {
@@ -111,8 +114,8 @@ DeviceFrame ReadDeviceFrame(const char* data) {
     frame.unit.width = static_cast<uint16_t>(Get<uint32_t>(data, 20));
     frame.unit.height = static_cast<uint16_t>(Get<uint32_t>(data, 24));
     frame.unit.rate = isVideo ? static_cast<uint16_t>(rate) : AudioRate(frame.unit.codec, rate);
-    frame.timeMs =
-        static_cast<int64_t>(Get<uint32_t>(data, 12) | uint64_t{Get<uint32_t>(data, 32)} << 32);
+    const uint64_t time = Get<uint32_t>(data, 12) | uint64_t{Get<uint32_t>(data, 32)} << 32;
+    frame.timeMs = std::clamp<int64_t>(static_cast<int64_t>(time), 0, kLastTimeMs);
     frame.generation = Get<uint16_t>(data, 30);
     return frame;
 }

@@ -14,7 +14,7 @@ inline constexpr std::size_t kFrameHeaderSize = 36;
 /// What the header of a device's frame says.
 struct DeviceFrame {
     MediaUnitHeader unit;     ///< all but the timestamp
-    int64_t timeMs = 0;       ///< ms since the epoch for recordings
+    int64_t timeMs = 0;       ///< ms since the epoch for recordings; 0 to the year 9999
     uint16_t generation = 0;  ///< seeks of the stream before this frame
 
     bool IsVideo() const { return unit.type == MediaType::kVideo; }

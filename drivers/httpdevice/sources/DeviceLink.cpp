@@ -1,6 +1,8 @@
 #include "drivers/httpdevice/sources/DeviceLink.h"
 
+#include <algorithm>
 #include <exception>
+#include <string_view>
 #include <utility>
 
 #include "drivers/common/DriverLog.h"
@@ -8,11 +10,19 @@
 #include "drivers/httpdevice/sources/DeviceFrame.h"
 #include "platform/IWebSocketClient.h"
 #include "platform/Json.h"
+#include "platform/WebSocketSettings.h"
 
 namespace vms::httpdevice {
 namespace {
 
 constexpr const char* kProtocol = "websocket";
+
+IWebSocketClient* MakeClient(DeviceLink::Carries carries) {
+    WebSocketSettings settings = GetWebSocketSettings();
+    if (carries == DeviceLink::Carries::kTexts)
+        settings.maxMessageBytes = std::min(settings.maxMessageBytes, kShortAnswer.bytes);
+    return CreateWebSocketClient(settings);
+}
 
 bool MeansSession(int code) {
     return WantsLogin(code) || code == kKeyProofOwed;
@@ -21,12 +31,13 @@ bool MeansSession(int code) {
 }  // namespace
 
 std::shared_ptr<DeviceLink> DeviceLink::Make(std::shared_ptr<DeviceConnection> device,
-                                             Listener& listener) {
-    return std::make_shared<DeviceLink>(std::move(device), listener);
+                                             Listener& listener, Carries carries) {
+    return std::make_shared<DeviceLink>(std::move(device), listener, carries);
 }
 
-DeviceLink::DeviceLink(std::shared_ptr<DeviceConnection> device, Listener& listener)
-    : device_(std::move(device)), listener_(listener) {}
+DeviceLink::DeviceLink(std::shared_ptr<DeviceConnection> device, Listener& listener,
+                       Carries carries)
+    : device_(std::move(device)), listener_(listener), carries_(carries) {}
 
 void DeviceLink::Open() {
     const std::string session = device_->Session();
@@ -48,7 +59,7 @@ void DeviceLink::Open() {
 }
 
 void DeviceLink::Connect(const std::string& session) {
-    IWebSocketClient* const fresh = CreateWebSocketClient();
+    IWebSocketClient* const fresh = MakeClient(carries_);
     if (fresh == nullptr)
         return ReportLost();
     fresh->SetEventHandle(this);
@@ -97,10 +108,9 @@ void DeviceLink::ConnectAfresh(const std::string& refused) {
         joining_ = true;
         renewed_ = true;
     }
-    device_->Runtime()->Jobs().Run([self = shared_from_this(), refused] {
-        if (self->device_->Renew(refused))
-            return self->Connect(self->device_->Session());
-        self->TellLost();
+    device_->RenewThen(refused, [self = shared_from_this()](bool ready) {
+        self->device_->Runtime()->Jobs().Run(
+            [self, ready] { ready ? self->Connect(self->device_->Session()) : self->TellLost(); });
     });
 }
 
@@ -181,16 +191,29 @@ void DeviceLink::OnRecv(long long /*handle*/, const char* data, int len) {
         listener_.OnLinkFrame(data, len);
     else if (data != nullptr && len > 0 && data[0] == '{')
         OnText(data, len);
-    else
+    else if (!complained_.exchange(true))
         VMS_DRIVER_LOG(3, "DeviceLink", "%s: unknown message of %d bytes",
                        device_->Address().Label().c_str(), len);
 }
 
+/// The connection is then lost, as if the device had ended it.
+void DeviceLink::Refuse(int len) {
+    MutexLock lock(mutex_);
+    if (!complained_.exchange(true))
+        VMS_DRIVER_LOG(3, "DeviceLink", "%s: a text of %d bytes is too much",
+                       device_->Address().Label().c_str(), len);
+    if (client_ != nullptr)
+        client_->Stop();
+}
+
 void DeviceLink::OnText(const char* data, int len) {
+    const std::string_view text(data, static_cast<std::size_t>(len));
+    if (!kShortAnswer.Takes(text))
+        return Refuse(len);
     Json::Value message;
     std::string action;
     int code = kUnusable;
-    ParseJson(std::string(data, static_cast<std::size_t>(len)).c_str(), message);
+    ParseJson(std::string(text).c_str(), message);
     ReadString(message, "action", action);
     ReadInt(message, "code", code);
     {

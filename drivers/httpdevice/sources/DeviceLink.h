@@ -2,6 +2,7 @@
 
 #include <json/value.h>
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -17,6 +18,8 @@ namespace vms::httpdevice {
 
 /// A WebSocket connection to a device for one stream: requests and answers in JSON, media frames.
 /// When the device does not know the session (any more), logs in afresh and connects again, once.
+/// A text beyond kShortAnswer ends the connection unread: it is parsed on a thread that all
+/// connections of the process share.
 /// Thread-safe; nothing but Shut waits.
 class DeviceLink final : public INetEventHandle, public std::enable_shared_from_this<DeviceLink> {
 public:
@@ -38,12 +41,15 @@ public:
         ~Listener() = default;
     };
 
+    /// What the device sends. Where there is no media, no message may be longer than a text.
+    enum class Carries { kTexts, kMedia };
+
     /// @param listener stays alive until Shut has returned
     static std::shared_ptr<DeviceLink> Make(std::shared_ptr<DeviceConnection> device,
-                                            Listener& listener);
+                                            Listener& listener, Carries carries = Carries::kMedia);
 
     /// For Make.
-    DeviceLink(std::shared_ptr<DeviceConnection> device, Listener& listener);
+    DeviceLink(std::shared_ptr<DeviceConnection> device, Listener& listener, Carries carries);
 
     /// Connects, logging in first when need be; OnLinkOpen or OnLinkLost tells the outcome. A
     /// connection that there is goes. Nothing happens after Stop.
@@ -78,11 +84,14 @@ private:
     void ReportLost();
     void TellLost() VMS_EXCLUDES(mutex_);
     void OnText(const char* data, int len) VMS_EXCLUDES(mutex_);
+    void Refuse(int len) VMS_EXCLUDES(mutex_);
     /// Calls the listener from outside the client's events.
     void Tell(const std::function<void()>& call) VMS_EXCLUDES(mutex_);
 
     const std::shared_ptr<DeviceConnection> device_;
     Listener& listener_;
+    const Carries carries_;
+    std::atomic<bool> complained_{false};  ///< of what makes no sense, once
 
     Mutex mutex_;
     CondVar told_;

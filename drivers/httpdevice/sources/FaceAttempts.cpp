@@ -30,28 +30,37 @@ bool FaceSource::Attempts::Start(std::string key, int channel, IStreamCallback* 
 
 void FaceSource::Attempts::ConnectIn(milliseconds delay) {
     device_->Runtime()->Reactor().After(delay, [weak = weak_from_this()] {
-        const auto self = weak.lock();
-        if (self == nullptr)
-            return;
-        self->device_->Runtime()->Jobs().Run([weak] {
-            if (const auto locked = weak.lock())
-                locked->Connect();
-        });
+        if (const auto self = weak.lock())
+            self->Verify();
     });
 }
 
-void FaceSource::Attempts::Connect() {
+void FaceSource::Attempts::Verify() {
     {
         MutexLock lock(mutex_);
         if (stopped_)
             return;
     }
-    if (!device_->Verify()) {
+    device_->VerifyThen([weak = weak_from_this()](bool ready) {
+        const auto self = weak.lock();
+        if (self == nullptr)
+            return;
+        self->device_->Runtime()->Jobs().Run([weak, ready] {
+            if (const auto locked = weak.lock())
+                locked->Connect(ready);
+        });
+    });
+}
+
+/// @param ready whether the device has confirmed the session
+void FaceSource::Attempts::Connect(bool ready) {
+    if (!ready) {
         MutexLock lock(mutex_);
         return Retry();
     }
     __tagTvVideoParam description = device_->Address().EventDescription();
     auto fresh = std::make_unique<TaveroFaceFrame_ws>(&description, device_->Session().c_str());
+    fresh->SetConnectTimeout(device_->Runtime()->Settings().connectTimeout);
     if (!Install(std::move(fresh)))
         return;
     MutexLock lock(mutex_);

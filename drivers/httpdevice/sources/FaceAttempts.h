@@ -35,7 +35,8 @@ private:
     using Connection = std::unique_ptr<TaveroFaceFrame_ws>;
 
     void ConnectIn(std::chrono::milliseconds delay) VMS_REQUIRES(mutex_);
-    void Connect() VMS_EXCLUDES(mutex_);
+    void Verify() VMS_EXCLUDES(mutex_);
+    void Connect(bool ready) VMS_EXCLUDES(mutex_);
     bool Install(Connection fresh) VMS_EXCLUDES(mutex_);
     void LookIn() VMS_REQUIRES(mutex_);
     void Look() VMS_EXCLUDES(mutex_);

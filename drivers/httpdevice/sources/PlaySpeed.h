@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <cstdint>
 #include <optional>
 
 namespace vms::httpdevice {
@@ -17,6 +19,13 @@ inline std::optional<double> SpeedFactor(int code) {
     if (code < 0)
         return 1.0 / -code;
     return code == 0 ? 1.0 : code;
+}
+
+/// The second of a range that is nearest to a time: from its begin on, before its end if it has any
+/// length. All in seconds since the epoch.
+inline int WithinRange(int64_t time, int beginTime, int endTime) {
+    const int64_t last = std::max(int64_t{beginTime}, int64_t{endTime} - 1);
+    return static_cast<int>(std::clamp(time, int64_t{beginTime}, last));
 }
 
 }  // namespace vms::httpdevice

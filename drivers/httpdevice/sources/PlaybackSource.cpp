@@ -108,8 +108,7 @@ int PlaybackSource::SetSpeed(std::string /*key*/, int speed) {
 
 int PlaybackSource::Seek(std::string /*key*/, int position) {
     MutexLock lock(mutex_);
-    const int time =
-        std::clamp(position, job_.beginTime, std::max(job_.beginTime, job_.endTime - 1));
+    const int time = WithinRange(position, job_.beginTime, job_.endTime);
     job_.seekTime = time;
     videoMs_ = audioMs_ = -1;
     if (phase_ == Phase::kLost || (phase_ == Phase::kStarting && linked_))

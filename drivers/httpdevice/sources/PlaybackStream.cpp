@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "drivers/common/DriverLog.h"
+#include "drivers/httpdevice/sources/PlaySpeed.h"
 #include "drivers/httpdevice/sources/PlaybackSource.h"
 
 namespace vms::httpdevice {
@@ -142,8 +143,7 @@ void PlaybackSource::Hold() {
 void PlaybackSource::BeginAtLastUnit() {
     const int64_t last = std::min(videoMs_, audioMs_ < 0 ? videoMs_ : audioMs_);
     if (last >= 0)
-        job_.seekTime = std::clamp(static_cast<int>(last / 1000), job_.beginTime,
-                                   std::max(job_.beginTime, job_.endTime - 1));
+        job_.seekTime = WithinRange(last / 1000, job_.beginTime, job_.endTime);
 }
 
 void PlaybackSource::LookAtPlayer() {

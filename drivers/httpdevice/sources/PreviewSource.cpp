@@ -28,6 +28,7 @@ int PreviewSource::StartPreview(std::string key, int channel, int streamType,
     if (sink == nullptr || started_.exchange(true))
         return -1;
     sink_.SetSink(sink);
+    preview_.SetConnectTimeout(device_->Runtime()->Settings().connectTimeout);
     const int result = preview_.StartPreview(std::move(key), channel, streamType, &sink_);
     failed_ = result < 0;
     return result;

@@ -8,16 +8,23 @@
 #include "platform/Json.h"
 
 namespace vms::httpdevice {
+namespace {
+
+constexpr std::size_t kMaxToken = 512;
+
+}  // namespace
 
 SyncSession::SyncSession(std::shared_ptr<DeviceConnection> device)
-    : device_(std::move(device)), link_(DeviceLink::Make(device_, *this)) {
+    : device_(std::move(device)),
+      link_(DeviceLink::Make(device_, *this, DeviceLink::Carries::kTexts)) {
     device_->Runtime()->Add(this);
 }
 
 SyncSession::~SyncSession() {
     device_->Runtime()->Remove(this);
     link_->Shut();
-    device_->Runtime()->ForgetSession(GetToken());
+    if (const std::string token = GetToken(); !token.empty())
+        device_->Runtime()->ForgetSession(device_->Address(), token);
 }
 
 int SyncSession::Create(const char* /*id*/, int beginTime, int endTime, int seekTime,
@@ -34,9 +41,10 @@ int SyncSession::Create(const char* /*id*/, int beginTime, int endTime, int seek
     data["speed"] = *factor;
     const auto answer = Ask("syncCreate", std::move(data));
     std::string token;
-    if (!answer || answer->code != 0 || !ReadString(answer->data, "token", token) || token.empty())
+    if (!answer || answer->code != 0 || !ReadString(answer->data, "token", token) ||
+        token.empty() || token.size() > kMaxToken ||
+        !device_->Runtime()->KeepSession(device_->Address(), token, beginTime))
         return -1;
-    device_->Runtime()->KeepSession(token, beginTime);
     MutexLock lock(mutex_);
     token_ = std::move(token);
     beginTime_ = beginTime;
@@ -85,7 +93,7 @@ int SyncSession::Seek(int position) {
     Json::Value data;
     {
         MutexLock lock(mutex_);
-        data["time"] = std::clamp(position, beginTime_, std::max(beginTime_, endTime_ - 1));
+        data["time"] = WithinRange(position, beginTime_, endTime_);
     }
     return Control("syncSeek", std::move(data));
 }

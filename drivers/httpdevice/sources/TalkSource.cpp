@@ -11,6 +11,7 @@ namespace vms::httpdevice {
 namespace {
 
 constexpr std::size_t kMaxWaiting = 50;
+constexpr std::size_t kMaxWaitingBytes = std::size_t{1} << 20;
 
 bool IsCodec(int code) {
     return code == static_cast<int>(AudioCodec::kALaw) ||
@@ -27,7 +28,9 @@ uint64_t NowMs() {
 }  // namespace
 
 TalkSource::TalkSource(std::shared_ptr<DeviceConnection> device, int encode)
-    : device_(std::move(device)), deviceEncode_(encode), link_(DeviceLink::Make(device_, *this)) {
+    : device_(std::move(device)),
+      deviceEncode_(encode),
+      link_(DeviceLink::Make(device_, *this, DeviceLink::Carries::kTexts)) {
     device_->Runtime()->Add(this);
 }
 
@@ -58,15 +61,19 @@ void TalkSource::SendTalkData(const char* data, int length) {
         return Send(audio);
     if (!started_)
         return;
-    if (waiting_.size() == kMaxWaiting)
-        waiting_.pop_front();
+    waitingBytes_ += audio.size();
     waiting_.push_back(std::move(audio));
+    while (waiting_.size() > kMaxWaiting || waitingBytes_ > kMaxWaitingBytes) {
+        waitingBytes_ -= waiting_.front().size();
+        waiting_.pop_front();
+    }
 }
 
 void TalkSource::StopTalk() {
     MutexLock lock(mutex_);
     started_ = agreed_ = false;
     waiting_.clear();
+    waitingBytes_ = 0;
     link_->Request("stop");
     link_->Stop();
 }
@@ -94,6 +101,7 @@ void TalkSource::OnLinkAnswer(const std::string& action, int code, const Json::V
                        device_->Address().Label().c_str(), code, encode_);
         started_ = false;
     }
+    waitingBytes_ = 0;
     for (const std::string& audio : std::exchange(waiting_, {})) {
         if (agreed_)
             Send(audio);
@@ -112,6 +120,7 @@ void TalkSource::OnLinkLost() {
     MutexLock lock(mutex_);
     started_ = agreed_ = false;
     waiting_.clear();
+    waitingBytes_ = 0;
 }
 
 }  // namespace vms::httpdevice

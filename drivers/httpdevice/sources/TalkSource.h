@@ -14,7 +14,8 @@
 namespace vms::httpdevice {
 
 /// Carries a player's audio to the device, over a connection of its own. What comes before the
-/// device has agreed waits, a second or two of it. Thread-safe; nothing waits for the device.
+/// device has agreed waits, a second or two of it and 1 MiB at most. Thread-safe; nothing waits for
+/// the device.
 class TalkSource final : public ITalkStreamServer, private DeviceLink::Listener, private Closable {
 public:
     /// @param encode audio codec code that the device wants; 0 = not known
@@ -53,6 +54,7 @@ private:
     uint32_t serial_ VMS_GUARDED_BY(mutex_) = 0;
     uint32_t lost_ VMS_GUARDED_BY(mutex_) = 0;  ///< frames that the connection did not take
     std::deque<std::string> waiting_ VMS_GUARDED_BY(mutex_);
+    std::size_t waitingBytes_ VMS_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace vms::httpdevice

@@ -110,6 +110,31 @@ TEST_F(LiveTest, NoticesADeviceThatFallsSilent) {
     EXPECT_TRUE(sink.WaitMessage("3"));
 }
 
+TEST_F(LiveTest, MediaConnectionsHaveTheConnectTimeout) {
+    const HttpDevsim sim({});
+    HttpDeviceFactory patient;
+    __tagTvStreamServerParam param;
+    param.content = "connectTimeoutMs=60000";
+    ASSERT_TRUE(patient.Init(&param));
+    Init("connectTimeoutMs=500");
+    __tagTvVideoParam description = sim.Device(0);
+    const std::shared_ptr<IVideoDevice> device(patient.CreateDevice(&description));
+    const auto hasty = Make(description);
+    const std::unique_ptr<IPreviewStreamServer> longer(
+        patient.CreatePreviewServer(device.get(), -1, nullptr));
+    const std::unique_ptr<IPreviewStreamServer> shorter[] = {MakePreview(*hasty),
+                                                             MakePreview(*hasty)};
+    ASSERT_TRUE(longer && shorter[0] && shorter[1]);
+    sim.SetFault(0, "wsSilent");
+    UnitRecorder sink;
+    ASSERT_EQ(longer->StartPreview("long", 0, 0, &sink), 0);
+    for (const auto& preview : shorter) {
+        ASSERT_EQ(preview->StartPreview("short", 0, 0, &sink), 0);
+        EXPECT_TRUE(Eventually([&] { return preview->GetCloseGetStreamStatus(); }));
+    }
+    EXPECT_FALSE(longer->GetCloseGetStreamStatus()) << "the first to begin, the last to give up";
+}
+
 TEST_F(LiveTest, FacesRetryUntilTheyCome) {
     const HttpDevsim sim({"--face-interval-ms", "100", "--fault", "0:refused"});
     const auto device = Make(sim.Device(0));

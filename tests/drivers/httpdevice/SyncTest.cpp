@@ -95,6 +95,26 @@ TEST_F(SyncTest, ChannelsJoinWithoutBeingAdded) {
         EXPECT_TRUE(unit.key == "s--0" || unit.key == "s--1") << unit.key;
 }
 
+TEST_F(SyncTest, TokensAreEachDevicesOwn) {
+    const HttpDevsim sim(
+        {"--nvr", "2", "--recorded-until", std::to_string(kUntil), "--fault", "0-1:sameToken"});
+    const std::shared_ptr<IVideoDevice> devices[] = {Make(sim.Device(0)), Make(sim.Device(1))};
+    std::unique_ptr<ISyncPlaybackServer> sessions[2];
+    for (int i : {0, 1}) {
+        sessions[i].reset(factory_.CreateSyncPlaybackServer(devices[i].get()));
+        ASSERT_NE(sessions[i], nullptr);
+        ASSERT_EQ(sessions[i]->Create("id", kBegin + i * 60, kBegin + kHour, 0, 0, 0, 0, &sink_),
+                  0);
+    }
+    const std::string token = sessions[0]->GetToken();
+    ASSERT_EQ(token, sessions[1]->GetToken());
+    sessions[0].reset();
+    EXPECT_EQ(factory_.CreateSyncPlaybackChannelServer(devices[0].get(), 0, token), nullptr);
+    const std::unique_ptr<IPlaybackStreamServer> channel(
+        factory_.CreateSyncPlaybackChannelServer(devices[1].get(), 0, token));
+    EXPECT_NE(channel, nullptr) << "the other's has gone, not this one's";
+}
+
 TEST_F(SyncTest, FailsWithTheDevice) {
     sim_.SetFault(0, "wsRefused");
     EXPECT_EQ(session_->Create("id", kBegin, kBegin + kHour, 0, 0, 0, 0, &sink_), -1);

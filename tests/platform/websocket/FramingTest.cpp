@@ -169,6 +169,25 @@ TEST_F(Framing, AConnectionCutInsideAMessageIsAnAbnormalEnd) {
     EXPECT_EQ(events_.Messages(), std::vector<std::string>{"whole"});
 }
 
+TEST_F(Framing, AClientMayHaveABoundOfItsOwn) {
+    WebSocketSettings settings = GetWebSocketSettings();
+    settings.maxMessageBytes = 10;
+    EventRecorder events;
+    const ClientPtr own(CreateWebSocketClient(settings));
+    ASSERT_NE(own, nullptr);
+    own->SetEventHandle(&events);
+    ASSERT_TRUE(own->Connect("127.0.0.1", server_.Port(), "", "", 10'000, false));
+    const auto peer = server_.AcceptUpgraded();
+    ASSERT_NE(peer, nullptr);
+    const std::string message = Encode({kText, std::string(11, 'x')});
+    ASSERT_TRUE(peer->Write(message));
+    ASSERT_TRUE(events.WaitForClose());
+    EXPECT_EQ(events.Last().code, 1009);
+    ASSERT_TRUE(peer_->Write(message));
+    ASSERT_TRUE(events_.WaitForEvents(2));
+    EXPECT_EQ(events_.Messages().size(), 1U) << "those of the process hold for others";
+}
+
 TEST_F(Framing, TextsGoOutWholeAndMasked) {
     const std::vector<std::string> texts{"", "short", std::string(126, 'a'),
                                          std::string(70'000, 'b')};

@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 #include <netdb.h>
 
+#include <atomic>
 #include <condition_variable>
+#include <memory>
 #include <mutex>
 #include <string_view>
 #include <vector>
 
+#include "platform/websocket/HostResolver.h"
 #include "tests/platform/websocket/EventRecorder.h"
 #include "tests/support/FrameServer.h"
 
@@ -27,11 +30,13 @@ public:
         std::unique_lock lock(mutex_);
         changed_.wait(lock, [&] { return asked_ >= count; });
     }
-    void Revive() {
+    /// @param staysDead for those who ask later
+    void Revive(bool staysDead = false) {
         std::unique_lock lock(mutex_);
         alive_ = true;
         changed_.notify_all();
         changed_.wait(lock, [this] { return asked_ == 0; });
+        alive_ = !staysDead;
     }
 
 private:
@@ -62,7 +67,7 @@ namespace {
 
 /// Takes the port away from the dead look-ups' clients whatever the test's outcome.
 struct Revival {
-    ~Revival() { nameServer.Revive(); }
+    ~Revival() { nameServer.Revive(true); }
 };
 
 TEST(NameLookUp, ADeadNameServerHoldsUpNobodyElse) {
@@ -91,6 +96,20 @@ TEST(NameLookUp, ADeadNameServerHoldsUpNobodyElse) {
     EXPECT_EQ(impatientEvents.Last().code, -2);
     dead.clear();  // without waiting for the look-ups
     EXPECT_TRUE(deadEvents.Events().empty());
+}
+
+TEST(NameLookUp, TheEndOfAResolverLetsGoOfWhatAskersGave) {
+    const Revival revival;
+    auto given = std::make_shared<int>();
+    const std::weak_ptr<int> kept = given;
+    auto resolver = std::make_unique<HostResolver>(1);
+    const auto wanted = std::make_shared<std::atomic<bool>>(true);
+    ASSERT_TRUE(resolver->Resolve("dead.test", 80, wanted, [given](const auto&, const char*) {}));
+    given.reset();
+    nameServer.WaitUntilAsked(1);
+    EXPECT_FALSE(kept.expired());
+    resolver.reset();
+    EXPECT_TRUE(kept.expired()) << "though the look-up is still under way";
 }
 
 TEST(NameLookUp, AFailedOneIsNoConnection) {

@@ -25,6 +25,7 @@ TEST(AnswerFault, BodiesAreBrokenAsNamed) {
               R"({"code":0,"data":{"flag":"yes","inner":{"number":"5"},"name":7}})");
     EXPECT_EQ(BodyWith("code=1003"), R"({"code":1003})");
     EXPECT_EQ(BodyWith("deepJson=3"), R"({"code":0,"data":[[[]]]})");
+    EXPECT_EQ(BodyWith("manyItems=2"), R"({"code":0,"data":{"itemList":[{},{}]}})");
     EXPECT_EQ(BodyWith("emptyBody"), "");
     EXPECT_EQ(BodyWith("code@login=1"), BodyWith("delay")) << "of another endpoint";
     EXPECT_FALSE(ParseJson(BodyWith("truncatedJson")));
