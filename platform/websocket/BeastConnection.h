@@ -14,7 +14,7 @@
 #include "platform/websocket/Connection.h"
 #include "platform/websocket/EndCodes.h"
 #include "platform/websocket/HandlerMemory.h"
-#include "platform/websocket/HostResolver.h"
+#include "platform/HostResolver.h"
 #include "platform/websocket/IoThreads.h"
 #include "platform/websocket/KeepAlive.h"
 #include "platform/websocket/OutgoingFrames.h"

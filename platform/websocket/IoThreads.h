@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/websocket/HostResolver.h"
+#include "platform/HostResolver.h"
 
 namespace boost::asio {
 class io_context;

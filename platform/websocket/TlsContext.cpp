@@ -6,7 +6,7 @@
 
 #include "platform/Mutex.h"
 #include "platform/websocket/ClientLog.h"
-#include "platform/websocket/HostResolver.h"
+#include "platform/HostResolver.h"
 
 namespace vms {
 namespace {

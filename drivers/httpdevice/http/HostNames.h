@@ -9,7 +9,7 @@
 #include <string>
 
 #include "platform/Mutex.h"
-#include "platform/websocket/HostResolver.h"
+#include "platform/HostResolver.h"
 
 namespace vms::httpdevice {
 

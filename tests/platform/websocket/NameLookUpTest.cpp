@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/websocket/HostResolver.h"
+#include "platform/HostResolver.h"
 #include "tests/platform/websocket/EventRecorder.h"
 #include "tests/support/FrameServer.h"
 

@@ -1,4 +1,4 @@
-#include "platform/websocket/HostResolver.h"
+#include "platform/HostResolver.h"
 
 #include <dlfcn.h>
 #include <netdb.h>
