@@ -13,6 +13,7 @@ if [[ $(wc -l <<<"$wanted") != $(wc -l <<<"$marked") ]]; then
     echo "not every marked declaration is understood" >&2
     exit 1
 fi
+wanted=$(sort -u <<<"$wanted")  # overloads share a name
 exported=$(nm -DC --defined-only "$library" | cut -d' ' -f3- |
                sed -E -e 's/^vms:://' -e 's/^([A-Za-z_0-9]+)(::|\(|\[abi|$).*/\1/' | sort -u)
 diff <(echo "$wanted") <(echo "$exported") >&2 || {
