@@ -44,9 +44,9 @@ private:
     static void Run(boost::asio::io_context& context);
     static void End(Loop& loop);
 
-    HostResolver resolver_;
     std::vector<Loop> loops_;  ///< constant once made
     std::atomic<std::size_t> turn_{0};
+    HostResolver resolver_;  ///< goes first: connections that wait for a name belong to the loops
 };
 
 }  // namespace vms
