@@ -25,7 +25,7 @@ install(DIRECTORY module platform videodevice websocket deviceapi DESTINATION ${
         PATTERN "bus" EXCLUDE PATTERN "CommandBus.h" EXCLUDE
         # What the video module is made of is nobody else's business.
         PATTERN "core" EXCLUDE PATTERN "streams" EXCLUDE PATTERN "ptz" EXCLUDE
-        PATTERN "ModuleParts.h" EXCLUDE PATTERN "StreamInfo.h" EXCLUDE
+        PATTERN "ModuleParts.h" EXCLUDE
         PATTERN "TestDevice.h" EXCLUDE
         # Nor what the WebSocket clients are made of.
         PATTERN "platform/websocket" EXCLUDE PATTERN "ClientText.h" EXCLUDE

@@ -10,6 +10,7 @@
 #include "module/LogSink.h"
 #include "onvif/ProbeProxy.h"
 #include "platform/Guid.h"
+#include "platform/ILogHandler.h"
 #include "platform/LocalIps.h"
 
 namespace {

@@ -6,6 +6,7 @@
 
 #include "module/LogSink.h"
 #include "onvif/SoapSession.h"
+#include "platform/ILogHandler.h"
 #include "soapDeviceBindingProxy.h"
 #include "soapMediaBindingProxy.h"
 #include "wsseapi.h"

@@ -12,6 +12,7 @@
 #include "onvif/PreviewUrl.h"
 #include "onvif/SearchPages.h"
 #include "platform/CreateCommandBusInstance.h"
+#include "platform/ILogHandler.h"
 #include "platform/VideoCommandHelper.h"
 
 namespace {

@@ -2,8 +2,8 @@
 
 #include <openssl/crypto.h>
 
-#include "platform/CommandBus.h"
 #include "platform/CommandBusStats.h"
+#include "platform/bus/CommandBus.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include "module/ICommandBus.h"
 #include "module/LogSink.h"
 #include "platform/CreateCommandBusInstance.h"
-#include "platform/IStreamFanOut.h"
+#include "platform/ILogHandler.h"
 #include "videodevice/IVideoDeviceFactory.h"
 #include "videodevice/ModuleParts.h"
 #include "videodevice/core/Guarded.h"
@@ -118,7 +118,6 @@ int VideoDeviceModule::OnStream(long long connectionId, void* data, int length) 
 }
 
 void VideoDeviceModule::SetConnectionControl(IStreamConnectionController* controller) {
-    parts_->context.fanOut = vms::FanOutOf(controller);
     parts_->context.controller = controller;
 }
 

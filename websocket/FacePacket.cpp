@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "platform/ByteFields.h"
+
 // From the device, in host byte order:
 //
 //  0               1               2               3
@@ -32,25 +34,18 @@ constexpr uint32_t kFaceBits = 3;
 constexpr uint32_t kTypeMask = 0x1f;
 constexpr uint32_t kValueMask = 0x3fffff;
 
-template <class T>
-T Get(const char* header, std::size_t offset) {
-    T field;
-    std::memcpy(&field, header + offset, sizeof field);
-    return field;
-}
-
 }  // namespace
 
 bool IsFacePacket(const char* device) {
-    return Get<uint16_t>(device, 0) == kSignature;
+    return FieldAt<uint16_t>(device, 0) == kSignature;
 }
 
 void ConvertFaceHeader(const char* device, char* stream) {
-    const uint32_t type = Get<uint16_t>(device, 2) & kTypeMask;
-    const uint32_t value = Get<uint32_t>(device, 4) & kValueMask;
+    const uint32_t type = FieldAt<uint16_t>(device, 2) & kTypeMask;
+    const uint32_t value = FieldAt<uint32_t>(device, 4) & kValueMask;
     const uint32_t flags = kFaceBits | type << 2 | value << 7;
     std::memset(stream, 0, kFaceHeaderSize);
-    std::memcpy(stream + 4, &flags, sizeof flags);
+    SetField(stream, 4, flags);
 }
 
 }  // namespace vms

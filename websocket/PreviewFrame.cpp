@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "platform/ByteFields.h"
 #include "websocket/le2host.h"
 
 // From the device, little-endian:
@@ -59,14 +60,7 @@ constexpr uint32_t kAac8kHz = 8000;
 
 template <class T>
 T Get(const char* header, std::size_t offset) {
-    T field;
-    std::memcpy(&field, header + offset, sizeof field);
-    return le2host(field);
-}
-
-template <class T>
-void Put(char* header, std::size_t offset, T value) {
-    std::memcpy(header + offset, &value, sizeof value);
+    return le2host(FieldAt<T>(header, offset));
 }
 
 uint8_t VideoCodec(uint8_t code) {
@@ -119,17 +113,17 @@ AudioDefaults DefaultsOf(uint8_t codec) {
 /// @return the rate to pass on
 uint32_t PutAudio(uint8_t code, uint32_t rate, char* stream) {
     const uint8_t codec = AudioCodec(code, rate);
-    Put(stream, 10, codec);
+    SetField(stream, 10, codec);
     if (rate != 0)
         return rate;
     const AudioDefaults defaults = DefaultsOf(codec);
-    Put(stream, 11, defaults.format);
+    SetField(stream, 11, defaults.format);
     return defaults.rate;
 }
 
 /// @return the rate to pass on
 uint32_t PutVideo(uint8_t code, uint32_t rate, char* stream) {
-    Put(stream, 9, VideoCodec(code));
+    SetField(stream, 9, VideoCodec(code));
     return rate != 0 ? rate : kDefaultFrameRate;
 }
 
@@ -149,14 +143,14 @@ PreviewFrame ConvertPreviewHeader(const char* device, char* stream) {
     else if (kind == kDeviceAudio)
         ratePassedOn = PutAudio(code, rate, stream);
     const uint32_t frameType = Get<uint8_t>(device, 29) & 0x1fU;
-    Put<uint32_t>(stream, 4, (kind == kDeviceAudio ? kAudioBits : 0) | frameType << 2);
-    Put(stream, 12, frame.serial);
-    Put(stream, 16, frame.timestamp);
-    Put(stream, 20, static_cast<uint16_t>(frame.width));
-    Put(stream, 22, static_cast<uint16_t>(frame.height));
-    Put(stream, 24, static_cast<uint16_t>(ratePassedOn));
-    Put(stream, 26, static_cast<uint16_t>(rate));
-    Put<uint32_t>(stream, 28, Get<uint16_t>(device, 30));
+    SetField<uint32_t>(stream, 4, (kind == kDeviceAudio ? kAudioBits : 0) | frameType << 2);
+    SetField(stream, 12, frame.serial);
+    SetField(stream, 16, frame.timestamp);
+    SetField(stream, 20, static_cast<uint16_t>(frame.width));
+    SetField(stream, 22, static_cast<uint16_t>(frame.height));
+    SetField(stream, 24, static_cast<uint16_t>(ratePassedOn));
+    SetField(stream, 26, static_cast<uint16_t>(rate));
+    SetField<uint32_t>(stream, 28, Get<uint16_t>(device, 30));
     return frame;
 }
 

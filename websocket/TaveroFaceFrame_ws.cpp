@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 #include "platform/IWebSocketClient.h"
 #include "videodevice/FaceOnClose.h"
 #include "videodevice/IStreamCallback.h"

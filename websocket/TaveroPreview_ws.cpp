@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 #include "platform/IWebSocketClient.h"
 #include "platform/Json.h"
 #include "videodevice/IStreamCallback.h"

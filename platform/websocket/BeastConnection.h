@@ -9,12 +9,12 @@
 #include <string>
 #include <type_traits>
 
+#include "platform/HostResolver.h"
 #include "platform/ReusableBuffer.h"
 #include "platform/websocket/BeastStream.h"
 #include "platform/websocket/Connection.h"
 #include "platform/websocket/EndCodes.h"
 #include "platform/websocket/HandlerMemory.h"
-#include "platform/HostResolver.h"
 #include "platform/websocket/IoThreads.h"
 #include "platform/websocket/KeepAlive.h"
 #include "platform/websocket/OutgoingFrames.h"

@@ -4,9 +4,9 @@
 
 #include <boost/asio/ssl/context.hpp>
 
+#include "platform/HostResolver.h"
 #include "platform/Mutex.h"
 #include "platform/websocket/ClientLog.h"
-#include "platform/HostResolver.h"
 
 namespace vms {
 namespace {

@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "BusTestSupport.h"
-#include "platform/CommandBus.h"
 #include "platform/CreateCommandBusInstance.h"
+#include "platform/bus/CommandBus.h"
 
 namespace vms::test {
 namespace {

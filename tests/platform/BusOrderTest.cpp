@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "BusTestSupport.h"
-#include "platform/CommandBus.h"
 #include "platform/ILogHandler.h"
+#include "platform/bus/CommandBus.h"
 
 namespace vms::test {
 namespace {

@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "BusTestSupport.h"
-#include "platform/CommandBus.h"
+#include "platform/bus/CommandBus.h"
 #include "platform/bus/WorkerPool.h"
 
 namespace vms::test {

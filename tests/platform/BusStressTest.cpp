@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "BusTestSupport.h"
-#include "platform/CommandBus.h"
+#include "platform/bus/CommandBus.h"
 
 namespace vms::test {
 namespace {

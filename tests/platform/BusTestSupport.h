@@ -10,6 +10,7 @@
 #include "module/ICommandBus.h"
 #include "platform/Mutex.h"
 #include "platform/SysCommandHelper.h"
+#include "tests/support/Gate.h"
 
 namespace vms::test {
 
@@ -52,31 +53,6 @@ private:
     Mutex mutex_;
     CondVar added_;
     std::vector<std::string> entries_ VMS_GUARDED_BY(mutex_);
-};
-
-/// Holds threads back until it is opened. Stands before the bus, which waits for them when it goes.
-class Gate {
-public:
-    void Open() VMS_EXCLUDES(mutex_) {
-        {
-            MutexLock lock(mutex_);
-            open_ = true;
-        }
-        opened_.NotifyAll();
-    }
-
-    /// Gives up when patience runs out, so that a failing test ends.
-    void Wait() VMS_EXCLUDES(mutex_) {
-        const auto deadline = std::chrono::steady_clock::now() + kPatience;
-        MutexLock lock(mutex_);
-        while (!open_ && opened_.WaitUntil(mutex_, deadline)) {
-        }
-    }
-
-private:
-    Mutex mutex_;
-    CondVar opened_;
-    bool open_ VMS_GUARDED_BY(mutex_) = false;
 };
 
 inline __tagTvCommand Request(__enumTvCommand id, std::string deviceId = "",

@@ -2,8 +2,8 @@
 
 #include <future>
 
+#include "platform/CommandPtr.h"
 #include "platform/CreateCommandBusInstance.h"
-#include "platform/SysCommandHelper.h"
 
 namespace vms::test {
 
@@ -11,10 +11,8 @@ Outcome Ask(const std::string& module, __enumTvCommand id, const std::string& de
             const std::string& body) {
     Outcome outcome;
     std::promise<void> ended;
-    const std::unique_ptr<__tagTvCommand, void (*)(__tagTvCommand*)> request(
-        SysCommandHelper::CreateRequestCommand(id, "test", deviceId.c_str(), body.c_str(),
-                                               module.c_str()),
-        &SysCommandHelper::ReleaseCommand);
+    const vms::CommandPtr request(SysCommandHelper::CreateRequestCommand(
+        id, "test", deviceId.c_str(), body.c_str(), module.c_str()));
     ICommandBus* bus = CreateCommandBusInstance();
     const int64_t serial = bus->Post(
         module.c_str(), *request,

@@ -1,7 +1,6 @@
 // From a source to the players, and what idle streams come to.
 #include <stdexcept>
 
-#include "platform/IStreamFanOut.h"
 #include "tests/videodevice/ModuleFixture.h"
 #include "videodevice/FaceOnClose.h"
 
@@ -29,44 +28,6 @@ TEST_F(MediaPath, GoesToEveryPlayerAndDropsThoseThatAreGone) {
     controller.Take();
     Deliver(key, "d");
     EXPECT_EQ(controller.Take(), Calls{"3:d"});
-}
-
-/// A fan-out without sockets: notes each call, and fails for one player.
-class FakeFanOut final : public IStreamFanOut {
-public:
-    int SendToAll(const long long* ids, size_t count, const char* data, int length, bool isPlayback,
-                  std::vector<long long>& failed) noexcept override {
-        std::string call(data, static_cast<size_t>(length));
-        for (size_t i = 0; i < count; ++i) {
-            call += " " + std::to_string(ids[i]);
-            if (ids[i] == 2)
-                failed.push_back(2);
-        }
-        calls.push_back(call + (isPlayback ? " (playback)" : ""));
-        return 5;
-    }
-
-    Calls calls;
-};
-
-TEST_F(MediaPath, UsesTheServersFanOutForSeveralPlayers) {
-    FakeFanOut fanOut;
-    OfferFanOut(&controller, &fanOut);
-    module->SetConnectionControl(&controller);
-    const std::string key = Preview();
-    for (const long long connection : {1, 2, 3})
-        Request(TV_STREAM_PREVIEW_START, connection, key);
-    EXPECT_EQ(Deliver(key, "a"), 5);
-    EXPECT_EQ(Deliver(key, "b"), 5);
-    EXPECT_EQ(fanOut.calls, (Calls{"a 1 2 3", "b 1 3"}));
-    Request(TV_STREAM_PREVIEW_STOP, 3, key);
-    EXPECT_EQ(Deliver(key, "c"), 0);
-    EXPECT_EQ(controller.Take(), Calls{"1:c"});
-    OfferFanOut(&controller, nullptr);
-    module->SetConnectionControl(&controller);
-    Request(TV_STREAM_PREVIEW_START, 3, key);
-    Deliver(key, "d");
-    EXPECT_EQ(fanOut.calls.size(), 2U);
 }
 
 TEST_F(MediaPath, UnknownKeysAndAMissingStreamServerAreNothingToDo) {

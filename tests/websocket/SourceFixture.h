@@ -4,6 +4,7 @@
 
 #include "module/DeviceRecords.h"
 #include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 #include "tests/websocket/Fakes.h"
 
 namespace vms::test {

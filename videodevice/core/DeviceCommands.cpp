@@ -3,6 +3,7 @@
 #include <list>
 
 #include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 #include "platform/VideoCommandHelper.h"
 #include "videodevice/core/Response.h"
 

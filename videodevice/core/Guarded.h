@@ -3,6 +3,7 @@
 #include <exception>
 
 #include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 
 namespace vms {
 

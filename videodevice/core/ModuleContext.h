@@ -11,7 +11,6 @@
 class ICommandBus;
 class IStreamCallback;
 class IStreamConnectionController;
-class IStreamFanOut;
 class IVideoDeviceFactory;
 class VideoDeviceModule;
 
@@ -51,8 +50,6 @@ struct ModuleContext {
 
     StreamTypes streamTypes;
     std::atomic<IStreamConnectionController*> controller{nullptr};
-    std::atomic<IStreamFanOut*> fanOut{
-        nullptr};  ///< of the controller's server; it need not offer any
 };
 
 }  // namespace vms

@@ -3,8 +3,8 @@
 #include <array>
 
 #include "platform/Json.h"
+#include "videodevice/VideoDeviceModule.h"
 #include "videodevice/core/Response.h"
-#include "videodevice/ptz/PtzOperations.h"
 
 namespace vms {
 namespace {
@@ -12,11 +12,15 @@ namespace {
 constexpr int kNoAction = -1;
 
 // Indexed by "action".
-constexpr std::array<PtzOperation*, 12> kOperations = {
-    PtzMove,       PtzGetSpeed,  PtzSetSpeed,  PtzGetPreset, PtzAddPreset,   PtzDelPreset,
-    PtzCallPreset, PtzGetCruise, PtzAddCruise, PtzDelCruise, PtzStartCruise, PtzStopCruise};
+using Module = VideoDeviceModule;
+using Operation = void (Module::*)(IVideoDevice*, int, Json::Value, __tagTvCommand*);
+constexpr std::array<Operation, 12> kOperations = {
+    &Module::PtzControl2,  &Module::PtzGetSpeed,  &Module::PtzSetSpeed,    &Module::PtzGetPreset,
+    &Module::PtzAddPreset, &Module::PtzDelPreset, &Module::PtzCallPreset,  &Module::PtzGetCruise,
+    &Module::PtzAddCruise, &Module::PtzDelCruise, &Module::PtzStartCruise, &Module::PtzStopCruise};
 
-PtzOperation* OperationOf(const Json::Value& body) {
+/// @return null = there is none
+Operation OperationOf(const Json::Value& body) {
     int action = kNoAction;
     ReadInt(body, "action", action);
     const bool known = action >= 0 && action < static_cast<int>(kOperations.size());
@@ -35,9 +39,9 @@ void PtzCommand::Control(const __tagTvCommand* command) {
         ReadInt(body, "channel", channel);
         // The body's "id" only has to be there: the command's own identifier names the device.
         const auto device = id.empty() ? nullptr : devices_.Find(command->deviceId);
-        PtzOperation* const operation = OperationOf(body);
+        const Operation operation = OperationOf(body);
         if (device != nullptr && operation != nullptr)
-            operation(*device, channel, body, response);
+            (context_.module.*operation)(device.get(), channel, body, &response);
     });
 }
 

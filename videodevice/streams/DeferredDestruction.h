@@ -1,13 +1,12 @@
 #pragma once
 
-#include <chrono>
 #include <list>
 #include <memory>
-#include <thread>
 #include <utility>
 
 #include "platform/Mutex.h"
 #include "videodevice/core/Guarded.h"
+#include "videodevice/streams/PatientWait.h"
 
 namespace vms {
 
@@ -62,8 +61,9 @@ public:
     void Clear() VMS_EXCLUDES(mutex_) {
         Items items = TakeItems();
         for (std::shared_ptr<T>& item : items) {
-            while (item.use_count() > 1)
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            if (!PatientWait([&item] { return item.use_count() == 1; }))
+                VMS_LOG(3, "Retirement",
+                        "a source is still held by a thread that does not come back");
             item.reset();
         }
     }

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 #include "videodevice/IVideoDeviceFactory.h"
 #include "videodevice/core/Guarded.h"
 

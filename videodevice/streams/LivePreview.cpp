@@ -2,6 +2,7 @@
 
 #include "module/LogSink.h"
 #include "platform/Guid.h"
+#include "platform/ILogHandler.h"
 #include "platform/VideoCommandHelper.h"
 #include "videodevice/IVideoDeviceFactory.h"
 #include "videodevice/core/Response.h"

@@ -3,8 +3,7 @@
 #include <memory>
 #include <vector>
 
-#include "platform/IStreamFanOut.h"
-#include "platform/SysCommandHelper.h"
+#include "platform/CommandPtr.h"
 #include "videodevice/FaceOnClose.h"
 #include "videodevice/core/Guarded.h"
 #include "videodevice/streams/SyncKey.h"
@@ -78,12 +77,8 @@ int MediaPath::SendToAll(IStreamConnectionController& controller, const StreamFe
                          const char* data, int length) {
     const ClientList::Ids& clients = *feed.clients;
     const Unit unit{data, length, feed.stream->streamKind == StreamInfo::kPlayback};
-    IStreamFanOut* const fanOut = context_.fanOut;
     std::vector<long long> failed;
-    const int result = fanOut != nullptr && clients.size() > 1
-                           ? fanOut->SendToAll(clients.data(), clients.size(), data, length,
-                                               unit.isPlayback, failed)
-                           : SendOneByOne(controller, unit, clients, failed);
+    const int result = SendOneByOne(controller, unit, clients, failed);
     if (!failed.empty())
         streams_.DetachFailed(feed.stream, failed);
     return result;
@@ -129,10 +124,8 @@ void MediaPath::Relay(IStreamConnectionController& controller, const std::string
     const ClientList::Snapshot clients = streams_.FeedOf(key).clients;
     if (clients == nullptr)
         return;
-    const std::unique_ptr<__tagTvCommand, void (*)(__tagTvCommand*)> record(
-        SysCommandHelper::CreateRequestCommand(TV_CMD_SOURCE_MESSAGE, context_.name.c_str(),
-                                               key.c_str(), message, ""),
-        &SysCommandHelper::ReleaseCommand);
+    const CommandPtr record(SysCommandHelper::CreateRequestCommand(
+        TV_CMD_SOURCE_MESSAGE, context_.name.c_str(), key.c_str(), message, ""));
     for (const long long connectionId : *clients)
         Guarded("MsgCallback", [&] { controller.SendCommand(connectionId, record.get()); });
 }

@@ -1,6 +1,7 @@
 #include "videodevice/streams/PlayerRequests.h"
 
 #include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 #include "platform/IStreamConnectionController.h"
 #include "platform/SysCommandHelper.h"
 #include "platform/VideoCommandHelper.h"

@@ -4,6 +4,7 @@
 
 #include "module/LogSink.h"
 #include "platform/Guid.h"
+#include "platform/ILogHandler.h"
 #include "platform/Json.h"
 #include "platform/VideoCommandHelper.h"
 #include "videodevice/IVideoDeviceFactory.h"

@@ -1,8 +1,10 @@
 #include "videodevice/streams/Retirement.h"
 
-#include <chrono>
-#include <thread>
 #include <utility>
+
+#include "module/LogSink.h"
+#include "platform/ILogHandler.h"
+#include "videodevice/streams/PatientWait.h"
 
 namespace vms {
 namespace {
@@ -104,8 +106,8 @@ void Retirement::SweepAll() {
 }
 
 void Retirement::Clear() {
-    while (passages_ > 0)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    if (!PatientWait([this] { return passages_ == 0; }))
+        VMS_LOG(3, "Retirement", "a source's thread does not come back");
     SweepAll();
     retiredStreams_.Clear();
     retiredSyncStreams_.Clear();

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "videodevice/ISyncPlaybackServer.h"
-#include "videodevice/StreamInfo.h"
 #include "videodevice/streams/DeferredDestruction.h"
+#include "videodevice/streams/StreamInfo.h"
 
 namespace vms {
 

@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "videodevice/StreamInfo.h"
 #include "videodevice/streams/ClientList.h"
+#include "videodevice/streams/StreamInfo.h"
 
 namespace vms {
 

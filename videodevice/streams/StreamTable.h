@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "platform/ThreadAnnotations.h"
-#include "videodevice/StreamInfo.h"
 #include "videodevice/streams/ReadMostlyMutex.h"
 #include "videodevice/streams/StreamFeed.h"
+#include "videodevice/streams/StreamInfo.h"
 
 namespace vms {
 

@@ -8,9 +8,9 @@
 
 #include "platform/ThreadAnnotations.h"
 #include "videodevice/ISyncPlaybackServer.h"
-#include "videodevice/StreamInfo.h"
 #include "videodevice/streams/ReadMostlyMutex.h"
 #include "videodevice/streams/StreamFeed.h"
+#include "videodevice/streams/StreamInfo.h"
 
 namespace vms {
 

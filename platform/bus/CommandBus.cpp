@@ -1,4 +1,4 @@
-#include "platform/CommandBus.h"
+#include "platform/bus/CommandBus.h"
 
 #include <utility>
 

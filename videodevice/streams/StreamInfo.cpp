@@ -1,4 +1,4 @@
-#include "videodevice/StreamInfo.h"
+#include "videodevice/streams/StreamInfo.h"
 
 StreamInfo::~StreamInfo() {
     // The video sources first: a face source may outlive its record.
