@@ -1,6 +1,7 @@
 // What a player sends: the first byte chooses a text frame, a binary frame or a request target.
 // Texts go through the protocol into a video module with one live stream, whose key they name with
 // "$".
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -8,12 +9,12 @@
 
 #include "bench/NullFamily.h"
 #include "host/http/HttpTarget.h"
-#include "host/play/UnitHeader.h"
-#include "host/stream/PlayerProtocol.h"
-#include "host/stream/UnitKind.h"
+#include "host/players/websocket/PlayerProtocol.h"
+#include "media/unit/MediaHeader.h"
+#include "media/unit/MediaUnit.h"
+#include "platform/CommandPtr.h"
 #include "platform/CreateCommandBusInstance.h"
 #include "platform/Json.h"
-#include "platform/SysCommandHelper.h"
 #include "videodevice/VideoDeviceModule.h"
 
 namespace {
@@ -32,12 +33,10 @@ public:
 
     const std::string& Key() const { return factory_.keys.front(); }
 
-    void Ask(const vms::PlayerRequest& request) {
-        const std::unique_ptr<__tagTvCommand, void (*)(__tagTvCommand*)> record(
-            SysCommandHelper::CreateRequestCommand(static_cast<__enumTvCommand>(request.command),
-                                                   "player", request.key.c_str(),
-                                                   request.body.c_str(), ""),
-            &SysCommandHelper::ReleaseCommand);
+    void Ask(const vms::host::PlayerRequest& request) {
+        const vms::CommandPtr record(SysCommandHelper::CreateRequestCommand(
+            static_cast<__enumTvCommand>(request.command), "player", request.key.c_str(),
+            request.body.c_str(), ""));
         module_.OnRecv(kPlayer, record.get(), 0);
     }
 
@@ -67,8 +66,8 @@ void Require(bool condition) {
 }
 
 void TakeText(LiveModule& module, const std::string& text) {
-    vms::PlayerRequest request;
-    if (vms::ReadPlayerRequest(text, request)) {
+    vms::host::PlayerRequest request;
+    if (vms::host::ReadPlayerRequest(text, request)) {
         if (request.key == "$")
             request.key = module.Key();
         module.Ask(request);
@@ -76,15 +75,17 @@ void TakeText(LiveModule& module, const std::string& text) {
     }
     Json::Value answer;
     int command = 0;
-    Require(vms::ParseJson(vms::PlayerAnswer(request, -1).c_str(), answer));
+    Require(vms::ParseJson(vms::host::PlayerAnswer(request, -1).c_str(), answer));
     Require(vms::ReadInt(answer, "cmd", command) && command == request.command);
 }
 
 void TakeUnit(LiveModule& module, std::string unit) {
-    vms::UnitHeader header;
-    Require(vms::ReadUnitHeader(unit, header) == (unit.size() >= vms::UnitHeader::kSize));
-    Require((vms::KindOfUnit(unit.data(), unit.size()) == vms::UnitKind::keyPicture) ==
-            header.isKey);
+    vms::MediaUnitHeader header;
+    const bool isWhole = vms::ReadMediaHeader(unit, header);
+    Require(isWhole == (unit.size() >= vms::kMediaHeaderSize));
+    const vms::MediaUnit copy = vms::MediaUnit::Copy(unit);
+    Require((copy.Kind() == vms::UnitKind::kKeyPicture) == (isWhole && header.IsKeyPicture()));
+    Require(copy.Payload().size() == (isWhole ? unit.size() - vms::kMediaHeaderSize : 0));
     module.Send(unit);
 }
 
@@ -95,13 +96,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size == 0)
         return 0;
     std::string rest(reinterpret_cast<const char*>(data + 1), size - 1);
-    vms::HttpRequest request;
+    vms::host::HttpRequest request;
     switch (data[0]) {
         case 'b':
             TakeUnit(module, std::move(rest));
             break;
         case 'u':
-            if (vms::ReadHttpTarget(rest, request))
+            if (vms::host::ReadHttpTarget(rest, request))
                 Require(request.path.empty() || request.path.size() <= rest.size());
             break;
         default:

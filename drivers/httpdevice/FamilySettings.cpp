@@ -4,7 +4,8 @@
 #include <charconv>
 #include <string_view>
 
-#include "drivers/common/DriverLog.h"
+#include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 
 namespace vms::httpdevice {
 namespace {
@@ -54,8 +55,7 @@ void ApplyPair(std::string_view pair, FamilySettings& settings) {
     const bool applied = equals != std::string_view::npos &&
                          Apply(pair.substr(0, equals), pair.substr(equals + 1), settings);
     if (!applied)
-        VMS_DRIVER_LOG(2, "HttpDeviceFactory", "setting not understood: %s",
-                       std::string(pair).c_str());
+        VMS_LOG(2, "HttpDeviceFactory", "setting not understood: %s", std::string(pair).c_str());
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <exception>
 #include <utility>
 
-#include "drivers/common/DriverLog.h"
 #include "drivers/httpdevice/device/DeviceDescription.h"
 #include "drivers/httpdevice/device/HttpDevice.h"
 #include "drivers/httpdevice/sources/FaceSource.h"
@@ -13,6 +12,8 @@
 #include "drivers/httpdevice/sources/SyncChannelSource.h"
 #include "drivers/httpdevice/sources/SyncSession.h"
 #include "drivers/httpdevice/sources/TalkSource.h"
+#include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 #include "platform/WebSocketSettings.h"
 
 namespace vms::httpdevice {
@@ -70,7 +71,7 @@ bool HttpDeviceFactory::Init(__tagTvStreamServerParam* param) {
         runtime_ = std::move(runtime);
         return true;
     } catch (const std::exception& error) {
-        VMS_DRIVER_LOG(3, "HttpDeviceFactory", "cannot start: %s", error.what());
+        VMS_LOG(3, "HttpDeviceFactory", "cannot start: %s", error.what());
         return false;
     }
 }

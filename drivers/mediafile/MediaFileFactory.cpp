@@ -8,15 +8,17 @@ extern "C" {
 #include <libavutil/log.h>
 }
 
-#include "drivers/common/DriverLog.h"
-#include "drivers/mediafile/DeviceFolder.h"
-#include "drivers/mediafile/FaceSource.h"
-#include "drivers/mediafile/MediaFileDevice.h"
-#include "drivers/mediafile/PlaybackSource.h"
-#include "drivers/mediafile/PreviewSource.h"
-#include "drivers/mediafile/SyncChannelSource.h"
-#include "drivers/mediafile/SyncSession.h"
-#include "drivers/mediafile/TalkSink.h"
+#include "drivers/mediafile/device/DeviceFolder.h"
+#include "drivers/mediafile/device/MediaFileDevice.h"
+#include "drivers/mediafile/sources/FaceSource.h"
+#include "drivers/mediafile/sources/PlaybackSource.h"
+#include "drivers/mediafile/sources/PreviewSource.h"
+#include "drivers/mediafile/sources/SyncChannelSource.h"
+#include "drivers/mediafile/sources/SyncSession.h"
+#include "drivers/mediafile/sources/TalkSink.h"
+#include "media/MediaLog.h"
+#include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 
 namespace vms::mediafile {
 namespace {
@@ -36,7 +38,7 @@ std::shared_ptr<const RecordingIndex> PlayableIndexOf(const IVideoDevice* device
     auto index = IndexOf(device);
     if (index == nullptr || index->HasChannel(0))
         return index;
-    VMS_DRIVER_LOG(2, "MediaFileFactory", "there is no folder \"%s\"", index->Root().c_str());
+    VMS_LOG(2, "MediaFileFactory", "there is no folder \"%s\"", index->Root().c_str());
     return nullptr;
 }
 
@@ -56,8 +58,9 @@ MediaFileFactory::~MediaFileFactory() {
 bool MediaFileFactory::Init(__tagTvStreamServerParam* param) {
     // What is wrong with a file is told in this family's own log lines.
     av_log_set_level(AV_LOG_QUIET);
+    SetMediaLog(&LogSink);
     std::string root = ChooseRoot(param);
-    VMS_DRIVER_LOG(1, "MediaFileFactory", "root folder \"%s\"", root.c_str());
+    VMS_LOG(1, "MediaFileFactory", "root folder \"%s\"", root.c_str());
     registry_->Open();
     MutexLock lock(mutex_);
     root_ = std::move(root);
@@ -121,8 +124,8 @@ IPlaybackStreamServer* MediaFileFactory::CreateSyncPlaybackChannelServer(IVideoD
     if (group == nullptr)
         return nullptr;
     if (!group->Index()->HasChannel(channel)) {
-        VMS_DRIVER_LOG(2, "MediaFileFactory", "no channel %d in \"%s\"", channel,
-                       group->Index()->Root().c_str());
+        VMS_LOG(2, "MediaFileFactory", "no channel %d in \"%s\"", channel,
+                group->Index()->Root().c_str());
         return nullptr;
     }
     return new SyncChannelSource(std::move(group), channel, registry_);

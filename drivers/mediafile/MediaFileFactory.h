@@ -3,10 +3,10 @@
 #include <memory>
 #include <string>
 
-#include "drivers/mediafile/ProbeCache.h"
-#include "drivers/mediafile/RecordingIndex.h"
-#include "drivers/mediafile/SourceRegistry.h"
-#include "drivers/mediafile/SyncSessionTable.h"
+#include "drivers/mediafile/sources/SourceRegistry.h"
+#include "drivers/mediafile/sources/SyncSessionTable.h"
+#include "media/recording/ProbeCache.h"
+#include "media/recording/RecordingIndex.h"
 #include "platform/Mutex.h"
 #include "videodevice/IVideoDeviceFactory.h"
 

@@ -7,7 +7,8 @@
 #include <vector>
 
 #include "deviceapi/Tavero_Http_Encode.h"
-#include "drivers/common/DriverLog.h"
+#include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 
 namespace vms::httpdevice {
 namespace {
@@ -76,8 +77,8 @@ bool FindRecords(DeviceConnection& device, const DeviceProfile& profile,
         files.splice(files.end(), found);
         return true;
     }
-    VMS_DRIVER_LOG(2, "HttpDevice", "%s: more recordings than can be listed, %zu so far",
-                   device.Address().Label().c_str(), found.size());
+    VMS_LOG(2, "HttpDevice", "%s: more recordings than can be listed, %zu so far",
+            device.Address().Label().c_str(), found.size());
     return false;
 }
 

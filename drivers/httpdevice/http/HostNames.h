@@ -8,8 +8,8 @@
 #include <optional>
 #include <string>
 
-#include "platform/Mutex.h"
 #include "platform/HostResolver.h"
+#include "platform/Mutex.h"
 
 namespace vms::httpdevice {
 

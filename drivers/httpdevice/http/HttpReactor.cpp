@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <exception>
 
-#include "drivers/common/DriverLog.h"
+#include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 
 namespace vms::httpdevice {
 namespace {
@@ -16,9 +17,9 @@ void Guarded(const Function& function) {
     try {
         function();
     } catch (const std::exception& error) {
-        VMS_DRIVER_LOG(3, "HttpReactor", "task ends: %s", error.what());
+        VMS_LOG(3, "HttpReactor", "task ends: %s", error.what());
     } catch (...) {
-        VMS_DRIVER_LOG(3, "HttpReactor", "task ends: unknown exception");
+        VMS_LOG(3, "HttpReactor", "task ends: unknown exception");
     }
 }
 

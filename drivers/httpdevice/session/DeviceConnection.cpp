@@ -5,8 +5,9 @@
 #include <utility>
 
 #include "deviceapi/Tavero_Http_Encode.h"
-#include "drivers/common/DriverLog.h"
 #include "drivers/httpdevice/session/AnswerCode.h"
+#include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 
 namespace vms::httpdevice {
 namespace {
@@ -55,8 +56,8 @@ bool DeviceConnection::Call(const std::string& url, const std::string& body, con
             return true;
         const int code = AnswerCodeOf(reply.body);
         if (!Recover(code, session) || last) {
-            VMS_DRIVER_LOG(2, "HttpDevice", "%s: code %d from %s", address_.Label().c_str(), code,
-                           url.c_str());
+            VMS_LOG(2, "HttpDevice", "%s: code %d from %s", address_.Label().c_str(), code,
+                    url.c_str());
             return false;
         }
     }
@@ -131,8 +132,8 @@ HttpReply DeviceConnection::Carry(HttpRequest request) {
     HttpReply reply = transfer_.Perform(std::move(request), runtime_->Cancelled());
     NoteReply(reply);
     if (!reply.arrived || reply.status != kHttpOk || !reply.error.empty())
-        VMS_DRIVER_LOG(2, "HttpDevice", "%s: HTTP status %ld from %s %s", address_.Label().c_str(),
-                       reply.status, url.c_str(), reply.error.c_str());
+        VMS_LOG(2, "HttpDevice", "%s: HTTP status %ld from %s %s", address_.Label().c_str(),
+                reply.status, url.c_str(), reply.error.c_str());
     return reply;
 }
 

@@ -3,9 +3,10 @@
 #include <exception>
 #include <utility>
 
-#include "drivers/common/DriverLog.h"
 #include "drivers/httpdevice/session/AnswerCode.h"
 #include "drivers/httpdevice/session/DeviceConnection.h"
+#include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 
 namespace vms::httpdevice {
 
@@ -82,7 +83,7 @@ void DeviceConnection::StepLogin(const std::shared_ptr<LoginDialog>& dialog,
     try {
         next = dialog->Take(reply);
     } catch (const std::exception& error) {
-        VMS_DRIVER_LOG(3, "HttpDevice", "%s: %s", address_.Label().c_str(), error.what());
+        VMS_LOG(3, "HttpDevice", "%s: %s", address_.Label().c_str(), error.what());
     }
     bool closed = false;
     {
@@ -92,8 +93,8 @@ void DeviceConnection::StepLogin(const std::shared_ptr<LoginDialog>& dialog,
     if (next && !closed)
         return SendLogin(dialog, std::move(*next));
     if (dialog->Outcome().kind != LoginOutcome::Kind::kDone)
-        VMS_DRIVER_LOG(2, "HttpDevice", "%s: %s, HTTP status %ld %s", address_.Label().c_str(),
-                       dialog->Outcome().reason, reply.status, reply.error.c_str());
+        VMS_LOG(2, "HttpDevice", "%s: %s, HTTP status %ld %s", address_.Label().c_str(),
+                dialog->Outcome().reason, reply.status, reply.error.c_str());
     EndLogin(dialog->Outcome());
 }
 
@@ -115,7 +116,7 @@ void DeviceConnection::EndLogin(const LoginOutcome& outcome) {
             LookIn(NextLook());
     }
     if (kept)
-        VMS_DRIVER_LOG(1, "HttpDevice", "%s: logged in", address_.Label().c_str());
+        VMS_LOG(1, "HttpDevice", "%s: logged in", address_.Label().c_str());
     else
         LogOut(outcome.session);
     for (const Then& then : waiting)

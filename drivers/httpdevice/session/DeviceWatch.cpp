@@ -4,9 +4,10 @@
 #include <utility>
 
 #include "deviceapi/Tavero_Http_Encode.h"
-#include "drivers/common/DriverLog.h"
 #include "drivers/httpdevice/session/AnswerCode.h"
 #include "drivers/httpdevice/session/DeviceConnection.h"
+#include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 
 namespace vms::httpdevice {
 namespace {
@@ -113,7 +114,7 @@ void DeviceConnection::NoteReply(const HttpReply& reply) {
 void DeviceConnection::NoteUp() {
     MutexLock lock(stateMutex_);
     if (health_ == Health::kDown)
-        VMS_DRIVER_LOG(1, "HttpDevice", "%s: up again", address_.Label().c_str());
+        VMS_LOG(1, "HttpDevice", "%s: up again", address_.Label().c_str());
     health_ = Health::kUp;
     changed_.NotifyAll();
 }
@@ -121,7 +122,7 @@ void DeviceConnection::NoteUp() {
 void DeviceConnection::NoteDown(const std::string& why) {
     MutexLock lock(stateMutex_);
     if (health_ != Health::kDown)
-        VMS_DRIVER_LOG(2, "HttpDevice", "%s: down: %s", address_.Label().c_str(), why.c_str());
+        VMS_LOG(2, "HttpDevice", "%s: down: %s", address_.Label().c_str(), why.c_str());
     health_ = Health::kDown;
     settled_ = true;
     changed_.NotifyAll();

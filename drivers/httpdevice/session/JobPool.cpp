@@ -4,7 +4,8 @@
 #include <system_error>
 #include <utility>
 
-#include "drivers/common/DriverLog.h"
+#include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 
 namespace vms::httpdevice {
 
@@ -61,9 +62,9 @@ void JobPool::Work() {
         try {
             job();
         } catch (const std::exception& error) {
-            VMS_DRIVER_LOG(3, "JobPool", "job ends: %s", error.what());
+            VMS_LOG(3, "JobPool", "job ends: %s", error.what());
         } catch (...) {
-            VMS_DRIVER_LOG(3, "JobPool", "job ends: unknown exception");
+            VMS_LOG(3, "JobPool", "job ends: unknown exception");
         }
     }
 }

@@ -27,6 +27,8 @@
 // |                   timestamp, ms, high half                    |  32
 // +---------------+---------------+---------------+---------------+
 
+#include "platform/ByteFields.h"
+
 namespace vms::httpdevice {
 namespace {
 
@@ -39,20 +41,6 @@ constexpr uint16_t kAacRate = 16000;
 
 // Whatever else a device tells is no time: the end of the year 9999.
 constexpr int64_t kLastTimeMs = 253'402'300'799'999;
-
-template <class T>
-T Get(const char* data, std::size_t offset) {
-    T value = 0;
-    for (std::size_t i = 0; i < sizeof(T); ++i)
-        value = static_cast<T>(value | T{static_cast<unsigned char>(data[offset + i])} << (8 * i));
-    return value;
-}
-
-template <class T>
-void Put(std::string& out, std::size_t offset, T value) {
-    for (std::size_t i = 0; i < sizeof(T); ++i)
-        out[offset + i] = static_cast<char>(value >> (8 * i));
-}
 
 uint8_t VideoCodecOf(uint8_t code) {
     switch (code) {
@@ -98,38 +86,39 @@ uint16_t AudioRate(uint8_t codec, uint32_t rate) {
 bool IsDeviceFrame(const char* data, int length) {
     const auto size = static_cast<std::size_t>(length);
     return data != nullptr && length > static_cast<int>(kFrameHeaderSize) &&
-           ntohl(Get<uint32_t>(data, 0)) == size - kFrameHeaderSize &&
-           Get<uint8_t>(data, 4) <= kVideo;
+           ntohl(LittleFieldAt<uint32_t>(data, 0)) == size - kFrameHeaderSize &&
+           LittleFieldAt<uint8_t>(data, 4) <= kVideo;
 }
 
 DeviceFrame ReadDeviceFrame(const char* data) {
     DeviceFrame frame;
-    const auto rate = Get<uint32_t>(data, 16);
-    const auto code = Get<uint8_t>(data, 28);
-    const bool isVideo = Get<uint8_t>(data, 4) == kVideo;
+    const auto rate = LittleFieldAt<uint32_t>(data, 16);
+    const auto code = LittleFieldAt<uint8_t>(data, 28);
+    const bool isVideo = LittleFieldAt<uint8_t>(data, 4) == kVideo;
     frame.unit.type = isVideo ? MediaType::kVideo : MediaType::kAudio;
-    frame.unit.frameType = Get<uint8_t>(data, 29);
+    frame.unit.frameType = LittleFieldAt<uint8_t>(data, 29);
     frame.unit.codec = isVideo ? VideoCodecOf(code) : AudioCodecOf(code, rate);
-    frame.unit.serial = Get<uint32_t>(data, 8);
-    frame.unit.width = static_cast<uint16_t>(Get<uint32_t>(data, 20));
-    frame.unit.height = static_cast<uint16_t>(Get<uint32_t>(data, 24));
+    frame.unit.serial = LittleFieldAt<uint32_t>(data, 8);
+    frame.unit.width = static_cast<uint16_t>(LittleFieldAt<uint32_t>(data, 20));
+    frame.unit.height = static_cast<uint16_t>(LittleFieldAt<uint32_t>(data, 24));
     frame.unit.rate = isVideo ? static_cast<uint16_t>(rate) : AudioRate(frame.unit.codec, rate);
-    const uint64_t time = Get<uint32_t>(data, 12) | uint64_t{Get<uint32_t>(data, 32)} << 32;
+    const uint64_t time =
+        LittleFieldAt<uint32_t>(data, 12) | uint64_t{LittleFieldAt<uint32_t>(data, 32)} << 32;
     frame.timeMs = std::clamp<int64_t>(static_cast<int64_t>(time), 0, kLastTimeMs);
-    frame.generation = Get<uint16_t>(data, 30);
+    frame.generation = LittleFieldAt<uint16_t>(data, 30);
     return frame;
 }
 
 std::string MakeTalkFrame(AudioCodec codec, int rate, uint32_t serial, uint64_t timestampMs,
                           const char* data, std::size_t length) {
     std::string frame(kFrameHeaderSize, '\0');
-    Put(frame, 0, htonl(static_cast<uint32_t>(length)));
-    Put(frame, 4, uint8_t{kAudio});
-    Put(frame, 8, serial);
-    Put(frame, 12, static_cast<uint32_t>(timestampMs));
-    Put(frame, 16, static_cast<uint32_t>(rate));
-    Put(frame, 28, CodeOf(codec));
-    Put(frame, 32, static_cast<uint32_t>(timestampMs >> 32));
+    SetLittleField(frame.data(), 0, htonl(static_cast<uint32_t>(length)));
+    SetLittleField(frame.data(), 4, uint8_t{kAudio});
+    SetLittleField(frame.data(), 8, serial);
+    SetLittleField(frame.data(), 12, static_cast<uint32_t>(timestampMs));
+    SetLittleField(frame.data(), 16, static_cast<uint32_t>(rate));
+    SetLittleField(frame.data(), 28, CodeOf(codec));
+    SetLittleField(frame.data(), 32, static_cast<uint32_t>(timestampMs >> 32));
     frame.append(data, length);
     return frame;
 }

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "drivers/common/MediaUnit.h"
+#include "media/unit/MediaHeader.h"
 
 namespace vms::httpdevice {
 

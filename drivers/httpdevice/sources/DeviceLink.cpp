@@ -5,9 +5,10 @@
 #include <string_view>
 #include <utility>
 
-#include "drivers/common/DriverLog.h"
 #include "drivers/httpdevice/session/AnswerCode.h"
 #include "drivers/httpdevice/sources/DeviceFrame.h"
+#include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 #include "platform/IWebSocketClient.h"
 #include "platform/Json.h"
 #include "platform/WebSocketSettings.h"
@@ -174,7 +175,7 @@ void DeviceLink::Tell(const std::function<void()>& call) {
     try {
         call();
     } catch (const std::exception& error) {
-        VMS_DRIVER_LOG(3, "DeviceLink", "%s: %s", device_->Address().Label().c_str(), error.what());
+        VMS_LOG(3, "DeviceLink", "%s: %s", device_->Address().Label().c_str(), error.what());
     }
     MutexLock lock(mutex_);
     --calls_;
@@ -192,16 +193,16 @@ void DeviceLink::OnRecv(long long /*handle*/, const char* data, int len) {
     else if (data != nullptr && len > 0 && data[0] == '{')
         OnText(data, len);
     else if (!complained_.exchange(true))
-        VMS_DRIVER_LOG(3, "DeviceLink", "%s: unknown message of %d bytes",
-                       device_->Address().Label().c_str(), len);
+        VMS_LOG(3, "DeviceLink", "%s: unknown message of %d bytes",
+                device_->Address().Label().c_str(), len);
 }
 
 /// The connection is then lost, as if the device had ended it.
 void DeviceLink::Refuse(int len) {
     MutexLock lock(mutex_);
     if (!complained_.exchange(true))
-        VMS_DRIVER_LOG(3, "DeviceLink", "%s: a text of %d bytes is too much",
-                       device_->Address().Label().c_str(), len);
+        VMS_LOG(3, "DeviceLink", "%s: a text of %d bytes is too much",
+                device_->Address().Label().c_str(), len);
     if (client_ != nullptr)
         client_->Stop();
 }
@@ -242,9 +243,8 @@ void DeviceLink::OnClose(long long /*handle*/, int code, const char* msg) {
         again = refused_ && !renewed_;
         session = session_;
     }
-    VMS_DRIVER_LOG(1, "DeviceLink", "%s: connection closed, %d %s",
-                   device_->Address().Label().c_str(), code,
-                   std::string(msg != nullptr ? msg : "").c_str());
+    VMS_LOG(1, "DeviceLink", "%s: connection closed, %d %s", device_->Address().Label().c_str(),
+            code, std::string(msg != nullptr ? msg : "").c_str());
     if (again)
         ConnectAfresh(session);
     else

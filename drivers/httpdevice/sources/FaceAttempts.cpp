@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "drivers/common/DriverLog.h"
+#include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 
 namespace vms::httpdevice {
 namespace {
@@ -102,8 +103,8 @@ void FaceSource::Attempts::Look() {
 void FaceSource::Attempts::Retry() {
     const milliseconds delay =
         std::min(kFirstRetry * (1 << std::min(retries_++, kMaxDoublings)), kLongestRetry);
-    VMS_DRIVER_LOG(1, "FaceSource", "%s: no faces, next try in %lld ms",
-                   device_->Address().Label().c_str(), static_cast<long long>(delay.count()));
+    VMS_LOG(1, "FaceSource", "%s: no faces, next try in %lld ms",
+            device_->Address().Label().c_str(), static_cast<long long>(delay.count()));
     if (!stopped_)
         ConnectIn(delay);
 }

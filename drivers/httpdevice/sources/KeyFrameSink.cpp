@@ -4,7 +4,7 @@
 #include <cstring>
 #include <utility>
 
-#include "drivers/common/MediaUnit.h"
+#include "media/unit/MediaHeader.h"
 
 namespace vms::httpdevice {
 namespace {

@@ -2,9 +2,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "drivers/common/DriverLog.h"
 #include "drivers/httpdevice/sources/PlaySpeed.h"
 #include "drivers/httpdevice/sources/PlaybackSource.h"
+#include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 
 namespace vms::httpdevice {
 namespace {
@@ -59,8 +60,8 @@ void PlaybackSource::SendStart() {
 
 void PlaybackSource::OnLinkAnswer(const std::string& action, int code, const Json::Value&) {
     if (code != 0)
-        VMS_DRIVER_LOG(2, "PlaybackSource", "%s: code %d for %s",
-                       device_->Address().Label().c_str(), code, action.substr(0, 32).c_str());
+        VMS_LOG(2, "PlaybackSource", "%s: code %d for %s", device_->Address().Label().c_str(), code,
+                action.substr(0, 32).c_str());
     if (action == "playback" || action == "download")
         return OnStarted(code);
     MutexLock lock(mutex_);
@@ -122,8 +123,7 @@ void PlaybackSource::SlowDown(int queued) {
     MutexLock lock(mutex_);
     if (phase_ != Phase::kPlaying || slowed_)
         return;
-    VMS_DRIVER_LOG(0, "PlaybackSource", "%s: %d units wait for the player", job_.key.c_str(),
-                   queued);
+    VMS_LOG(0, "PlaybackSource", "%s: %d units wait for the player", job_.key.c_str(), queued);
     slowed_ = true;
     if (job_.download)
         Hold();

@@ -2,7 +2,8 @@
 
 #include <utility>
 
-#include "drivers/common/DriverLog.h"
+#include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 
 namespace vms::httpdevice {
 namespace {
@@ -65,8 +66,8 @@ void SyncChannelSource::OnLinkOpen() {
 void SyncChannelSource::OnLinkAnswer(const std::string& action, int code, const Json::Value&) {
     if (code == 0)
         return;
-    VMS_DRIVER_LOG(2, "SyncChannelSource", "%s: code %d for channel %d",
-                   device_->Address().Label().c_str(), code, channel_);
+    VMS_LOG(2, "SyncChannelSource", "%s: code %d for channel %d",
+            device_->Address().Label().c_str(), code, channel_);
     if (action == "syncPlay")
         Tell(kLost);
 }

@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <utility>
 
-#include "drivers/common/DriverLog.h"
 #include "drivers/httpdevice/sources/PlaySpeed.h"
+#include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 #include "platform/Json.h"
 
 namespace vms::httpdevice {
@@ -137,8 +138,8 @@ int SyncSession::Control(const char* action, Json::Value data) {
     data["token"] = std::move(token);
     const auto answer = Ask(action, std::move(data));
     if (answer && answer->code != 0)
-        VMS_DRIVER_LOG(2, "SyncSession", "%s: code %d for %s", device_->Address().Label().c_str(),
-                       answer->code, action);
+        VMS_LOG(2, "SyncSession", "%s: code %d for %s", device_->Address().Label().c_str(),
+                answer->code, action);
     return answer && answer->code == 0 ? 0 : -1;
 }
 

@@ -3,8 +3,9 @@
 #include <chrono>
 #include <utility>
 
-#include "drivers/common/DriverLog.h"
 #include "drivers/httpdevice/sources/DeviceFrame.h"
+#include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 #include "platform/Json.h"
 
 namespace vms::httpdevice {
@@ -97,8 +98,8 @@ void TalkSource::OnLinkAnswer(const std::string& action, int code, const Json::V
     ReadInt(data, "sampleRate", rate_);
     agreed_ = code == 0 && IsCodec(encode_);
     if (!agreed_) {
-        VMS_DRIVER_LOG(2, "TalkSource", "%s: no talk, code %d, codec %d",
-                       device_->Address().Label().c_str(), code, encode_);
+        VMS_LOG(2, "TalkSource", "%s: no talk, code %d, codec %d",
+                device_->Address().Label().c_str(), code, encode_);
         started_ = false;
     }
     waitingBytes_ = 0;
@@ -112,11 +113,11 @@ void TalkSource::Send(const std::string& audio) {
     const std::string frame = MakeTalkFrame(static_cast<AudioCodec>(encode_), rate_, serial_++,
                                             NowMs(), audio.data(), audio.size());
     if (!link_->SendBinary(frame) && lost_++ == 0)
-        VMS_DRIVER_LOG(2, "TalkSource", "%s: audio is lost", device_->Address().Label().c_str());
+        VMS_LOG(2, "TalkSource", "%s: audio is lost", device_->Address().Label().c_str());
 }
 
 void TalkSource::OnLinkLost() {
-    VMS_DRIVER_LOG(1, "TalkSource", "%s: talk ends", device_->Address().Label().c_str());
+    VMS_LOG(1, "TalkSource", "%s: talk ends", device_->Address().Label().c_str());
     MutexLock lock(mutex_);
     started_ = agreed_ = false;
     waiting_.clear();

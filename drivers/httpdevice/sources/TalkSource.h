@@ -5,9 +5,9 @@
 #include <memory>
 #include <string>
 
-#include "drivers/common/MediaUnit.h"
 #include "drivers/httpdevice/session/FamilyRuntime.h"
 #include "drivers/httpdevice/sources/DeviceLink.h"
+#include "media/unit/MediaHeader.h"
 #include "platform/Mutex.h"
 #include "videodevice/ITalkStreamServer.h"
 

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 #include <json/value.h>
 
-#include "drivers/mediafile/DeviceFolder.h"
-#include "drivers/mediafile/MediaFileDevice.h"
 #include "drivers/mediafile/MediaFileFactory.h"
+#include "drivers/mediafile/device/DeviceFolder.h"
+#include "drivers/mediafile/device/MediaFileDevice.h"
 #include "platform/Json.h"
 #include "tests/drivers/mediafile/SampleMedia.h"
 #include "tests/drivers/mediafile/UnitRecorder.h"

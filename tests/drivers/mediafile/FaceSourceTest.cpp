@@ -1,4 +1,4 @@
-#include "drivers/mediafile/FaceSource.h"
+#include "drivers/mediafile/sources/FaceSource.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "drivers/mediafile/PlaybackClock.h"
+#include "drivers/mediafile/clock/PlaybackClock.h"
 
 #include <gtest/gtest.h>
 

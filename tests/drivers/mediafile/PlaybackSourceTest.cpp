@@ -1,4 +1,4 @@
-#include "drivers/mediafile/PlaybackSource.h"
+#include "drivers/mediafile/sources/PlaybackSource.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "drivers/mediafile/PreviewSource.h"
+#include "drivers/mediafile/sources/PreviewSource.h"
 
 #include <gtest/gtest.h>
 

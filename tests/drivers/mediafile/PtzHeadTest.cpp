@@ -1,4 +1,4 @@
-#include "drivers/mediafile/PtzHead.h"
+#include "drivers/mediafile/device/PtzHead.h"
 
 #include <gtest/gtest.h>
 

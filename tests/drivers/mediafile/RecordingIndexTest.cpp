@@ -1,8 +1,8 @@
-#include "drivers/mediafile/RecordingIndex.h"
+#include "media/recording/RecordingIndex.h"
 
 #include <gtest/gtest.h>
 
-#include "drivers/mediafile/RecordingName.h"
+#include "media/recording/RecordingName.h"
 #include "tests/drivers/mediafile/SampleMedia.h"
 
 namespace vms::mediafile {

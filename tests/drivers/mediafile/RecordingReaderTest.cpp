@@ -1,11 +1,11 @@
-#include "drivers/mediafile/RecordingReader.h"
+#include "media/recording/RecordingReader.h"
 
 #include <gtest/gtest.h>
 
 #include <random>
 
-#include "drivers/mediafile/ParameterSets.h"
-#include "drivers/mediafile/RecordingCursor.h"
+#include "media/packet/ParameterSets.h"
+#include "media/recording/RecordingCursor.h"
 #include "tests/drivers/mediafile/SampleMedia.h"
 
 namespace vms::mediafile {

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "drivers/mediafile/RecordingIndex.h"
+#include "media/recording/RecordingIndex.h"
 
 namespace vms::mediafile {
 

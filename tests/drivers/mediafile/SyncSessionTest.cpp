@@ -1,4 +1,4 @@
-#include "drivers/mediafile/SyncSession.h"
+#include "drivers/mediafile/sources/SyncSession.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <numeric>
 #include <stdexcept>
 
-#include "drivers/mediafile/SyncChannelSource.h"
+#include "drivers/mediafile/sources/SyncChannelSource.h"
 #include "tests/drivers/mediafile/SampleMedia.h"
 #include "tests/drivers/mediafile/UnitRecorder.h"
 

@@ -1,4 +1,4 @@
-#include "drivers/mediafile/TalkSink.h"
+#include "drivers/mediafile/sources/TalkSink.h"
 
 #include <gtest/gtest.h>
 

@@ -3,9 +3,9 @@
 #include <array>
 #include <string>
 
-#include "drivers/common/MediaUnit.h"
-#include "drivers/mediafile/AdtsHeader.h"
-#include "drivers/mediafile/ParameterSets.h"
+#include "media/packet/AdtsHeader.h"
+#include "media/packet/ParameterSets.h"
+#include "media/unit/MediaHeader.h"
 #include "tests/drivers/mediafile/UnitRecorder.h"
 
 namespace vms::mediafile {

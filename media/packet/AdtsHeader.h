@@ -1,0 +1,28 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+namespace vms {
+
+inline constexpr std::size_t kAdtsHeaderSize = 7;
+
+/// What an ADTS header needs to know of an AAC stream.
+struct AacConfig {
+    int profile = 1;    ///< audio object type minus 1, 0..3
+    int rateIndex = 0;  ///< index into the table of sample rates, 0..12
+    int channels = 0;   ///< channel configuration, 1..7
+};
+
+/// Reads an AudioSpecificConfig (ISO 14496-3). @return nothing when it cannot be put into ADTS
+std::optional<AacConfig> ParseAacConfig(const uint8_t* data, std::size_t size);
+
+/// Header of one frame. @param frameSize bytes of the frame itself, below 8 KiB
+std::array<uint8_t, kAdtsHeaderSize> MakeAdtsHeader(const AacConfig& config, std::size_t frameSize);
+
+/// Whether a frame already begins with an ADTS header.
+bool StartsWithAdts(const uint8_t* data, std::size_t size);
+
+}  // namespace vms

@@ -1,0 +1,46 @@
+#include "media/packet/ParameterSets.h"
+
+namespace vms {
+namespace {
+
+constexpr int kH264Sps = 7;
+constexpr int kH264LastSlice = 5;
+constexpr int kH265Sps = 33;
+constexpr int kH265FirstNonVcl = 32;
+
+int UnitType(VideoCodec codec, uint8_t first) {
+    return codec == VideoCodec::kH264 ? first & 0x1f : (first >> 1) & 0x3f;
+}
+
+bool IsSps(VideoCodec codec, int type) {
+    return type == (codec == VideoCodec::kH264 ? kH264Sps : kH265Sps);
+}
+
+/// Slices follow all parameter sets, so the search can end at the first.
+bool IsSlice(VideoCodec codec, int type) {
+    return codec == VideoCodec::kH264 ? type >= 1 && type <= kH264LastSlice
+                                      : type < kH265FirstNonVcl;
+}
+
+}  // namespace
+
+bool HasParameterSets(VideoCodec codec, const uint8_t* data, std::size_t size) {
+    for (std::size_t i = 0; i + 3 < size; ++i) {
+        if (data[i] != 0 || data[i + 1] != 0 || data[i + 2] != 1)
+            continue;
+        const int type = UnitType(codec, data[i + 3]);
+        if (IsSps(codec, type))
+            return true;
+        if (IsSlice(codec, type))
+            return false;
+    }
+    return false;
+}
+
+bool StartsWithStartCode(const uint8_t* data, std::size_t size) {
+    if (size < 4 || data[0] != 0 || data[1] != 0)
+        return false;
+    return data[2] == 1 || (data[2] == 0 && data[3] == 1);
+}
+
+}  // namespace vms

@@ -1,0 +1,57 @@
+#include "media/recording/RecordingCursor.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace vms {
+namespace {
+
+constexpr int64_t kGapMs = 1000;
+
+}  // namespace
+
+RecordingCursor::RecordingCursor(RecordingList recordings, int64_t startMs,
+                                 const std::atomic<bool>& stop)
+    : recordings_(std::move(recordings)), stop_(stop), reachedMs_(startMs) {}
+
+bool RecordingCursor::Next(MediaPacket& packet, bool& afterGap) {
+    while (!stop_) {
+        if (reader_ == nullptr && !OpenNext())
+            return false;
+        if (!reader_->Next(packet)) {
+            reader_.reset();
+            continue;
+        }
+        if (!Accept(packet))
+            continue;
+        afterGap = packet.timeMs > reachedMs_ + kGapMs;
+        reachedMs_ = std::max(reachedMs_, packet.timeMs);
+        delivered_ = true;
+        return true;
+    }
+    return false;
+}
+
+bool RecordingCursor::OpenNext() {
+    while (next_ < recordings_.size() && !stop_) {
+        const Recording& recording = recordings_[next_++];
+        if (recording.endMs <= reachedMs_)
+            continue;
+        reader_ = RecordingReader::Open(recording, stop_);
+        if (reader_ == nullptr)
+            continue;
+        if (recording.startMs < reachedMs_)
+            reader_->SeekTo(reachedMs_);
+        joining_ = delivered_;
+        return true;
+    }
+    return false;
+}
+
+bool RecordingCursor::Accept(const MediaPacket& packet) {
+    if (joining_ && packet.IsKey() && packet.timeMs >= reachedMs_)
+        joining_ = false;
+    return !joining_;
+}
+
+}  // namespace vms
