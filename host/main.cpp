@@ -17,5 +17,5 @@ void KeepArenasFew() {
 int main(int argc, char** argv) {
     KeepArenasFew();
     std::signal(SIGPIPE, SIG_IGN);
-    vms::RunCommandLine(argc, argv);
+    vms::host::RunCommandLine(argc, argv);
 }

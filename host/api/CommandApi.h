@@ -1,29 +1,53 @@
 #pragma once
 
-#include "host/BusClient.h"
-#include "host/http/HttpExchange.h"
+#include <functional>
+#include <memory>
+#include <string>
 
-namespace vms {
+#include "host/api/DeviceShares.h"
+#include "host/api/UnwatchedStreams.h"
+#include "host/http/HttpExchange.h"
+#include "host/modules/BusClient.h"
+
+namespace vms::host {
 
 /// POST /api/commands {"module", "id", "deviceId", "body"}: posts a command and answers {"result",
 /// "body"}. "id" is a number or a text such as "0x10010a"; "body" a text, or JSON that is sent as
 /// text. The pages of a device search come a line each, as they are found.
 ///
 /// Status 400 = no such request can be, 404 = nobody handles it, 502 = the handler threw, 503 = too
-/// many are waiting, 504 = no answer in time. Thread-safe; waits as long as the bus does.
+/// many are waiting, in all or for this device (without one: for this module), or this client has
+/// opened too many streams that nobody watches, 504 = no answer in time. A request counts until its
+/// handler has returned, even if its client has left. Thread-safe; no thread waits.
 class CommandApi {
 public:
     /// @param bus must outlive this object
-    explicit CommandApi(BusClient& bus, BusClient::Duration patience = BusClient::kPatience)
-        : bus_(bus), patience_(patience) {}
+    explicit CommandApi(BusClient& bus, BusClient::Duration patience = BusClient::kPatience,
+                        const DeviceShares::Limits& limits = {})
+        : bus_(bus),
+          patience_(patience),
+          shares_(std::make_shared<DeviceShares>(limits)),
+          unwatched_(std::make_shared<UnwatchedStreams>()) {}
 
-    void Serve(const HttpRequest& request, HttpReply& reply) const;
+    void Serve(const HttpRequest& request, std::shared_ptr<HttpReply> reply) const;
+
+    /// @param expect told the key of each live stream that has been opened, before the client is;
+    ///               must not wait. Before the first request
+    void SetExpect(std::function<void(const std::string& key)> expect) {
+        expect_ = std::move(expect);
+    }
+
+    /// A player has come for a stream.
+    void Watched(const std::string& key) const { unwatched_->Watched(key); }
 
 private:
-    void ServePages(const BusRequest& request, HttpReply& reply) const;
+    std::function<void(const Answer&)> Noting(uint64_t stream, bool isLive) const;
 
     BusClient& bus_;
     const BusClient::Duration patience_;
+    const std::shared_ptr<DeviceShares> shares_;
+    const std::shared_ptr<UnwatchedStreams> unwatched_;
+    std::function<void(const std::string&)> expect_ = [](const std::string&) {};
 };
 
-}  // namespace vms
+}  // namespace vms::host

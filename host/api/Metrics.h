@@ -2,11 +2,11 @@
 
 #include <string>
 
-#include "host/stream/PlayerInfo.h"
+#include "host/players/PlayerInfo.h"
 
-namespace vms {
+namespace vms::host {
 
 /// Figures of stream server, bus and process in the text format of Prometheus, version 0.0.4.
 std::string MetricsText(const StreamSummary& streams);
 
-}  // namespace vms
+}  // namespace vms::host

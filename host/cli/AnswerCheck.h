@@ -2,10 +2,10 @@
 
 #include <string>
 
-#include "host/BusClient.h"
-#include "host/LogSink.h"
+#include "host/modules/BusClient.h"
+#include "host/process/LogSink.h"
 
-namespace vms {
+namespace vms::host {
 
 /// What became of a request that did not succeed, for a person: why, and the module's last log
 /// line.
@@ -15,4 +15,4 @@ std::string FailureText(const Answer& answer, const std::string& asked, const Lo
 /// @throws HostError with that text unless the answer is a success
 void RequireSuccess(const Answer& answer, const std::string& asked, const LogSink& log);
 
-}  // namespace vms
+}  // namespace vms::host

@@ -4,10 +4,10 @@
 
 #include <string>
 
-#include "host/Password.h"
 #include "host/cli/Options.h"
+#include "host/config/Password.h"
 
-namespace vms {
+namespace vms::host {
 
 /// The camera that a command line addresses.
 struct CameraOptions {
@@ -26,4 +26,4 @@ struct CameraOptions {
     Json::Value Description() const;
 };
 
-}  // namespace vms
+}  // namespace vms::host

@@ -6,7 +6,7 @@
 #include <set>
 #include <string>
 
-namespace vms {
+namespace vms::host {
 
 /// Found cameras as lines for a person. A camera that answers on several networks is found several
 /// times.
@@ -24,4 +24,4 @@ private:
     std::set<std::string> addresses_;
 };
 
-}  // namespace vms
+}  // namespace vms::host

@@ -3,10 +3,10 @@
 #include <functional>
 #include <string>
 
-#include "host/Host.h"
 #include "host/cli/Options.h"
+#include "host/modules/Host.h"
 
-namespace vms {
+namespace vms::host {
 
 /// The command that a command line chose, filled while it is parsed.
 struct Invocation {
@@ -50,4 +50,4 @@ void PrintWarnings(const HostConfig& config);
 inline constexpr char kOnvifModule[] = "onvif";
 ModuleConfig OnvifModuleConfig(const Invocation& invocation);
 
-}  // namespace vms
+}  // namespace vms::host

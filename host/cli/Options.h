@@ -9,7 +9,7 @@ class App;
 class Option;
 }  // namespace CLI
 
-namespace vms {
+namespace vms::host {
 
 /// The options of one command. Targets hold the defaults, are filled while the command line is
 /// parsed and must live until then. Keeps the command-line library, slow to compile, out of the
@@ -41,4 +41,4 @@ private:
     CLI::App& command_;
 };
 
-}  // namespace vms
+}  // namespace vms::host

@@ -7,7 +7,7 @@
 
 #include "platform/Mutex.h"
 
-namespace vms {
+namespace vms::host {
 
 /// A line "text ... 3 s" on standard error while it lives, when that is a terminal and the work
 /// takes longer than a moment. Thread-safe.
@@ -38,4 +38,4 @@ private:
     std::thread thread_;  ///< last: uses all of the above; none when nothing is shown
 };
 
-}  // namespace vms
+}  // namespace vms::host

@@ -7,10 +7,10 @@
 #include <utility>
 #include <vector>
 
-#include "host/HostConfig.h"
-#include "host/StatusFeed.h"
+#include "host/config/HostConfig.h"
+#include "host/status/StatusFeed.h"
 
-namespace vms {
+namespace vms::host {
 
 /// Status reports as lines for a person; remembers each device's state to mark what has changed.
 class StatusTable {
@@ -31,4 +31,4 @@ private:
     std::map<std::pair<std::string, std::string>, std::string> states_;  ///< by module and device
 };
 
-}  // namespace vms
+}  // namespace vms::host

@@ -3,18 +3,17 @@
 #include <set>
 #include <string>
 
-#include "host/http/HttpExchange.h"
+#include "host/http/HttpGate.h"
 
-namespace vms {
+namespace vms::host {
 
 /// Who may use the API and the streams. Thread-safe.
 class HttpAccess {
 public:
     /// @param token secret that every request must bring, "" = open to whoever can connect
     /// @param names by which this host may be asked, beside localhost and its addresses; "" means
-    /// none
-    HttpAccess(std::string token, std::set<std::string> names)
-        : token_(std::move(token)), names_(std::move(names)) {}
+    /// none; their case does not count
+    HttpAccess(std::string token, const std::set<std::string>& names);
 
     /// A token travels as "Authorization: Bearer T" or as ?token=T. Pages of other sites, which a
     /// browser marks with an Origin that is not ours, are refused; so are, without a token,
@@ -23,11 +22,14 @@ public:
     /// @return 0 = welcome, else the status to answer: 401 or 403
     int Refusal(const HttpRequest& request) const;
 
+    /// These rules as a gate of their own, which need not be outlived.
+    HttpGate Gate() const;
+
 private:
     bool IsOwnName(const std::string& host) const;
 
-    const std::string token_;
-    const std::set<std::string> names_;
+    std::string token_;
+    std::set<std::string> names_;  ///< in lower case
 };
 
-}  // namespace vms
+}  // namespace vms::host

@@ -3,9 +3,9 @@
 #include <memory>
 #include <string>
 
-#include "host/play/UnitHeader.h"
+#include "media/mux/UnitSink.h"
 
-namespace vms {
+namespace vms::host {
 
 /// A file for what a player receives. Its kind is one of ts, mkv and mp4, which are containers, and
 /// h264, h265, mjpeg, aac, alaw and mulaw, the bare elementary stream of that codec. Nothing is
@@ -17,4 +17,4 @@ namespace vms {
 /// @throws HostError for other kinds, and when there is no folder to write to
 std::unique_ptr<UnitSink> OpenMediaOutput(const std::string& name, const std::string& kind = "");
 
-}  // namespace vms
+}  // namespace vms::host

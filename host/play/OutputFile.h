@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-namespace vms {
+namespace vms::host {
 
 /// Stands for standard output where the name or path of a file to write is wanted.
 inline constexpr const char* kStandardOutput = "-";
@@ -41,4 +41,4 @@ private:
     std::string written_;    ///< path beside the place; empty = none
 };
 
-}  // namespace vms
+}  // namespace vms::host

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-namespace vms {
+namespace vms::host {
 
 /// What can be typed while a stream plays.
 struct PlayCommand {
@@ -16,4 +16,4 @@ struct PlayCommand {
 /// @return nothing when it is none of the commands
 std::optional<PlayCommand> ParsePlayCommand(const std::string& line);
 
-}  // namespace vms
+}  // namespace vms::host

@@ -10,9 +10,9 @@
 #include "host/play/PlayStatistics.h"
 #include "host/play/PlayerLink.h"
 #include "host/play/TalkFile.h"
-#include "host/play/UnitHeader.h"
+#include "media/mux/UnitSink.h"
 
-namespace vms {
+namespace vms::host {
 
 /// What a player asks for and when it ends.
 struct PlayRequest {
@@ -48,7 +48,7 @@ private:
     void TakeEvents();
     void TakeEvent(const LinkEvent& event);
     void TakeUnit(const std::string& unit);
-    void Trace(const UnitHeader& header, size_t bytes);
+    void Trace(const MediaUnitHeader& header, size_t bytes);
     bool BeginTalk(const std::string& path);
     void TakeInput();
     void Carry(const PlayCommand& command);
@@ -69,4 +69,4 @@ private:
     bool done_ = false;
 };
 
-}  // namespace vms
+}  // namespace vms::host

@@ -10,11 +10,12 @@
 #include <string>
 
 #include "host/play/StreamUrl.h"
+#include "host/process/EventCount.h"
 #include "platform/IWebSocketClient.h"
 #include "platform/Mutex.h"
 #include "websocket/INetEventHandle.h"
 
-namespace vms {
+namespace vms::host {
 
 /// What comes from the stream server.
 struct LinkEvent {
@@ -36,7 +37,7 @@ public:
     PlayerLink& operator=(const PlayerLink&) = delete;
 
     /// Readable while an event waits.
-    int Descriptor() const { return descriptor_; }
+    int Descriptor() const { return waiting_.Descriptor(); }
     std::optional<LinkEvent> Take() VMS_EXCLUDES(mutex_);
 
     /// @param command 0x100200 to 0x10020b @return false when not connected
@@ -55,7 +56,7 @@ private:
     void OnRecv(long long handle, const char* data, int len) override;
     void Put(LinkEvent event) VMS_EXCLUDES(mutex_);
 
-    const int descriptor_;
+    EventCount waiting_{"wait for media"};
     Mutex mutex_;
     CondVar taken_;
     std::deque<LinkEvent> events_ VMS_GUARDED_BY(mutex_);
@@ -64,4 +65,4 @@ private:
     std::unique_ptr<IWebSocketClient, Releaser> client_;  ///< last: its events use all of the above
 };
 
-}  // namespace vms
+}  // namespace vms::host

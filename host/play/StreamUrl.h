@@ -2,7 +2,7 @@
 
 #include <string>
 
-namespace vms {
+namespace vms::host {
 
 /// Where a player connects.
 struct StreamUrl {
@@ -15,4 +15,4 @@ struct StreamUrl {
 /// Reads ws://host:port/path or wss://... @throws HostError
 StreamUrl ParseStreamUrl(const std::string& text);
 
-}  // namespace vms
+}  // namespace vms::host

@@ -2,7 +2,7 @@
 
 #include <string>
 
-namespace vms {
+namespace vms::host {
 
 /// Sound to say to a device: 8 kHz mono in G.711.
 struct TalkFile {
@@ -18,4 +18,4 @@ TalkFile ReadTalkFile(const std::string& path);
 /// payload. @param sound below 4 MiB
 std::string TalkUnit(const std::string& sound);
 
-}  // namespace vms
+}  // namespace vms::host

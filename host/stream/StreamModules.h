@@ -3,12 +3,12 @@
 #include <string>
 #include <vector>
 
-#include "host/stream/PlayerProtocol.h"
+#include "host/stream/PlayerRequest.h"
 
 class ILogHandler;
 class IStreamModule;
 
-namespace vms {
+namespace vms::host {
 
 /// Hands what players do to the modules that stream, in the order of the configuration. A module
 /// that throws has done nothing. Thread-safe; events of one player come one after the other.
@@ -36,4 +36,4 @@ private:
     ILogHandler& log_;
 };
 
-}  // namespace vms
+}  // namespace vms::host

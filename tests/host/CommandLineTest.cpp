@@ -17,8 +17,8 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 using testing::SizeIs;
-using vms::test::HostRun;
-using vms::test::TemporaryFile;
+using vms::host::test::HostRun;
+using vms::host::test::TemporaryFile;
 
 constexpr int kFailed = 1;
 constexpr int kUsage = 2;

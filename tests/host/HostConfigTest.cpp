@@ -1,11 +1,11 @@
-#include "host/HostConfig.h"
+#include "host/config/HostConfig.h"
 
 #include <gmock/gmock-matchers.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
 
-#include "host/HostError.h"
+#include "host/text/HostError.h"
 #include "tests/host/TemporaryFile.h"
 
 namespace {
@@ -19,11 +19,11 @@ constexpr char kDefaultLibrary[] = "/opt/default.so";
 
 /// The message of the error that a configuration causes, "" when it is accepted.
 std::string Problem(const std::string& text) {
-    const vms::test::TemporaryFile file(text);
+    const vms::host::test::TemporaryFile file(text);
     try {
-        vms::ReadHostConfig(file.Path(), kDefaultLibrary);
+        vms::host::ReadHostConfig(file.Path(), kDefaultLibrary);
         return "";
-    } catch (const vms::HostError& error) {
+    } catch (const vms::host::HostError& error) {
         EXPECT_THAT(error.what(), HasSubstr(file.Path()));
         return error.what();
     }
@@ -34,13 +34,13 @@ std::string WithDevice(const std::string& members) {
 }
 
 TEST(HostConfig, ReadsAllItDescribes) {
-    const vms::test::TemporaryFile file(R"({
+    const vms::host::test::TemporaryFile file(R"({
         "http": {"host": "0.0.0.0", "port": 0, "advertise": "nvr.local", "token": "t"},
         "modules": [
             {"name": "one", "library": "../lib/one.so", "config": {"streamserver": {"port": 1}},
              "devices": [{"id": "a", "ip": "10.0.0.5", "port": 80, "password": "p", "p2p": false}]},
             {"name": "two", "colour": "red"}]})");
-    const vms::HostConfig config = vms::ReadHostConfig(file.Path(), kDefaultLibrary);
+    const vms::host::HostConfig config = vms::host::ReadHostConfig(file.Path(), kDefaultLibrary);
     EXPECT_EQ(config.http.host, "0.0.0.0");
     EXPECT_EQ(config.http.port, 0);
     EXPECT_EQ(config.http.advertise, "nvr.local");

@@ -2,7 +2,7 @@
 
 #include <sstream>
 
-namespace vms::test {
+namespace vms::host::test {
 namespace {
 
 std::vector<std::string> Command(const std::string& errorFile,
@@ -40,4 +40,4 @@ std::string HostRun::ErrorsSoFar() const {
     return text.str();
 }
 
-}  // namespace vms::test
+}  // namespace vms::host::test

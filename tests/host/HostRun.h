@@ -8,7 +8,9 @@
 #include "tests/host/TemporaryFile.h"
 #include "tests/support/ChildProcess.h"
 
-namespace vms::test {
+namespace vms::host::test {
+
+using namespace vms::test;
 
 /// A running vmshost with its standard error in a file.
 class HostRun {
@@ -33,4 +35,4 @@ private:
     std::unique_ptr<ChildProcess> process_;
 };
 
-}  // namespace vms::test
+}  // namespace vms::host::test

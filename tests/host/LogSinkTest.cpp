@@ -1,11 +1,11 @@
-#include "host/LogSink.h"
+#include "host/process/LogSink.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-using vms::LogPrinting;
-using vms::LogSink;
+using vms::host::LogPrinting;
+using vms::host::LogSink;
 
 TEST(LogSink, KeepsPrintableLinesWithoutTheirEnds) {
     LogSink sink("test", LogPrinting::nothing);

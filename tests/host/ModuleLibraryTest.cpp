@@ -1,45 +1,45 @@
 // Loading, starting and ending modules inside the process.
-#include "host/ModuleLibrary.h"
+#include "host/modules/ModuleLibrary.h"
 
 #include <gmock/gmock-matchers.h>
 #include <gtest/gtest.h>
 
-#include "host/Host.h"
-#include "host/HostError.h"
+#include "host/modules/Host.h"
+#include "host/text/HostError.h"
 #include "tests/host/TemporaryFile.h"
 
 namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
-using vms::Answer;
+using vms::host::Answer;
 
 std::string LoadProblem(const std::string& path) {
-    vms::BusClient bus;
+    vms::host::BusClient bus;
     try {
-        const vms::ModuleLibrary library(path, bus.Bus());
+        const vms::host::ModuleLibrary library(path, bus.Bus());
         return "";
-    } catch (const vms::HostError& error) {
+    } catch (const vms::host::HostError& error) {
         EXPECT_THAT(error.what(), HasSubstr(path));
         return error.what();
     }
 }
 
-vms::ModuleConfig Config(const std::string& name, const std::string& library = FAKE_MODULE) {
-    vms::ModuleConfig config;
+vms::host::ModuleConfig Config(const std::string& name, const std::string& library = FAKE_MODULE) {
+    vms::host::ModuleConfig config;
     config.name = name;
     config.library = library;
     return config;
 }
 
-Answer Call(vms::Host& host, const std::string& module) {
+Answer Call(vms::host::Host& host, const std::string& module) {
     return host.Bus().Ask({module, TV_CMD_GET_CAPABILITY, "cam", "{}"}, std::chrono::seconds(20));
 }
 
 TEST(ModuleLibrary, OnlyALibraryWithAnEntryPointOfItsOwnIsLoaded) {
     EXPECT_EQ(LoadProblem(FAKE_MODULE), "");
     EXPECT_THAT(LoadProblem("/nowhere/x.so"), HasSubstr("no module library at"));
-    const vms::test::TemporaryFile text("not a library");
+    const vms::host::test::TemporaryFile text("not a library");
     EXPECT_THAT(LoadProblem(text.Path()), HasSubstr("cannot load"));
     EXPECT_THAT(LoadProblem(PLATFORM_LIBRARY), HasSubstr("exports no GetModuleInstance"));
     EXPECT_THAT(LoadProblem(FORGETFUL_FAMILY),
@@ -47,7 +47,7 @@ TEST(ModuleLibrary, OnlyALibraryWithAnEntryPointOfItsOwnIsLoaded) {
 }
 
 TEST(ModuleSet, AStoppedModuleIsOffTheBusAndCanBeStartedAgain) {
-    vms::Host host({});
+    vms::host::Host host({});
     for (int round = 0; round < 2; ++round) {
         host.Modules().Start(Config("fake"));
         EXPECT_EQ(Call(host, "fake").body, "cam says \"{}\"");
@@ -57,12 +57,12 @@ TEST(ModuleSet, AStoppedModuleIsOffTheBusAndCanBeStartedAgain) {
 }
 
 TEST(ModuleSet, OneLibraryCannotBeTwoModules) {
-    vms::Host host({});
+    vms::host::Host host({});
     host.Modules().Start(Config("first"));
     try {
         host.Modules().Start(Config("second"));
         FAIL() << "started twice";
-    } catch (const vms::HostError& error) {
+    } catch (const vms::host::HostError& error) {
         EXPECT_THAT(error.what(), AllOf(HasSubstr("\"first\""), HasSubstr("\"second\"")));
     }
     EXPECT_TRUE(Call(host, "first").Succeeded());

@@ -1,16 +1,16 @@
-#include "host/Password.h"
+#include "host/config/Password.h"
 
 #include <gmock/gmock-matchers.h>
 #include <gtest/gtest.h>
 
-#include "host/HostError.h"
+#include "host/text/HostError.h"
 #include "tests/host/TemporaryFile.h"
 
 namespace {
 
-using vms::PasswordSource;
-using vms::ResolvePassword;
-using vms::test::TemporaryFile;
+using vms::host::PasswordSource;
+using vms::host::ResolvePassword;
+using vms::host::test::TemporaryFile;
 
 PasswordSource InFile(const TemporaryFile& file) {
     return {std::nullopt, file.Path()};
@@ -30,12 +30,12 @@ TEST(Password, OnlyUtf8IsTakenAndItStaysAsItIs) {
         try {
             ResolvePassword(InFile(file));
             ADD_FAILURE() << testing::PrintToString(bad) << " is taken";
-        } catch (const vms::HostError& error) {
+        } catch (const vms::host::HostError& error) {
             EXPECT_EQ(std::string(error.what()),
                       "the password file " + file.Path() + " is not UTF-8 text");
         }
     }
-    EXPECT_THROW(ResolvePassword({"p\xe4ss", std::nullopt}), vms::HostError);
+    EXPECT_THROW(ResolvePassword({"p\xe4ss", std::nullopt}), vms::host::HostError);
 }
 
 }  // namespace

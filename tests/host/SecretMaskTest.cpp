@@ -1,13 +1,13 @@
 // Which parts of a log text are taken for passwords, and which are not.
-#include "host/SecretMask.h"
+#include "host/process/SecretMask.h"
 
 #include <gtest/gtest.h>
 
-#include "host/JsonText.h"
+#include "host/text/JsonText.h"
 
 namespace {
 
-using vms::MaskSecrets;
+using vms::host::MaskSecrets;
 
 TEST(SecretMask, TextsThatOnlyContainAPasswordStayAsTheyAre) {
     for (const char* text : {
@@ -51,7 +51,7 @@ TEST(SecretMask, JsonThatIsTheTextOfAJsonString) {
             Json::Value wrapped;
             wrapped["body"] = *inner;
             wrapped["id"] = "b";
-            *inner = vms::CompactJson(wrapped);
+            *inner = vms::host::CompactJson(wrapped);
         }
     }
 }

@@ -18,9 +18,9 @@ namespace {
 using namespace std::chrono_literals;
 using testing::HasSubstr;
 using testing::Not;
+using vms::host::test::HostRun;
+using vms::host::test::TemporaryFile;
 using vms::test::Fetch;
-using vms::test::HostRun;
-using vms::test::TemporaryFile;
 
 constexpr auto kPatience = 60s;
 

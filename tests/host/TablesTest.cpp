@@ -6,16 +6,16 @@
 
 namespace {
 
-std::vector<std::string> Rows(vms::StatusTable& table, const std::string& body) {
+std::vector<std::string> Rows(vms::host::StatusTable& table, const std::string& body) {
     return table.Rows({"nvr", body}, "12:00:00");
 }
 
 TEST(StatusTable, MarksChangesAndCountsChannels) {
-    vms::HostConfig config;
+    vms::host::HostConfig config;
     config.modules.resize(1);
     config.modules[0].devices[0]["id"] = "a";
     config.modules[0].devices[0]["name"] = "Yard";
-    vms::StatusTable table(config);
+    vms::host::StatusTable table(config);
     const std::string up = R"({"devs": [{"id": "a", "status": [{"channel": -1, "state": 1},
         {"channel": 0, "state": 1}, {"channel": 1, "state": 1}]}]})";
     const std::string half = R"({"devs": [{"id": "a", "status": [{"channel": -1, "state": 1},
@@ -26,7 +26,7 @@ TEST(StatusTable, MarksChangesAndCountsChannels) {
 }
 
 TEST(StatusTable, ReportsWithoutDevicesAndThoseThatAreNone) {
-    vms::StatusTable table{vms::HostConfig{}};
+    vms::host::StatusTable table{vms::host::HostConfig{}};
     EXPECT_EQ(Rows(table, R"({"devs": []})"),
               std::vector<std::string>{"12:00:00   no devices in module nvr"});
     EXPECT_TRUE(Rows(table, "").empty());
@@ -35,7 +35,7 @@ TEST(StatusTable, ReportsWithoutDevicesAndThoseThatAreNone) {
 }
 
 TEST(CameraTable, ShowsWhatACameraToldAndCountsAddresses) {
-    vms::CameraTable table;
+    vms::host::CameraTable table;
     Json::Value camera(Json::objectValue);
     camera["name"] = "50%25%2";
     camera["ip"] = "10.0.0.5";

@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace vms::test {
+namespace vms::host::test {
 
 /// A file with a given content, removed with the object.
 class TemporaryFile {
@@ -31,4 +31,4 @@ private:
     std::string path_;
 };
 
-}  // namespace vms::test
+}  // namespace vms::host::test

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <json/value.h>
+
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+namespace vms::host {
+
+/// A place in a configuration file: a JSON value together with its path, for strict reading. Every
+/// operation throws HostError on a value of the wrong kind, naming file, path and what was
+/// expected, never the value itself. Refers to its file and value, which must outlive it.
+class ConfigNode {
+public:
+    ConfigNode(const std::string& file, const Json::Value& value, std::string path = {})
+        : file_(file), value_(value), path_(std::move(path)) {}
+
+    const Json::Value& Value() const { return value_; }
+    const std::string& Path() const { return path_; }
+
+    bool Has(const char* key) const;
+    ConfigNode At(const char* key) const;
+
+    /// The elements of an array.
+    std::vector<ConfigNode> Elements() const;
+
+    std::string NonEmptyText(const char* key) const;
+    std::string TextOr(const char* key, const std::string& otherwise) const;
+    int IntegerOr(const char* key, int otherwise, int lowest, int highest) const;
+    bool BooleanOr(const char* key, bool otherwise) const;
+
+    void RequireObject() const;
+
+    /// One warning per member that is not among the known ones.
+    void WarnOfUnknown(std::initializer_list<const char*> known,
+                       std::vector<std::string>& warnings) const;
+
+    /// Throws HostError: "file: path: problem".
+    [[noreturn]] void Fail(const std::string& problem) const;
+
+private:
+    [[noreturn]] void Expected(const std::string& kind) const;
+
+    const std::string& file_;
+    const Json::Value& value_;
+    std::string path_;  ///< such as modules[0].name; empty for the whole document
+};
+
+}  // namespace vms::host

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace vms::host {
+
+/// In ASCII, whatever the locale.
+inline char LowerCase(char letter) {
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+}
+
+std::string LowerCase(std::string_view text);
+
+/// Whether two texts are the same but for the case of their ASCII letters.
+bool SameLetters(std::string_view one, std::string_view other);
+
+}  // namespace vms::host

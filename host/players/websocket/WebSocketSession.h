@@ -1,0 +1,20 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "host/http/BodyBudget.h"
+#include "host/net/Connection.h"
+#include "host/players/websocket/WebSocketPlayer.h"
+
+namespace vms::host {
+
+/// Speaks WebSocket with a player from its request to upgrade on. Called on the connection's I/O
+/// thread; the session keeps itself alive.
+/// @param head   the request's header as it came, up to and including the blank line
+/// @param read   what has come after it
+/// @param budget of what is received and not yet through; must outlive the session
+void StartWebSocketSession(std::shared_ptr<Connection> connection, const std::string& head,
+                           std::string read, PlayerContext& context, BodyBudget& budget);
+
+}  // namespace vms::host

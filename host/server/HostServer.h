@@ -1,0 +1,63 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/config/HostConfig.h"
+#include "host/http/HttpRouter.h"
+#include "host/net/DropPolicy.h"
+#include "host/players/PlayerInfo.h"
+#include "host/relay/RelayTable.h"
+#include "platform/IStreamConnectionController.h"
+
+class ILogHandler;
+class IStreamModule;
+
+namespace vms::host {
+
+/// The host's doors and what goes out of them: one listener for players over WebSocket at /stream
+/// and everything else over HTTP, the stream server that modules see, and the relays between the
+/// two. Thread-safe, except that Start and Stop are called once each, in this order, by one thread.
+class HostServer {
+public:
+    /// Listens at once, so that modules can be told the address; serves from Start on.
+    /// @param log must outlive this object @throws HostError
+    HostServer(const HttpConfig& config, ILogHandler& log, const SendLimits& limits = {});
+
+    /// Stops unless that has been done.
+    ~HostServer();
+    HostServer(const HostServer&) = delete;
+    HostServer& operator=(const HostServer&) = delete;
+
+    /// @param modules that stream, in the order in which they are asked; must outlive Stop
+    /// @param router  serves HTTP requests
+    /// @param onStart told the key when a player asks for a stream; any thread, must not wait
+    void Start(
+        std::vector<IStreamModule*> modules, HttpRouter router,
+        std::function<void(const std::string& key)> onStart = [](const std::string&) {});
+
+    /// Closes all connections and returns when the modules have heard of each. Waits for modules
+    /// that are busy, however long.
+    void Stop();
+
+    /// A live stream has just been opened under that key: its first group is kept for whoever comes
+    /// for it in the next seconds. Any thread; does not wait.
+    void Expect(const std::string& key);
+
+    int Port() const;
+
+    /// The stream server as modules see it; lives as long as this object.
+    IStreamConnectionController& Streams();
+
+    std::vector<PlayerInfo> Players() const;
+    std::vector<RelayInfo> Relays() const;
+    StreamSummary Summary() const;
+
+private:
+    class Impl;
+    const std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace vms::host
