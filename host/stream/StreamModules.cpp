@@ -3,10 +3,10 @@
 #include <memory>
 
 #include "module/IStreamModule.h"
+#include "platform/CommandPtr.h"
 #include "platform/ILogHandler.h"
-#include "platform/SysCommandHelper.h"
 
-namespace vms {
+namespace vms::host {
 
 /// An exception of a foreign library must not end the host.
 template <class Call>
@@ -38,11 +38,9 @@ void StreamModules::OnClose(long long connection, int reason, const std::string&
 }
 
 int StreamModules::OnRequest(long long connection, const PlayerRequest& request) {
-    const std::unique_ptr<__tagTvCommand, void (*)(__tagTvCommand*)> record(
-        SysCommandHelper::CreateRequestCommand(static_cast<__enumTvCommand>(request.command),
-                                               "vmshost", request.key.c_str(), request.body.c_str(),
-                                               ""),
-        &SysCommandHelper::ReleaseCommand);
+    const CommandPtr record(SysCommandHelper::CreateRequestCommand(
+        static_cast<__enumTvCommand>(request.command), "vmshost", request.key.c_str(),
+        request.body.c_str(), ""));
     for (IStreamModule* module : modules_) {
         const int result = Guarded("OnRecv", [&] {
             return module->OnRecv(connection, record.get(), static_cast<int>(sizeof *record));
@@ -60,4 +58,4 @@ void StreamModules::OnStream(long long connection, std::string& unit) {
         });
 }
 
-}  // namespace vms
+}  // namespace vms::host

@@ -1,8 +1,8 @@
-#include "host/stream/IoThread.h"
+#include "host/net/IoThread.h"
 
 #include <exception>
 
-namespace vms {
+namespace vms::host {
 
 IoThread::IoThread() : work_(context_.get_executor()), thread_([this] { Run(); }) {}
 
@@ -26,4 +26,4 @@ void IoThread::Stop() {
         thread_.join();
 }
 
-}  // namespace vms
+}  // namespace vms::host

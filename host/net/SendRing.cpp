@@ -1,4 +1,4 @@
-#include "host/stream/SendRing.h"
+#include "host/net/SendRing.h"
 
 #include <liburing.h>
 #include <sys/socket.h>
@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 constexpr int kFlags = MSG_DONTWAIT | MSG_NOSIGNAL;
@@ -117,4 +117,4 @@ void SendRing::Send(const std::vector<int>& sockets, std::string_view bytes,
         ring_.reset();
 }
 
-}  // namespace vms
+}  // namespace vms::host

@@ -7,24 +7,24 @@
 #include <future>
 #include <thread>
 
-#include "tests/host/stream/MediaUnit.h"
-#include "tests/host/stream/StreamServerFixture.h"
+#include "tests/host/net/TestUnit.h"
+#include "tests/host/server/HostServerFixture.h"
 
 namespace {
 
 using namespace std::chrono_literals;
+using vms::host::test::TestUnit;
+using vms::host::test::UnitNumber;
+using vms::host::test::UnitType;
 using vms::test::Gate;
-using vms::test::MediaUnit;
 using vms::test::TestPlayer;
-using vms::test::UnitNumber;
-using vms::test::UnitType;
 
 using Clock = std::chrono::steady_clock;
 using Player = std::unique_ptr<TestPlayer>;
 
 constexpr int kSmallBuffer = 8192;
 
-class StreamServerLoadTest : public vms::test::StreamServerFixture {
+class PlayersLoadTest : public vms::host::test::HostServerFixture {
 protected:
     /// Sends until the player is given up. @return units taken, -1 = it never was
     int SendUntilGivenUp(long long id, const std::string& unit, bool isPlayback) {
@@ -40,10 +40,9 @@ protected:
     void ExpectWholeLives() {
         const auto lives = module_.All();
         for (const auto& [id, events] : lives) {
-            EXPECT_EQ(events.front(), "connect 127.0.0.1") << id;
+            EXPECT_EQ(events.front().rfind("connect", 0), 0U) << id;
             EXPECT_EQ(events.back(), "close") << id;
             EXPECT_EQ(std::count(events.begin(), events.end(), "close"), 1) << id;
-            EXPECT_EQ(std::count(events.begin(), events.end(), "connect 127.0.0.1"), 1) << id;
         }
     }
 };
@@ -52,101 +51,58 @@ size_t CountEntries(const char* folder) {
     return static_cast<size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
 }
 
-TEST_F(StreamServerLoadTest, OneStalledPlayerCostsTheOthersNothing) {
-    vms::SendLimits limits;
+TEST_F(PlayersLoadTest, OneStalledPlayerAmongManyCostsTheOthersNothing) {
+    constexpr size_t kPlayers = 150;
+    vms::host::SendLimits limits;
     limits.liveBytes = 256 << 10;
     limits.patience = 500ms;
     Start(limits);
-    std::vector<Player> players(49);
-    std::vector<long long> ids;
+    std::vector<Player> players(kPlayers);
     for (Player& player : players)
-        ids.push_back(Connect(player));
-    Player stalled;
-    const long long stalledId = Connect(stalled, kSmallBuffer);
-
-    bool taken = true;
+        player = Watch();
+    const Player stalled = Watch(kSmallBuffer);
+    const long long relay = RelayNumber();
     const auto deadline = Clock::now() + 20s;
-    for (int number = 0; taken; ++number) {
+    for (int number = 0; server_->Summary().connected > kPlayers; ++number) {
         ASSERT_LT(Clock::now(), deadline) << "never given up";
         const std::string unit =
-            MediaUnit(number % 10 == 0 ? UnitType::key : UnitType::picture, number, 20'000);
-        taken = SendData(stalledId, unit);
-        for (size_t i = 0; i < players.size(); ++i) {
+            TestUnit(number % 10 == 0 ? UnitType::key : UnitType::picture, number, 20'000);
+        ASSERT_TRUE(SendData(relay, unit));
+        for (size_t i = 0; i < kPlayers; ++i) {
             TestPlayer::Frame frame;
-            ASSERT_TRUE(SendData(ids[i], unit));
             ASSERT_TRUE(players[i]->Next(frame));
             ASSERT_TRUE(frame.payload == unit) << "player " << i << ", unit " << number;
         }
     }
-    EXPECT_FALSE(SendData(stalledId, "more"));
-    ASSERT_TRUE(module_.WaitFor("close", 1));
-    EXPECT_EQ(module_.All()[stalledId].back(), "close");
-    EXPECT_TRUE(WaitForPlayers(players.size()));
-    const vms::StreamSummary summary = server_->Summary();
+    const vms::host::StreamSummary summary = server_->Summary();
     EXPECT_EQ(summary.slowPlayers, 1U);
     EXPECT_GT(summary.droppedUnits, 0U);
 }
 
-TEST_F(StreamServerLoadTest, OneCallServesManyPlayersAndTellsWhoIsGone) {
-    constexpr size_t kPlayers = 150;
-    vms::SendLimits limits;
-    limits.playbackBytes = 1 << 20;
-    Start(limits);
-    std::vector<Player> players(kPlayers);
-    std::vector<long long> ids;
-    for (Player& player : players)
-        ids.push_back(Connect(player));
-    Player stalled;
-    const long long stalledId = Connect(stalled, kSmallBuffer);
-    ids.insert(ids.begin() + 70, stalledId);
-    ids.insert(ids.begin() + 3, 1'000'000);
-    std::vector<long long> failed;
-    const std::vector<long long> unknown{1'000'000};
-    int number = 0;
-    const auto deadline = Clock::now() + 20s;
-    for (; failed.size() < 2; ++number) {
-        ASSERT_LT(Clock::now(), deadline) << "never given up";
-        failed.clear();
-        const std::string unit = MediaUnit(UnitType::picture, number, 20'000);
-        EXPECT_EQ(server_->SendToAll(ids.data(), ids.size(), unit.data(), 20'000, true, failed), 0);
-        EXPECT_EQ(failed.front(), unknown.front());
-        for (const Player& player : players) {
-            TestPlayer::Frame frame;
-            ASSERT_TRUE(player->Next(frame));
-            ASSERT_TRUE(frame.payload == unit) << "unit " << number;
-        }
-    }
-    EXPECT_EQ(failed, (std::vector<long long>{1'000'000, stalledId}));
-    failed.clear();
-    EXPECT_EQ(server_->SendToAll(unknown.data(), 1, "x", 1, true, failed), -1);
-    EXPECT_EQ(server_->SendToAll(ids.data(), 1, nullptr, 1, true, failed), -1);
-    EXPECT_EQ(failed, (std::vector<long long>{1'000'000, ids[0]}));
-    EXPECT_GE(server_->Summary().sentUnits, static_cast<size_t>(number) * kPlayers);
-}
-
-TEST_F(StreamServerLoadTest, CallsForManyPlayersMixWithOthersAndWithClosing) {
+/// Several threads of a source, pings, players that leave and one that is closed, all at once.
+TEST_F(PlayersLoadTest, BurstsMixWithOthersAndWithClosing) {
     constexpr int kUnits = 300;
     constexpr int kSenders = 2;
-    Start();
+    vms::host::SendLimits limits;
+    limits.liveUnits = 10'000;  // however slow the machine is
+    limits.liveBytes = size_t{64} << 20;
+    Start(limits);
     std::vector<Player> players(12);
     std::vector<long long> ids;
-    for (Player& player : players)
-        ids.push_back(Connect(player));
+    for (Player& player : players) {
+        player = Watch();
+        ids.push_back(server_->Players().back().id);
+    }
+    const long long relay = RelayNumber();
     std::vector<std::thread> senders;
     for (int sender = 0; sender < kSenders; ++sender)
         senders.emplace_back([&, sender] {
-            std::vector<long long> order(ids);
-            if (sender == 1)
-                std::reverse(order.begin(), order.end());
-            std::vector<long long> failed;
-            for (int i = 0; i < kUnits; ++i) {
-                const std::string unit = MediaUnit(UnitType::picture, sender * kUnits + i, 5000);
-                server_->SendToAll(order.data(), order.size(), unit.data(), 5000, true, failed);
-            }
+            for (int i = 0; i < kUnits; ++i)
+                SendData(relay, TestUnit(UnitType::sound, sender * kUnits + i, 5000));
         });
     std::thread closer([&] {
         for (size_t i = 0; i < players.size(); i += 3)
-            server_->CloseConnection(ids[i]);
+            Streams().CloseConnection(ids[i]);
     });
     std::vector<std::thread> readers;
     for (size_t i = 0; i < players.size(); ++i)
@@ -163,7 +119,7 @@ TEST_F(StreamServerLoadTest, CallsForManyPlayersMixWithOthersAndWithClosing) {
                 if (frame.opcode == TestPlayer::kPong)
                     continue;
                 const int number = UnitNumber(frame.payload);
-                ASSERT_TRUE(frame.payload == MediaUnit(UnitType::picture, number, 5000));
+                ASSERT_TRUE(frame.payload == TestUnit(UnitType::sound, number, 5000));
                 ASSERT_EQ(next[number / kUnits]++, number % kUnits) << "player " << i;
                 ++got;
             }
@@ -176,8 +132,8 @@ TEST_F(StreamServerLoadTest, CallsForManyPlayersMixWithOthersAndWithClosing) {
     EXPECT_TRUE(WaitForPlayers(8));
 }
 
-TEST_F(StreamServerLoadTest, ASlowLivePlayerGetsWholeFramesFromKeyPictureOn) {
-    vms::SendLimits limits;
+TEST_F(PlayersLoadTest, ASlowLivePlayerGetsWholeFramesFromKeyPictureOn) {
+    vms::host::SendLimits limits;
     limits.liveUnits = 20;
     limits.patience = 1h;
     Start(limits);
@@ -185,14 +141,14 @@ TEST_F(StreamServerLoadTest, ASlowLivePlayerGetsWholeFramesFromKeyPictureOn) {
     const long long id = Connect(player, kSmallBuffer);
     const auto send = [&](int number) {
         ASSERT_TRUE(SendData(
-            id, MediaUnit(number % 10 == 0 ? UnitType::key : UnitType::picture, number, 20'000)));
+            id, TestUnit(number % 10 == 0 ? UnitType::key : UnitType::picture, number, 20'000)));
     };
     int last = 0;
     for (; server_->Summary().droppedUnits < 15; ++last)
         send(last);
     std::vector<int> got;
     TestPlayer::Frame frame;
-    while (server_->QueryDataCount(id) > 0) {
+    while (Streams().QueryDataCount(id) > 0) {
         ASSERT_TRUE(player->Next(frame));
         got.push_back(UnitNumber(frame.payload));
     }
@@ -214,35 +170,35 @@ TEST_F(StreamServerLoadTest, ASlowLivePlayerGetsWholeFramesFromKeyPictureOn) {
     EXPECT_EQ(static_cast<uint64_t>(last) - got.size(), server_->Summary().droppedUnits);
 }
 
-TEST_F(StreamServerLoadTest, PlaybackIsNeverDroppedButBounded) {
-    vms::SendLimits limits;
+TEST_F(PlayersLoadTest, PlaybackIsNeverDroppedButBounded) {
+    vms::host::SendLimits limits;
     limits.liveBytes = 1;
-    limits.playbackBytes = 4 << 20;
+    limits.wholeBytes = 4 << 20;
     Start(limits);
     Player player;
     const long long id = Connect(player, kSmallBuffer);
     for (int number = 0; number < 150; ++number)
-        ASSERT_TRUE(SendData(id, MediaUnit(UnitType::picture, number, 20'000), true));
-    EXPECT_GT(server_->QueryDataCount(id), 0);
+        ASSERT_TRUE(SendData(id, TestUnit(UnitType::picture, number, 20'000), true));
+    EXPECT_GT(Streams().QueryDataCount(id), 0);
     TestPlayer::Frame frame;
     for (int number = 0; number < 150; ++number) {
         ASSERT_TRUE(player->Next(frame));
         ASSERT_EQ(UnitNumber(frame.payload), number);
     }
-    EXPECT_GT(SendUntilGivenUp(id, MediaUnit(UnitType::picture, 0, 20'000), true), 200);
+    EXPECT_GT(SendUntilGivenUp(id, TestUnit(UnitType::picture, 0, 20'000), true), 200);
     ASSERT_TRUE(module_.WaitFor("close", 1));
     EXPECT_EQ(server_->Summary().droppedUnits, 0U);
     EXPECT_EQ(server_->Summary().slowPlayers, 1U);
 }
 
-TEST_F(StreamServerLoadTest, APlayerThatDiesInTheMiddleOfAFrameIsGone) {
-    vms::SendLimits limits;
+TEST_F(PlayersLoadTest, APlayerThatDiesInTheMiddleOfAFrameIsGone) {
+    vms::host::SendLimits limits;
     limits.patience = 1h;
     Start(limits);
     Player player;
     const long long id = Connect(player, kSmallBuffer);
-    const std::string unit = MediaUnit(UnitType::key, 0, 100'000);
-    while (server_->QueryDataCount(id) < 3)
+    const std::string unit = TestUnit(UnitType::key, 0, 100'000);
+    while (Streams().QueryDataCount(id) < 3)
         ASSERT_TRUE(SendData(id, unit));
     player->Socket().Reset();
     EXPECT_NE(SendUntilGivenUp(id, unit, false), -1);
@@ -251,17 +207,17 @@ TEST_F(StreamServerLoadTest, APlayerThatDiesInTheMiddleOfAFrameIsGone) {
     ExpectWholeLives();
 }
 
-TEST_F(StreamServerLoadTest, PlayersThatComeAndGoLeaveNothingBehind) {
+TEST_F(PlayersLoadTest, PlayersThatComeAndGoLeaveNothingBehind) {
     constexpr size_t kRounds = 200;
     Start();
     const auto round = [this](size_t number) {
         Player player;
         const long long id = Connect(player);
-        EXPECT_TRUE(SendData(id, MediaUnit(UnitType::key, 0, 1000)));
+        EXPECT_TRUE(SendData(id, TestUnit(UnitType::key, 0, 1000)));
         if (number % 3 == 0)
             player->Socket().Reset();
         else if (number % 3 == 1)
-            server_->CloseConnection(id);
+            Streams().CloseConnection(id);
         player.reset();
         return module_.WaitFor("close", number + 1) && WaitForPlayers(0);
     };
@@ -275,14 +231,14 @@ TEST_F(StreamServerLoadTest, PlayersThatComeAndGoLeaveNothingBehind) {
         sent = server_->Summary().sentUnits;
     }
     EXPECT_EQ(CountEntries("/proc/self/fd"), descriptors);
-    EXPECT_EQ(CountEntries("/proc/self/task"), threads);
+    EXPECT_LT(CountEntries("/proc/self/task"), threads + 16) << "more than there are lanes";
     server_->Stop();
     EXPECT_TRUE(server_->Players().empty());
     EXPECT_EQ(server_->Summary().sentUnits, kRounds);
     ExpectWholeLives();
 }
 
-TEST_F(StreamServerLoadTest, StopWaitsForABusyModuleWhilePlayersStillCome) {
+TEST_F(PlayersLoadTest, StopWaitsForABusyModuleWhilePlayersStillCome) {
     Gate gate;
     module_.onRequest = [&](long long, const __tagTvCommand& request) {
         return request.deviceId != "waits" || gate.Wait() ? 0 : -1;
@@ -296,13 +252,13 @@ TEST_F(StreamServerLoadTest, StopWaitsForABusyModuleWhilePlayersStillCome) {
             while (!stopped) {
                 try {
                     TestPlayer player(port);
-                    player.Ask(TV_STREAM_PREVIEW_START, "k");
+                    player.Ask(TV_STREAM_PLAYBACK_START, "k");
                 } catch (const std::runtime_error&) {  // nobody listens any more
                 }
             }
         });
     TestPlayer busy(port);
-    ASSERT_TRUE(busy.SendRequest(TV_STREAM_PREVIEW_START, "waits"));
+    ASSERT_TRUE(busy.SendRequest(TV_STREAM_PLAYBACK_START, "waits"));
     ASSERT_TRUE(module_.WaitFor("close", 10));
     auto stop = std::async(std::launch::async, [this] { server_->Stop(); });
     std::string rest;

@@ -1,5 +1,5 @@
 // The same bytes to sockets that take all of it, a part, nothing, or are dead.
-#include "host/stream/SendRing.h"
+#include "host/net/SendRing.h"
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -9,7 +9,7 @@
 
 namespace {
 
-using vms::SendRing;
+using vms::host::SendRing;
 
 /// Two ends of a stream, the near one with a small buffer.
 struct Pair {

@@ -1,10 +1,10 @@
-#include "host/stream/PlayerProtocol.h"
+#include "host/players/websocket/PlayerProtocol.h"
 
-#include "host/JsonText.h"
+#include "host/text/JsonText.h"
 #include "platform/Json.h"
 #include "platform/SysCommandHelper.h"
 
-namespace vms {
+namespace vms::host {
 
 bool ReadPlayerRequest(const std::string& text, PlayerRequest& request) {
     Json::Value document;
@@ -36,4 +36,4 @@ bool IsStartRequest(int32_t command) {
            command == TV_STREAM_DOWNLOAD_START;
 }
 
-}  // namespace vms
+}  // namespace vms::host

@@ -10,8 +10,9 @@
 #include "module/IStreamModule.h"
 #include "platform/Mutex.h"
 #include "platform/SysCommandHelper.h"
+#include "tests/support/Gate.h"
 
-namespace vms::test {
+namespace vms::host::test {
 
 /// A module that remembers what it hears of each player. Thread-safe.
 class FakeStreamModule final : public IStreamModule {
@@ -70,30 +71,4 @@ private:
     std::map<std::string, size_t> counts_ VMS_GUARDED_BY(mutex_);
 };
 
-/// Opened once; whoever waits goes on then.
-class Gate {
-public:
-    void Open() VMS_EXCLUDES(mutex_) {
-        MutexLock lock(mutex_);
-        open_ = true;
-        opened_.NotifyAll();
-    }
-
-    /// @return false when it was not opened in time
-    [[nodiscard]] bool Wait() VMS_EXCLUDES(mutex_) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        MutexLock lock(mutex_);
-        while (!open_) {
-            if (!opened_.WaitUntil(mutex_, deadline))
-                return open_;
-        }
-        return true;
-    }
-
-private:
-    Mutex mutex_;
-    CondVar opened_;
-    bool open_ VMS_GUARDED_BY(mutex_) = false;
-};
-
-}  // namespace vms::test
+}  // namespace vms::host::test

@@ -1,23 +1,24 @@
-// Players and modules around a stream server: what each hears of the other.
+// Players and modules around the server: what each hears of the other.
 #include <gmock/gmock-matchers.h>
 
 #include <stdexcept>
 
 #include "platform/Json.h"
-#include "tests/host/stream/MediaUnit.h"
-#include "tests/host/stream/StreamServerFixture.h"
+#include "tests/host/net/TestUnit.h"
+#include "tests/host/server/HostServerFixture.h"
 
 namespace {
 
 using testing::ElementsAre;
-using vms::test::FakeStreamModule;
+using vms::host::test::FakeStreamModule;
+using vms::host::test::TestUnit;
+using vms::host::test::UnitNumber;
+using vms::host::test::UnitType;
 using vms::test::Gate;
-using vms::test::MediaUnit;
 using vms::test::TestPlayer;
 using vms::test::TestSocket;
-using vms::test::UnitType;
 
-using StreamServerTest = vms::test::StreamServerFixture;
+using PlayersTest = vms::host::test::HostServerFixture;
 
 Json::Value Parse(const std::string& text) {
     Json::Value value;
@@ -25,14 +26,14 @@ Json::Value Parse(const std::string& text) {
     return value;
 }
 
-TEST_F(StreamServerTest, APlayersLifeFromConnectToClose) {
+TEST_F(PlayersTest, APlayersLifeFromConnectToClose) {
     Start();
     std::unique_ptr<TestPlayer> player;
     const long long id = Connect(player);
     EXPECT_EQ(server_->Players()[0].key, "key");
 
     TestPlayer::Frame frame;
-    const std::string unit = MediaUnit(UnitType::key, 7, 70'000);
+    const std::string unit = TestUnit(UnitType::key, 7, 70'000);
     EXPECT_TRUE(SendData(id, unit));
     ASSERT_TRUE(player->Next(frame));
     EXPECT_EQ(frame.opcode, TestPlayer::kBinary);
@@ -40,7 +41,7 @@ TEST_F(StreamServerTest, APlayersLifeFromConnectToClose) {
 
     __tagTvCommand* message = SysCommandHelper::CreateRequestCommand(TV_CMD_SOURCE_MESSAGE, "fake",
                                                                      "key", "\"hi\"\x80", "");
-    EXPECT_EQ(server_->SendCommand(id, message), 0);
+    EXPECT_EQ(Streams().SendCommand(id, message), 0);
     SysCommandHelper::ReleaseCommand(message);
     ASSERT_TRUE(player->Next(frame));
     EXPECT_EQ(frame.opcode, TestPlayer::kText);
@@ -56,21 +57,69 @@ TEST_F(StreamServerTest, APlayersLifeFromConnectToClose) {
     EXPECT_TRUE(player->Send(TestPlayer::kBinary, "talk"));
     EXPECT_TRUE(player->SendRequest(TV_STREAM_PREVIEW_STOP, "key", "last"));
     ASSERT_TRUE(player->Next(frame));
-    server_->CloseConnection(id);
+    Streams().CloseConnection(id);
     ASSERT_TRUE(player->Next(frame));
     EXPECT_EQ(frame.opcode, TestPlayer::kClose);
     EXPECT_TRUE(player->Send(TestPlayer::kClose, frame.payload.substr(0, 2)));
     ASSERT_TRUE(module_.WaitFor("close", 1));
-    EXPECT_THAT(module_.All()[id], ElementsAre("connect 127.0.0.1", "request 1049088 key ",
+    EXPECT_THAT(module_.All()[id], ElementsAre("connect 127.0.0.1", "request 1049090 key ",
                                                "media talk", "request 1049089 key last", "close"));
     // There until the module has come back from hearing it.
     EXPECT_TRUE(WaitForPlayers(0));
     EXPECT_FALSE(SendData(id, unit));
-    EXPECT_EQ(server_->SendData(id, nullptr, 5, false), -1);
-    EXPECT_EQ(server_->QueryDataCount(id), -1);
+    EXPECT_EQ(Streams().SendData(id, nullptr, 5, false), -1);
+    EXPECT_EQ(Streams().QueryDataCount(id), -1);
 }
 
-TEST_F(StreamServerTest, ModulesAreAskedInOrderUntilOneCarriesTheRequestOut) {
+TEST_F(PlayersTest, AllWhoWatchALiveStreamShareOneRelay) {
+    Start();
+    const auto send = [this](UnitType type, int number) {
+        EXPECT_TRUE(SendData(RelayNumber(), TestUnit(type, number, 1000)));
+    };
+    const auto expect = [](TestPlayer& player, int from, int to) {
+        TestPlayer::Frame frame;
+        for (int number = from; number <= to; ++number) {
+            ASSERT_TRUE(player.Next(frame));
+            ASSERT_EQ(UnitNumber(frame.payload), number);
+        }
+    };
+    auto first = Watch();
+    auto second = Watch();
+    const long long relay = RelayNumber();
+    ASSERT_GT(relay, 0);
+    for (int number = 0; number < 8; ++number)
+        send(number % 5 == 0 ? UnitType::key : UnitType::picture, number);
+    auto late = Watch();
+    send(UnitType::picture, 8);
+    for (TestPlayer* player : {first.get(), second.get()})
+        expect(*player, 0, 8);
+    expect(*late, 5, 8);
+    // Asked again, it begins anew; asked for another stream, it leaves this one.
+    EXPECT_EQ(late->Ask(TV_STREAM_PREVIEW_START, "live"), 0);
+    expect(*late, 5, 8);
+    EXPECT_EQ(late->Ask(TV_STREAM_PREVIEW_START, "another"), 0);
+    EXPECT_EQ(second->Ask(TV_STREAM_PREVIEW_STOP, "live"), 0);
+    send(UnitType::picture, 9);
+    expect(*first, 9, 9);
+
+    __tagTvCommand* message =
+        SysCommandHelper::CreateRequestCommand(TV_CMD_SOURCE_MESSAGE, "fake", "live", "3", "");
+    EXPECT_EQ(Streams().SendCommand(relay, message), 0);
+    SysCommandHelper::ReleaseCommand(message);
+    TestPlayer::Frame frame;
+    ASSERT_TRUE(first->Next(frame));
+    EXPECT_EQ(Parse(frame.payload)["body"], "3");
+    EXPECT_EQ(Streams().QueryDataCount(relay), 0);
+
+    first.reset();
+    ASSERT_TRUE(module_.WaitFor("close", 2));
+    EXPECT_THAT(module_.All()[relay],
+                ElementsAre("connect  without a port", "request 1049088 live ",
+                            "request 1049089 live ", "close"));
+    EXPECT_FALSE(SendData(relay, TestUnit(UnitType::key, 10, 100)));
+}
+
+TEST_F(PlayersTest, ModulesAreAskedInOrderUntilOneCarriesTheRequestOut) {
     FakeStreamModule first;
     FakeStreamModule second;
     FakeStreamModule third;
@@ -87,8 +136,8 @@ TEST_F(StreamServerTest, ModulesAreAskedInOrderUntilOneCarriesTheRequestOut) {
     Start({}, {&module_, &first, &second, &third});
     {
         TestPlayer player(Port());
-        EXPECT_EQ(player.Ask(TV_STREAM_PREVIEW_START, "a"), 0);
-        EXPECT_EQ(player.Ask(TV_STREAM_PREVIEW_START, "nobody's"), -1);
+        EXPECT_EQ(player.Ask(TV_STREAM_PLAYBACK_START, "a"), 0);
+        EXPECT_EQ(player.Ask(TV_STREAM_PLAYBACK_START, "nobody's"), -1);
         EXPECT_TRUE(player.Send(TestPlayer::kBinary, "talk"));
     }
     for (FakeStreamModule* module : {&module_, &first, &second})
@@ -96,10 +145,10 @@ TEST_F(StreamServerTest, ModulesAreAskedInOrderUntilOneCarriesTheRequestOut) {
     ASSERT_TRUE(third.WaitFor("close", 1));
     EXPECT_THAT(
         third.All().begin()->second,
-        ElementsAre("connect 127.0.0.1", "request 1049088 nobody's ", "media talk", "close"));
+        ElementsAre("connect 127.0.0.1", "request 1049090 nobody's ", "media talk", "close"));
 }
 
-TEST_F(StreamServerTest, AModuleBusyWithOnePlayerServesAnother) {
+TEST_F(PlayersTest, AModuleBusyWithOnePlayerServesAnother) {
     Gate gate;
     module_.onRequest = [&](long long, const __tagTvCommand& request) {
         if (request.deviceId == "opens")
@@ -108,16 +157,16 @@ TEST_F(StreamServerTest, AModuleBusyWithOnePlayerServesAnother) {
     };
     Start();
     TestPlayer busy(Port());
-    EXPECT_TRUE(busy.SendRequest(TV_STREAM_PREVIEW_START, "waits"));
+    EXPECT_TRUE(busy.SendRequest(TV_STREAM_PLAYBACK_START, "waits"));
     ASSERT_TRUE(module_.WaitFor("request", 1));
     TestPlayer other(Port());
-    EXPECT_EQ(other.Ask(TV_STREAM_PREVIEW_START, "opens"), 0);
+    EXPECT_EQ(other.Ask(TV_STREAM_PLAYBACK_START, "opens"), 0);
     TestPlayer::Frame answer;
     ASSERT_TRUE(busy.Next(answer));
     EXPECT_EQ(Parse(answer.payload)["result"], 0);
 }
 
-TEST_F(StreamServerTest, AFloodOfEventsWaitsForTheModuleAndKeepsItsOrder) {
+TEST_F(PlayersTest, AFloodOfEventsWaitsForTheModuleAndKeepsItsOrder) {
     constexpr int kRequests = 200;
     Gate gate;
     module_.onRequest = [&](long long, const __tagTvCommand&) { return gate.Wait() ? 0 : -1; };
@@ -145,7 +194,7 @@ TEST_F(StreamServerTest, AFloodOfEventsWaitsForTheModuleAndKeepsItsOrder) {
     EXPECT_EQ(next, kRequests);
 }
 
-TEST_F(StreamServerTest, TextsThatAreNoRequestAreAnsweredSo) {
+TEST_F(PlayersTest, TextsThatAreNoRequestAreAnsweredSo) {
     Start();
     TestPlayer player(Port());
     std::string deep = R"({"cmd": 1049088, "key": )" + std::string(5000, '[');
@@ -169,7 +218,7 @@ TEST_F(StreamServerTest, TextsThatAreNoRequestAreAnsweredSo) {
     EXPECT_EQ(length, size_t{1} << 20);
 }
 
-TEST_F(StreamServerTest, BrokenFramesEndTheirPlayerAlone) {
+TEST_F(PlayersTest, BrokenFramesEndTheirPlayerAlone) {
     Start();
     TestPlayer bystander(Port());
     const std::vector<std::string> broken{
@@ -206,7 +255,7 @@ TEST_F(StreamServerTest, BrokenFramesEndTheirPlayerAlone) {
     EXPECT_TRUE(WaitForPlayers(1));
 }
 
-TEST_F(StreamServerTest, WrongUpgradesMakeNoPlayer) {
+TEST_F(PlayersTest, WrongUpgradesMakeNoPlayer) {
     Start();
     const auto answer = [this](const std::string& request) {
         TestSocket socket(Port());
@@ -222,7 +271,7 @@ TEST_F(StreamServerTest, WrongUpgradesMakeNoPlayer) {
     EXPECT_EQ(answer(with("Version: 13", "Version: 12")), "426");
     EXPECT_EQ(answer(with("dGhlIHNhbXBsZSBub25jZQ==", std::string(9000, 'x'))), "400");
     EXPECT_EQ(answer(with("GET /stream", "GET /elsewhere")), "200");  // for the HTTP handler
-    EXPECT_EQ(answer(with("GET", "POST")), "200");
+    EXPECT_EQ(answer(with("GET", "POST")), "426");
     EXPECT_EQ(server_->Summary().players, 0U);
     EXPECT_TRUE(module_.All().empty());
 }

@@ -1,14 +1,14 @@
-#include "host/stream/Listener.h"
+#include "host/net/Listener.h"
 
 #include <boost/asio/post.hpp>
 
 #include <future>
 #include <utility>
 
-#include "host/HostError.h"
+#include "host/text/HostError.h"
 #include "platform/ILogHandler.h"
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 namespace asio = boost::asio;
@@ -59,7 +59,8 @@ void Listener::Stop() {
         boost::system::error_code ignored;
         acceptor_.close(ignored);
         pause_.cancel();
-        closed->set_value();
+        // Behind the accept under way, which may hold a socket of another thread's loop.
+        asio::post(acceptor_.get_executor(), [closed] { closed->set_value(); });
     });
     closed->get_future().wait();
 }
@@ -90,4 +91,4 @@ void Listener::OnAccept(const boost::system::error_code& error, Socket socket, I
     Accept();
 }
 
-}  // namespace vms
+}  // namespace vms::host

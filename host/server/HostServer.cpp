@@ -1,0 +1,217 @@
+#include "host/server/HostServer.h"
+
+#include <unistd.h>
+
+#include <boost/asio/steady_timer.hpp>
+
+#include <algorithm>
+#include <list>
+#include <thread>
+#include <utility>
+
+#include "host/http/HttpAccess.h"
+#include "host/http/HttpServer.h"
+#include "host/net/Bursts.h"
+#include "host/net/IoThread.h"
+#include "host/net/Listener.h"
+#include "host/net/PlainWire.h"
+#include "host/players/PlayerTable.h"
+#include "host/players/websocket/WebSocketPlayer.h"
+#include "host/players/websocket/WebSocketSession.h"
+#include "host/relay/ExpectedStreams.h"
+#include "host/stream/Lanes.h"
+#include "host/stream/ReceiverTable.h"
+#include "host/stream/StreamModules.h"
+#include "host/stream/StreamServer.h"
+#include "platform/ILogHandler.h"
+#include "platform/LocalIps.h"
+
+namespace vms::host {
+namespace {
+
+constexpr char kStreamPath[] = "/stream";
+constexpr std::size_t kMostLanes = 16;  ///< threads on which modules hear of players
+constexpr std::size_t kMostIoThreads = 4;
+constexpr std::chrono::seconds kSweep(1);
+constexpr std::chrono::seconds kCloseWait(2);  ///< players are cut off after half a second
+
+std::size_t IoThreadCount() {
+    return std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, kMostIoThreads);
+}
+
+bool IsAnyAddress(const std::string& host) {
+    return host.empty() || host == "0.0.0.0" || host == "::";
+}
+
+/// What players are told: the configured name, else where we listen.
+std::string AdvertisedHost(const HttpConfig& config) {
+    if (!config.advertise.empty())
+        return config.advertise;
+    if (!IsAnyAddress(config.host))
+        return config.host;
+    std::list<std::string> addresses;
+    GetLocalIps(addresses);
+    return addresses.empty() ? "127.0.0.1" : addresses.front();
+}
+
+std::string HostName() {
+    char name[256] = "";
+    return gethostname(name, sizeof name - 1) == 0 ? name : "";
+}
+
+HttpGate GateOf(const HttpAccess& access) {
+    return [&access](const HttpRequest& head, const std::function<void(int)>& done) {
+        done(access.Refusal(head));
+    };
+}
+
+}  // namespace
+
+class HostServer::Impl {
+public:
+    Impl(const HttpConfig& config, ILogHandler& log, const SendLimits& limits)
+        : log_(log),
+          limits_(limits),
+          access_(config.token, {config.host, config.advertise, HostName()}),
+          io_(IoThreadCount()),
+          listener_(config.host, config.port, IoThreads(), log),
+          streams_(receivers_, AdvertisedHost(config), listener_.Port()) {}
+
+    ~Impl() { Stop(); }
+
+    void Start(std::vector<IStreamModule*> modules, HttpRouter router,
+               std::function<void(const std::string&)> onStart) {
+        modules_ = std::make_unique<StreamModules>(std::move(modules), log_);
+        relays_ = std::make_unique<RelayTable>(*modules_, receivers_);
+        expected_ = std::make_unique<ExpectedStreams>(*relays_, lanes_);
+        context_.reset(new PlayerContext{*modules_, receivers_, *relays_, players_, bursts_, lanes_,
+                                         log_, totals_, std::move(onStart)});
+        router.AddUpgrade(kStreamPath, [this](HttpUpgrade upgrade) {
+            StartWebSocketSession(std::move(upgrade.connection), upgrade.head,
+                                  std::move(upgrade.read), *context_, budget_);
+        });
+        HttpSettings settings;
+        settings.send = limits_;
+        http_ = std::make_unique<HttpServer>(std::move(router), GateOf(access_), budget_, log_,
+                                             settings);
+        listener_.Start([this](Listener::Socket socket, IoThread& io) {
+            http_->Serve(MakePlainWire(std::move(socket)), io);
+        });
+        SweepLater();
+    }
+
+    void Expect(const std::string& key) { expected_->Expect(key); }
+
+    void Stop() {
+        if (std::exchange(stopped_, true))
+            return;
+        listener_.Stop();
+        players_.Close();
+        for (const auto& player : players_.All())
+            player->Close("the server ends");
+        if (http_ != nullptr)
+            http_->Stop();
+        if (expected_ != nullptr)
+            expected_->Close();
+        while (!players_.WaitUntilEmpty(std::chrono::steady_clock::now() + kCloseWait))
+            log_.Log(2, "Stop", "modules are still busy with players");
+        for (IoThread& thread : io_)
+            thread.Stop();
+        lanes_.Stop();
+    }
+
+    StreamServer& Streams() { return streams_; }
+    const PlayerTable& Players() const { return players_; }
+    const StreamTotals& Totals() const { return totals_; }
+    int Port() const { return listener_.Port(); }
+    std::vector<RelayInfo> Relays() const {
+        return relays_ == nullptr ? std::vector<RelayInfo>{} : relays_->List();
+    }
+
+private:
+    void SweepLater() {
+        sweep_.expires_after(kSweep);
+        sweep_.async_wait([this](const boost::system::error_code& error) {
+            if (error)
+                return;
+            expected_->Sweep();
+            SweepLater();
+        });
+    }
+
+    std::vector<IoThread*> IoThreads() {
+        std::vector<IoThread*> threads;
+        for (IoThread& thread : io_)
+            threads.push_back(&thread);
+        return threads;
+    }
+
+    ILogHandler& log_;
+    const SendLimits limits_;
+    const HttpAccess access_;
+    BodyBudget budget_;
+    StreamTotals totals_;
+    ReceiverTable receivers_;
+    PlayerTable players_;
+    Bursts bursts_;
+    std::unique_ptr<StreamModules> modules_;
+    std::unique_ptr<RelayTable> relays_;
+    std::unique_ptr<ExpectedStreams> expected_;
+    std::unique_ptr<PlayerContext> context_;
+    // The order of destruction counts: the loops of the I/O threads hold sessions and players,
+    // which have lanes.
+    Lanes lanes_{kMostLanes};
+    std::vector<IoThread> io_;
+    std::unique_ptr<HttpServer> http_;
+    Listener listener_;
+    boost::asio::steady_timer sweep_{io_.front().Context()};
+    StreamServer streams_;
+    bool stopped_ = false;
+};
+
+HostServer::HostServer(const HttpConfig& config, ILogHandler& log, const SendLimits& limits)
+    : impl_(std::make_unique<Impl>(config, log, limits)) {}
+
+HostServer::~HostServer() = default;
+
+void HostServer::Start(std::vector<IStreamModule*> modules, HttpRouter router,
+                       std::function<void(const std::string& key)> onStart) {
+    impl_->Start(std::move(modules), std::move(router), std::move(onStart));
+}
+
+void HostServer::Stop() {
+    impl_->Stop();
+}
+
+void HostServer::Expect(const std::string& key) {
+    impl_->Expect(key);
+}
+
+int HostServer::Port() const {
+    return impl_->Port();
+}
+
+IStreamConnectionController& HostServer::Streams() {
+    return impl_->Streams();
+}
+
+std::vector<PlayerInfo> HostServer::Players() const {
+    std::vector<PlayerInfo> players;
+    for (const auto& player : impl_->Players().All())
+        players.push_back(player->Describe());
+    return players;
+}
+
+std::vector<RelayInfo> HostServer::Relays() const {
+    return impl_->Relays();
+}
+
+StreamSummary HostServer::Summary() const {
+    const StreamTotals& totals = impl_->Totals();
+    std::size_t connected = 0;
+    const SendCounts sent = impl_->Players().Totals(connected);
+    return {totals.players,    totals.requests,    sent.sentUnits, sent.sentBytes,
+            sent.droppedUnits, totals.slowPlayers, connected};
+}
+
+}  // namespace vms::host
