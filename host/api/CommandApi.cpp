@@ -1,13 +1,14 @@
 #include "host/api/CommandApi.h"
 
-#include <charconv>
+#include <atomic>
 #include <optional>
+#include <utility>
 
-#include "host/CommandId.h"
-#include "host/JsonText.h"
+#include "host/modules/CommandId.h"
+#include "host/text/JsonText.h"
 #include "platform/Json.h"
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 std::optional<int32_t> ReadCommandId(const Json::Value& value) {
@@ -61,35 +62,101 @@ HttpResponse Whole(const Answer& answer) {
     return HttpFailure(500, "unknown outcome");
 }
 
+/// Whom the request's share belongs to.
+std::string ShareName(const BusRequest& command) {
+    return command.deviceId.empty() ? "module " + command.module : "device " + command.deviceId;
+}
+
+/// Whether the answer names a stream that costs a device connection until somebody watches it.
+bool OpensStream(__enumTvCommand id) {
+    return id == TV_CMD_GET_PREVIEW_URL || id == TV_CMD_GET_PLAYBACK_URL ||
+           id == TV_CMD_GET_RECORD_DOWNLOAD_URL;
+}
+
+/// "" = the answer names none.
+std::string KeyIn(const Answer& answer) {
+    Json::Value body;
+    std::string key;
+    if (answer.Succeeded() && ParseJson(answer.body.c_str(), body))
+        ReadString(body, "uri", key);
+    return key;
+}
+
+BusClient::AsyncSinks WholeTo(const std::shared_ptr<HttpReply>& reply, std::shared_ptr<void> share,
+                              const std::function<void(const Answer&)>& note) {
+    return {.onAnswer = {},
+            .onEnd =
+                [reply, note](const Answer& answer) {
+                    note(answer);
+                    reply->Send(Whole(answer));
+                },
+            .hold = std::move(share)};
+}
+
+/// A line for each page, as it comes; without any, the answer is as to other commands.
+BusClient::AsyncSinks PagesTo(const std::shared_ptr<HttpReply>& reply,
+                              std::shared_ptr<void> share) {
+    const auto begun = std::make_shared<std::atomic<bool>>(false);
+    const auto onPage = [reply, begun](const Answer& page) {
+        if (!begun->exchange(true))
+            reply->Begin({200, "application/x-ndjson", "", {}});
+        reply->Write(AnswerText(page) + "\n");
+    };
+    const auto onEnd = [reply, begun](const Answer& last) {
+        if (!*begun) {
+            reply->Send(Whole(last));
+            return;
+        }
+        if (last.kind != Answer::Kind::answered)
+            reply->Write(Whole(last).body);
+        reply->End();
+    };
+    return {.onAnswer = onPage, .onEnd = onEnd, .hold = std::move(share)};
+}
+
 }  // namespace
 
-void CommandApi::Serve(const HttpRequest& request, HttpReply& reply) const {
-    BusRequest command{};
-    const std::string problem = ReadCommand(request.body, command);
-    if (!problem.empty())
-        reply.Send(HttpFailure(400, problem));
-    else if (command.id == TV_CMD_SEARCH_DEVICE)
-        ServePages(command, reply);
-    else
-        reply.Send(Whole(bus_.Ask(command, patience_)));
+/// What is to be done with the answer before it is sent: a player may come for the stream at once.
+std::function<void(const Answer&)> CommandApi::Noting(uint64_t stream, bool isLive) const {
+    if (stream == 0)
+        return [](const Answer&) {};
+    return [stream, isLive, unwatched = unwatched_, expect = expect_](const Answer& answer) {
+        const std::string key = KeyIn(answer);
+        unwatched->Opened(stream, key);
+        if (isLive && !key.empty())
+            expect(key);
+    };
 }
 
-void CommandApi::ServePages(const BusRequest& request, HttpReply& reply) const {
-    bool begun = false;
-    const auto onAnswer = [&](const Answer& page) {
-        if (!begun)
-            reply.Begin(200, "application/x-ndjson");
-        begun = true;
-        reply.WriteLine(AnswerText(page));
-    };
-    const Answer last = bus_.AskPages(request, onAnswer, patience_);
-    if (!begun) {
-        reply.Send(Whole(last));
+void CommandApi::Serve(const HttpRequest& request, std::shared_ptr<HttpReply> reply) const {
+    BusRequest command{};
+    std::string problem = ReadCommand(request.body, command);
+    if (!problem.empty()) {
+        reply->Send(HttpFailure(400, problem));
         return;
     }
-    if (last.kind != Answer::Kind::answered)
-        reply.WriteLine(Whole(last).body);
-    reply.End();
+    uint64_t stream = 0;
+    if (OpensStream(command.id)) {
+        stream = unwatched_->Open(request.peerAddress);
+        if (stream == 0) {
+            reply->Send(HttpFailure(503, "too many streams have been opened that nobody watches"));
+            return;
+        }
+    }
+    auto share = shares_->Take(ShareName(command), request.body.size(), problem);
+    if (share == nullptr) {
+        unwatched_->Opened(stream, "");
+        reply->Send(HttpFailure(503, problem));
+        return;
+    }
+    const bool isSearch = command.id == TV_CMD_SEARCH_DEVICE;
+    const BusClient::Pending pending =
+        isSearch ? bus_.AskPagesAsync(command, PagesTo(reply, std::move(share)), patience_)
+                 : bus_.AskAsync(command,
+                                 WholeTo(reply, std::move(share),
+                                         Noting(stream, command.id == TV_CMD_GET_PREVIEW_URL)),
+                                 patience_);
+    reply->OnGone([pending] { pending.Cancel(); });
 }
 
-}  // namespace vms
+}  // namespace vms::host

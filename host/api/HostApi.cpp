@@ -1,9 +1,12 @@
 #include "host/api/HostApi.h"
 
-#include "host/JsonText.h"
-#include "host/api/Metrics.h"
+#include <memory>
+#include <utility>
 
-namespace vms {
+#include "host/api/Metrics.h"
+#include "host/text/JsonText.h"
+
+namespace vms::host {
 namespace {
 
 void SendJson(HttpReply& reply, const Json::Value& value) {
@@ -40,10 +43,10 @@ Json::Value PlayerText(const PlayerInfo& player) {
     return text;
 }
 
-Json::Value StreamsText(const StreamServer& streams) {
+Json::Value StreamsText(const std::vector<PlayerInfo>& players) {
     Json::Value text(Json::objectValue);
     text["streams"] = Json::Value(Json::arrayValue);
-    for (const PlayerInfo& player : streams.Players())
+    for (const PlayerInfo& player : players)
         text["streams"].append(PlayerText(player));
     return text;
 }
@@ -60,26 +63,31 @@ Json::Value HealthText(const HostConfig& config) {
 }  // namespace
 
 HostApi::HostApi(BusClient& bus, const DeviceLists& devices, const StatusBoard& board,
-                 const StreamServer& streams)
-    : commands_(bus) {
-    router_.Add("POST", "/api/commands", [this](const HttpRequest& request, HttpReply& reply) {
+                 PlayerFigures players)
+    : commands_(bus), devices_(devices), board_(board), players_(std::move(players)) {}
+
+void HostApi::AddTo(HttpRouter& router) const {
+    router.Add("POST", "/api/commands", [this](const HttpRequest& request, const auto& reply) {
         commands_.Serve(request, reply);
     });
-    router_.Add("GET", "/api/devices", [&devices](const HttpRequest&, HttpReply& reply) {
-        SendJson(reply, DevicesText(devices.Current()));
+    router.Add("GET", "/api/devices", [this](const HttpRequest&, const auto& reply) {
+        SendJson(*reply, DevicesText(devices_.Current()));
     });
-    router_.Add("GET", "/api/status", [&board](const HttpRequest&, HttpReply& reply) {
-        SendJson(reply, board.Snapshot());
+    router.Add("GET", "/api/status", [this](const HttpRequest&, const auto& reply) {
+        SendJson(*reply, board_.Snapshot());
     });
-    router_.Add("GET", "/api/streams", [&streams](const HttpRequest&, HttpReply& reply) {
-        SendJson(reply, StreamsText(streams));
+    router.Add("GET", "/api/streams", [this](const HttpRequest&, const auto& reply) {
+        SendJson(*reply, StreamsText(players_.all()));
     });
-    router_.Add("GET", "/metrics", [&streams](const HttpRequest&, HttpReply& reply) {
-        reply.Send({200, "text/plain; version=0.0.4", MetricsText(streams.Summary()), {}});
+    router.Add("GET", "/metrics", [this](const HttpRequest&, const auto& reply) {
+        reply->Send({200, "text/plain; version=0.0.4", MetricsText(players_.summary()), {}});
     });
-    router_.Add("GET", "/healthz", [&devices](const HttpRequest&, HttpReply& reply) {
-        SendJson(reply, HealthText(devices.Current()));
-    });
+    router.Add(
+        "GET", "/healthz",
+        [this](const HttpRequest&, const auto& reply) {
+            SendJson(*reply, HealthText(devices_.Current()));
+        },
+        HttpPlace::kIoThread);
 }
 
-}  // namespace vms
+}  // namespace vms::host

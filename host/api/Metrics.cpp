@@ -8,7 +8,7 @@
 
 #include "platform/CommandBusStats.h"
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 struct Metric {
@@ -85,4 +85,4 @@ std::string MetricsText(const StreamSummary& streams) {
     return text;
 }
 
-}  // namespace vms
+}  // namespace vms::host

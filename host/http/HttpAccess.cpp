@@ -3,36 +3,46 @@
 #include <arpa/inet.h>
 #include <openssl/crypto.h>
 
-namespace vms {
+#include <algorithm>
+#include <utility>
+
+#include "host/http/HttpText.h"
+
+namespace vms::host {
 namespace {
 
 constexpr int kUnauthorized = 401;
 constexpr int kForbidden = 403;
 
 /// Takes as long for a wrong text as for the right one.
-bool SameSecret(const std::string& one, const std::string& other) {
+bool SameSecret(std::string_view one, std::string_view other) {
     return one.size() == other.size() && CRYPTO_memcmp(one.data(), other.data(), one.size()) == 0;
 }
 
-std::string TokenOf(const HttpRequest& request) {
-    static constexpr char kScheme[] = "Bearer ";
-    if (request.authorization.rfind(kScheme, 0) == 0)
-        return request.authorization.substr(sizeof kScheme - 1);
+std::string_view TokenOf(const HttpRequest& request) {
+    static constexpr std::string_view kScheme = "Bearer ";
+    std::string_view text = request.authorization;
+    if (SameLetters(text.substr(0, kScheme.size()), kScheme)) {
+        text.remove_prefix(kScheme.size());
+        text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+        return text;
+    }
     const auto inQuery = request.query.find("token");
-    return inQuery == request.query.end() ? std::string() : inQuery->second;
+    return inQuery == request.query.end() ? std::string_view() : inQuery->second;
 }
 
 /// "http://host:port" names the host the request came to.
-bool IsOwnOrigin(const std::string& origin, const std::string& host) {
+bool IsOwnOrigin(std::string_view origin, std::string_view host) {
     const size_t slashes = origin.find("://");
-    return slashes != std::string::npos && origin.substr(slashes + 3) == host;
+    return slashes != origin.npos && SameLetters(origin.substr(slashes + 3), host);
 }
 
-/// Of "name", "name:port" or "[address]:port".
+/// Of "name", "name:port" or "[address]:port"; "" when it is none of these.
 std::string WithoutPort(const std::string& host) {
-    if (host.rfind('[', 0) == 0)
-        return host.substr(1, host.find(']') - 1);
-    return host.substr(0, host.find(':'));
+    if (host.rfind('[', 0) != 0)
+        return host.substr(0, host.find(':'));
+    const size_t end = host.find(']');
+    return end == std::string::npos ? std::string() : host.substr(1, end - 1);
 }
 
 bool IsAddress(const std::string& name) {
@@ -43,10 +53,16 @@ bool IsAddress(const std::string& name) {
 
 }  // namespace
 
+HttpAccess::HttpAccess(std::string token, const std::set<std::string>& names)
+    : token_(std::move(token)) {
+    for (const std::string& name : names)
+        names_.insert(LowerCase(name));
+}
+
 bool HttpAccess::IsOwnName(const std::string& host) const {
     if (host.empty())
         return true;  // of no browser
-    const std::string name = WithoutPort(host);
+    const std::string name = LowerCase(WithoutPort(host));
     return !name.empty() && (name == "localhost" || IsAddress(name) || names_.count(name) != 0);
 }
 
@@ -60,4 +76,10 @@ int HttpAccess::Refusal(const HttpRequest& request) const {
     return SameSecret(TokenOf(request), token_) ? 0 : kUnauthorized;
 }
 
-}  // namespace vms
+HttpGate HttpAccess::Gate() const {
+    return [access = *this](const HttpRequest& head, const std::function<void(int)>& done) {
+        done(access.Refusal(head));
+    };
+}
+
+}  // namespace vms::host

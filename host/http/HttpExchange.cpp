@@ -1,8 +1,17 @@
 #include "host/http/HttpExchange.h"
 
-#include "host/JsonText.h"
+#include "host/http/HttpText.h"
+#include "host/text/JsonText.h"
 
-namespace vms {
+namespace vms::host {
+
+std::string_view HttpRequest::Header(std::string_view name) const {
+    for (const auto& [key, value] : headers) {
+        if (SameLetters(key, name))
+            return value;
+    }
+    return {};
+}
 
 HttpResponse HttpFailure(int status, const std::string& error) {
     Json::Value body(Json::objectValue);
@@ -10,4 +19,4 @@ HttpResponse HttpFailure(int status, const std::string& error) {
     return {status, "application/json", CompactJson(body) + "\n", {}};
 }
 
-}  // namespace vms
+}  // namespace vms::host

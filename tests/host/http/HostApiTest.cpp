@@ -1,6 +1,5 @@
 // What the HTTP API says of commands, devices, players and counts.
 #include "host/api/HostApi.h"
-#include "host/http/HttpRouter.h"
 
 #include <gmock/gmock-matchers.h>
 
@@ -9,22 +8,25 @@
 #include <sstream>
 #include <thread>
 
+#include "platform/CommandBusStats.h"
 #include "platform/CreateCommandBusInstance.h"
 #include "platform/Json.h"
-#include "tests/host/stream/StreamServerFixture.h"
-#include "tests/support/TestHttp.h"
+#include "platform/SysCommandHelper.h"
+#include "tests/host/http/HttpServerFixture.h"
+#include "tests/support/Gate.h"
 
+namespace vms::host {
 namespace {
 
 using namespace std::chrono_literals;
+using test::Eventually;
+using test::Fetch;
+using test::TestHttp;
+using test::TestResponse;
+using test::TestSocket;
 using testing::HasSubstr;
 using testing::Not;
-using vms::HttpReply;
-using vms::HttpRequest;
-using vms::test::Fetch;
 using vms::test::Gate;
-using vms::test::TestHttp;
-using vms::test::TestResponse;
 
 Json::Value Parse(const std::string& text) {
     Json::Value value;
@@ -32,40 +34,51 @@ Json::Value Parse(const std::string& text) {
     return value;
 }
 
-void Answer(const __tagTvCommand& request, int result, const std::string& body) {
+void Respond(const __tagTvCommand& request, int result, const std::string& body) {
     __tagTvCommand* response =
         SysCommandHelper::CreateResponseCommand(&request, result, body.c_str());
     CreateCommandBusInstance()->SendResponse(response);
     SysCommandHelper::ReleaseCommand(response);
 }
 
+PlayerInfo OnePlayer() {
+    PlayerInfo player;
+    player.id = 7;
+    player.key = "key";
+    player.counts.sentUnits = 1;
+    return player;
+}
+
 /// Commands of a module "m" that lives on the bus alone.
-class HostApiTest : public vms::test::StreamServerFixture {
+class HostApiTest : public test::HttpServerFixture {
 protected:
     HostApiTest() {
-        vms::HostConfig config;
+        HostConfig config;
         config.modules.resize(1);
         config.modules[0].name = "m";
         config.modules[0].devices[0]["id"] = "cam-1";
         config.modules[0].devices[0]["password"] = "word-77";
-        devices_ = std::make_unique<vms::DeviceLists>("/nowhere", "", config, bus_, log_);
+        devices_ = std::make_unique<DeviceLists>("/nowhere", "", config, bus_, log_);
         Handle(TV_CMD_GET_CAPABILITY, [this](__tagTvCommand* request) {
             ++handled_;
             if (request->body == "throw")
                 throw std::runtime_error("as told");
+            if (request->body == "wait" && !gate_.Wait())
+                return;
             if (request->body != "silent")
-                Answer(*request, request->body == "refuse" ? -1 : 1,
-                       request->deviceId + ":" + request->body);
+                Respond(*request, request->body == "refuse" ? -1 : 1,
+                        request->deviceId + ":" + request->body);
         });
         Handle(TV_CMD_SEARCH_DEVICE, [this](__tagTvCommand* request) {
-            Answer(*request, 1, R"({"pagetype": 0})");
-            Answer(*request, 1, R"({"pagetype": 1})");
+            Respond(*request, 1, R"({"pagetype": 0})");
+            Respond(*request, 1, R"({"pagetype": 1})");
             if (gate_.Wait() && request->body != "endless")
-                Answer(*request, 1, R"({"pagetype": 2})");
+                Respond(*request, 1, R"({"pagetype": 2})");
         });
     }
     ~HostApiTest() override {
-        server_.reset();
+        gate_.Open();
+        Stop();
         bus_.Bus().UnregisterModule("m");
     }
 
@@ -74,29 +87,50 @@ protected:
     }
 
     void StartApi() {
-        vms::HttpConfig config = Anywhere();
-        server_ = std::make_unique<vms::StreamServer>(config, log_);
-        api_ = std::make_unique<vms::HostApi>(bus_, *devices_, board_, *server_);
-        server_->Start({&module_}, [this](const HttpRequest& request, HttpReply& reply) {
-            api_->Serve(request, reply);
-        });
+        StreamSummary summary;
+        summary.connected = 1;
+        summary.sentUnits = 1;
+        summary.requests = 1;
+        api_ = std::make_unique<HostApi>(
+            bus_, *devices_, board_,
+            PlayerFigures{[] { return std::vector{OnePlayer()}; }, [summary] { return summary; }});
+        api_->AddTo(router_);
+        Start();
     }
 
-    void StartCommands() {
-        Start({}, {}, [this](const HttpRequest& request, HttpReply& reply) {
-            commands_.Serve(request, reply);
+    void StartCommands(BusClient::Duration patience = 300ms,
+                       const DeviceShares::Limits& limits = {}) {
+        commands_ = std::make_unique<CommandApi>(bus_, patience, limits);
+        router_.Add("POST", "/", [this](const HttpRequest& request, const auto& reply) {
+            commands_->Serve(request, reply);
         });
+        Start();
     }
 
     TestResponse Command(const std::string& text) { return Fetch(Port(), "POST", "/", text); }
 
-    vms::BusClient bus_;
+    /// Clients that wait for an answer of a device.
+    std::vector<std::unique_ptr<TestHttp>> Waiting(std::size_t count, const std::string& device) {
+        const int before = handled_;
+        std::vector<std::unique_ptr<TestHttp>> clients;
+        for (std::size_t i = 0; i < count; ++i) {
+            clients.push_back(std::make_unique<TestHttp>(Port()));
+            clients.back()->Send("POST", "/",
+                                 R"({"module": "m", "id": 1048842, "body": "wait",)"
+                                 R"( "deviceId": ")" +
+                                     device + "\"}");
+        }
+        EXPECT_TRUE(Eventually([&] { return handled_ > before; }));
+        return clients;
+    }
+
+    BusClient bus_;
     Gate gate_;
     std::atomic<int> handled_{0};
-    vms::StatusBoard board_{bus_.Bus()};
-    std::unique_ptr<vms::DeviceLists> devices_;
-    std::unique_ptr<vms::HostApi> api_;
-    vms::CommandApi commands_{bus_, 300ms};
+    StatusBoard board_{bus_.Bus()};
+    std::unique_ptr<DeviceLists> devices_;
+    std::unique_ptr<HostApi> api_;
+    std::unique_ptr<CommandApi> commands_;
 };
 
 TEST_F(HostApiTest, CommandsAreAnsweredByTheirModule) {
@@ -164,12 +198,9 @@ TEST_F(HostApiTest, AnInterruptEndsEveryWait) {
     TestHttp client(Port());
     client.Send("POST", "/api/commands", R"({"module": "m", "id": 1048842, "body": "silent"})");
     std::thread asker([this] {
-        EXPECT_EQ(bus_.Ask({"m", TV_CMD_GET_CAPABILITY, "", "silent"}).kind,
-                  vms::Answer::Kind::silent);
+        EXPECT_EQ(bus_.Ask({"m", TV_CMD_GET_CAPABILITY, "", "silent"}).kind, Answer::Kind::silent);
     });
-    const auto deadline = std::chrono::steady_clock::now() + 20s;
-    while (handled_ < 2 && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(1ms);
+    EXPECT_TRUE(Eventually([this] { return handled_ == 2; }));
     bus_.Interrupt();
     EXPECT_EQ(client.Read().status, 504);
     asker.join();
@@ -181,11 +212,8 @@ TEST_F(HostApiTest, DevicesPlayersStatusAndHealth) {
     EXPECT_THAT(devices.body, Not(HasSubstr("word")));
     EXPECT_EQ(Parse(devices.body)["devices"][0]["module"], "m");
 
-    std::unique_ptr<vms::test::TestPlayer> player;
-    const long long id = Connect(player);
-    EXPECT_TRUE(SendData(id, std::string(100, 'x')));
     const Json::Value stream = Parse(Fetch(Port(), "GET", "/api/streams").body)["streams"][0];
-    EXPECT_EQ(stream["id"], static_cast<Json::Int64>(id));
+    EXPECT_EQ(stream["id"], 7);
     EXPECT_EQ(stream["key"], "key");
     EXPECT_EQ(stream["sentUnits"], 1);
 
@@ -195,9 +223,10 @@ TEST_F(HostApiTest, DevicesPlayersStatusAndHealth) {
         report.body = body;
         EXPECT_TRUE(bus_.Bus().SendRequest(&report));
     }
-    const auto deadline = std::chrono::steady_clock::now() + 20s;
-    while (status["modules"].empty() && std::chrono::steady_clock::now() < deadline)
+    EXPECT_TRUE(Eventually([&] {
         status = Parse(Fetch(Port(), "GET", "/api/status").body);
+        return !status["modules"].empty();
+    }));
     EXPECT_EQ(status["modules"][0]["devs"][0]["id"], "cam-1");
 
     EXPECT_EQ(Parse(Fetch(Port(), "GET", "/healthz").body)["status"], "ok");
@@ -207,37 +236,8 @@ TEST_F(HostApiTest, DevicesPlayersStatusAndHealth) {
     EXPECT_EQ(wrong.headers["allow"], "POST");
 }
 
-TEST(HttpRouter, APathHasSeveralMethods) {
-    struct Kept final : vms::HttpReply {
-        void Send(const vms::HttpResponse& sent) override { response = sent; }
-        void Begin(int, const std::string&) override {}
-        bool WriteLine(const std::string&) override { return false; }
-        void End() override {}
-        vms::HttpResponse response;
-    } reply;
-    vms::HttpRouter router;
-    for (const char* method : {"GET", "POST", "DELETE"})
-        router.Add(method, "/thing", [method](const vms::HttpRequest&, vms::HttpReply& to) {
-            to.Send({200, "text/plain", method, {}});
-        });
-    router.Add("GET", "/other", [](const vms::HttpRequest&, vms::HttpReply&) {});
-    vms::HttpRequest request;
-    request.path = "/thing";
-    for (const char* method : {"GET", "POST", "DELETE"}) {
-        request.method = method;
-        router.Serve(request, reply);
-        EXPECT_EQ(reply.response.body, method);
-    }
-    request.method = "PUT";
-    router.Serve(request, reply);
-    EXPECT_EQ(reply.response.status, 405);
-    EXPECT_EQ(reply.response.headers["Allow"], "DELETE, GET, POST");
-}
-
 TEST_F(HostApiTest, MetricsAreInTheTextFormat) {
     StartApi();
-    std::unique_ptr<vms::test::TestPlayer> player;
-    EXPECT_TRUE(SendData(Connect(player), std::string(100, 'x')));
     std::istringstream text(Fetch(Port(), "GET", "/metrics").body);
     const std::regex type("# TYPE ([a-z_]+) (counter|gauge)");
     const std::regex sample("([a-z_]+) ([0-9]+)");
@@ -263,4 +263,64 @@ TEST_F(HostApiTest, MetricsAreInTheTextFormat) {
     EXPECT_LT(values["process_open_fds"], 1000U);
 }
 
+TEST_F(HostApiTest, ASilentDeviceUsesUpItsOwnShareOnly) {
+    settings_.linger = 50ms;
+    StartCommands(20s);
+    auto waiting = Waiting(16, "mute");
+    ASSERT_TRUE(Eventually([] { return GetCommandBusStats().queued >= 15; }));  // and one runs
+    EXPECT_EQ(Command(R"({"module": "m", "id": 1048842, "deviceId": "mute"})").status, 503);
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(Command(R"({"module": "m", "id": 1048842, "deviceId": "well"})").status, 200);
+    EXPECT_EQ(Command(R"({"module": "m", "id": 1048842})").status, 200);
+
+    // Whoever leaves does not make room: the module still has the request.
+    waiting.resize(8);
+    ASSERT_TRUE(Eventually([this] { return server_->Connections() == 8; }));
+    EXPECT_EQ(Command(R"({"module": "m", "id": 1048842, "deviceId": "mute"})").status, 503);
+    gate_.Open();
+    for (const auto& client : waiting)
+        EXPECT_EQ(client->Read().status, 200);
+    EXPECT_TRUE(Eventually([this] {
+        return Command(R"({"module": "m", "id": 1048842, "deviceId": "mute"})").status == 200;
+    }));
+}
+
+TEST_F(HostApiTest, WaitingRequestsHaveABoundInAllAndInBytes) {
+    StartCommands(20s, {.requests = 3, .requestsOfDevice = 2, .bytesOfDevice = 1000});
+    const std::string longBody =
+        R"({"module": "m", "id": 1048842, "deviceId": "b", "body": ")" + std::string(1000, 'x');
+    EXPECT_EQ(Command(longBody + "\"}").status, 503);
+    const auto first = Waiting(2, "a");
+    const auto second = Waiting(1, "b");
+    EXPECT_EQ(Command(R"({"module": "m", "id": 1048842, "deviceId": "c"})").status, 503);
+    gate_.Open();
+    EXPECT_EQ(second.front()->Read().status, 200);
+    EXPECT_TRUE(Eventually([this] {
+        return Command(R"({"module": "m", "id": 1048842, "deviceId": "c"})").status == 200;
+    }));
+}
+
+TEST_F(HostApiTest, RequestsThatWaitHoldNoThread) {
+    StartApi();
+    std::vector<std::unique_ptr<TestHttp>> clients;
+    for (int device = 0; device < 10; ++device) {
+        for (int i = 0; i < 10; ++i) {
+            clients.push_back(std::make_unique<TestHttp>(Port()));
+            clients.back()->Send(
+                "POST", "/api/commands",
+                R"({"module": "m", "id": 1048842, "body": "silent", "deviceId": ")" +
+                    std::to_string(device) + "\"}");
+        }
+    }
+    EXPECT_TRUE(Eventually([this] { return handled_ == 100; }));
+    EXPECT_EQ(Fetch(Port(), "GET", "/api/devices").status, 200);
+    EXPECT_EQ(Fetch(Port(), "GET", "/healthz").status, 200);
+    bus_.Interrupt();
+    for (const auto& client : clients)
+        EXPECT_EQ(client->Read().status, 504);
+    EXPECT_EQ(Fetch(Port(), "POST", "/api/commands", R"({"module": "m", "id": 1048842})").status,
+              504);
+}
+
 }  // namespace
+}  // namespace vms::host

@@ -1,0 +1,19 @@
+#include "host/http/HttpText.h"
+
+#include <algorithm>
+
+namespace vms::host {
+
+std::string LowerCase(std::string_view text) {
+    std::string lower(text);
+    for (char& letter : lower)
+        letter = LowerCase(letter);
+    return lower;
+}
+
+bool SameLetters(std::string_view one, std::string_view other) {
+    return std::equal(one.begin(), one.end(), other.begin(), other.end(),
+                      [](char a, char b) { return LowerCase(a) == LowerCase(b); });
+}
+
+}  // namespace vms::host
