@@ -15,9 +15,9 @@
 #include <thread>
 #include <vector>
 
-#include "platform/CommandBus.h"
 #include "platform/CreateCommandBusInstance.h"
 #include "platform/SysCommandHelper.h"
+#include "platform/bus/CommandBus.h"
 
 namespace {
 

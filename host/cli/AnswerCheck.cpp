@@ -1,9 +1,9 @@
 #include "host/cli/AnswerCheck.h"
 
-#include "host/HostError.h"
-#include "host/TerminalText.h"
+#include "host/text/HostError.h"
+#include "host/text/TerminalText.h"
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 std::string Reason(const Answer& answer) {
@@ -38,4 +38,4 @@ void RequireSuccess(const Answer& answer, const std::string& asked, const LogSin
         throw HostError(FailureText(answer, asked, log));
 }
 
-}  // namespace vms
+}  // namespace vms::host

@@ -1,16 +1,16 @@
 #include <memory>
 #include <optional>
 
-#include "host/CommandId.h"
-#include "host/HostConfig.h"
-#include "host/HostError.h"
-#include "host/JsonText.h"
 #include "host/cli/AnswerCheck.h"
 #include "host/cli/Commands.h"
-#include "host/cli/Output.h"
 #include "host/cli/Progress.h"
+#include "host/config/HostConfig.h"
+#include "host/modules/CommandId.h"
+#include "host/text/HostError.h"
+#include "host/text/JsonText.h"
+#include "host/text/Output.h"
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 struct CallOptions {
@@ -83,4 +83,4 @@ void AddCall(CLI::App& app, Invocation& invocation) {
     command.AnswerTimeout(options->timeout);
 }
 
-}  // namespace vms
+}  // namespace vms::host

@@ -1,6 +1,6 @@
 #include "host/cli/CameraOptions.h"
 
-namespace vms {
+namespace vms::host {
 
 void CameraOptions::AddTo(Options& command) {
     command.RequiredText("--ip", ip, "Address or host name of the camera");
@@ -25,4 +25,4 @@ Json::Value CameraOptions::Description() const {
     return device;
 }
 
-}  // namespace vms
+}  // namespace vms::host

@@ -3,10 +3,10 @@
 #include <iomanip>
 #include <sstream>
 
-#include "host/TerminalText.h"
+#include "host/text/TerminalText.h"
 #include "platform/Json.h"
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 constexpr int kAddressWidth = 22;
@@ -63,4 +63,4 @@ std::string CameraTable::Summary() const {
     return summary;
 }
 
-}  // namespace vms
+}  // namespace vms::host

@@ -6,12 +6,12 @@
 #include <cstdlib>
 #include <utility>
 
-#include "host/ExecutablePath.h"
-#include "host/HostError.h"
 #include "host/cli/Commands.h"
-#include "host/cli/Output.h"
+#include "host/process/ExecutablePath.h"
+#include "host/text/HostError.h"
+#include "host/text/Output.h"
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 constexpr int kFailed = 1;
@@ -122,4 +122,4 @@ void RunCommandLine(int argc, char** argv) {
     }
 }
 
-}  // namespace vms
+}  // namespace vms::host

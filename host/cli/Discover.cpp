@@ -1,15 +1,15 @@
 #include <memory>
 
-#include "host/HostError.h"
-#include "host/JsonText.h"
 #include "host/cli/AnswerCheck.h"
 #include "host/cli/CameraTable.h"
 #include "host/cli/Commands.h"
-#include "host/cli/Output.h"
 #include "host/cli/Progress.h"
+#include "host/text/HostError.h"
+#include "host/text/JsonText.h"
+#include "host/text/Output.h"
 #include "platform/Json.h"
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 struct DiscoverOptions {
@@ -87,4 +87,4 @@ void AddDiscover(CLI::App& app, Invocation& invocation) {
                     "Give up after so many seconds (default: search to the end)", 3600);
 }
 
-}  // namespace vms
+}  // namespace vms::host

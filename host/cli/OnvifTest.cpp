@@ -1,14 +1,14 @@
 #include <memory>
 
-#include "host/JsonText.h"
 #include "host/cli/AnswerCheck.h"
 #include "host/cli/CameraOptions.h"
 #include "host/cli/Commands.h"
-#include "host/cli/Output.h"
 #include "host/cli/Progress.h"
+#include "host/text/JsonText.h"
+#include "host/text/Output.h"
 #include "platform/Json.h"
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 struct OnvifTestOptions {
@@ -59,4 +59,4 @@ void AddOnvifTest(CLI::App& app, Invocation& invocation) {
     command.AnswerTimeout(options->timeout);
 }
 
-}  // namespace vms
+}  // namespace vms::host

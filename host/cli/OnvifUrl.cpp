@@ -3,17 +3,17 @@
 #include <limits>
 #include <memory>
 
-#include "host/HostError.h"
-#include "host/JsonText.h"
-#include "host/TerminalText.h"
 #include "host/cli/AnswerCheck.h"
 #include "host/cli/CameraOptions.h"
 #include "host/cli/Commands.h"
-#include "host/cli/Output.h"
 #include "host/cli/Progress.h"
+#include "host/text/HostError.h"
+#include "host/text/JsonText.h"
+#include "host/text/Output.h"
+#include "host/text/TerminalText.h"
 #include "platform/Json.h"
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 struct OnvifUrlOptions {
@@ -83,4 +83,4 @@ void AddOnvifUrl(CLI::App& app, Invocation& invocation) {
     command.AnswerTimeout(options->timeout);
 }
 
-}  // namespace vms
+}  // namespace vms::host

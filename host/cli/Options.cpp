@@ -2,7 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
-namespace vms {
+namespace vms::host {
 
 void Options::Flag(const std::string& name, bool& target, const std::string& help) {
     command_.add_flag(name, target, help);
@@ -41,4 +41,4 @@ void Options::AnswerTimeout(double& seconds) {
     Seconds("--timeout", seconds, "Seconds to wait for an answer (default: 70)", 70);
 }
 
-}  // namespace vms
+}  // namespace vms::host

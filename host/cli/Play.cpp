@@ -2,16 +2,16 @@
 #include <limits>
 #include <memory>
 
-#include "host/HostError.h"
-#include "host/JsonText.h"
 #include "host/cli/Commands.h"
-#include "host/cli/Output.h"
 #include "host/play/MediaOutput.h"
 #include "host/play/OutputFile.h"
 #include "host/play/PlaySession.h"
+#include "host/text/HostError.h"
+#include "host/text/JsonText.h"
+#include "host/text/Output.h"
 #include "module/CommandRecord.h"
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 constexpr double kLongest = 1e6;  ///< seconds
@@ -131,4 +131,4 @@ void AddPlay(CLI::App& app, Invocation& invocation) {
     command.Flag("--json", options->json, "Print the result as one line of JSON");
 }
 
-}  // namespace vms
+}  // namespace vms::host

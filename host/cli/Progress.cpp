@@ -4,7 +4,7 @@
 
 #include <cstdio>
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 constexpr auto kStep = std::chrono::milliseconds(500);
@@ -58,4 +58,4 @@ void Progress::Erase() {
     drawn_ = false;
 }
 
-}  // namespace vms
+}  // namespace vms::host

@@ -5,21 +5,25 @@
 #include <cstdlib>
 #include <memory>
 
-#include "host/DeviceLists.h"
-#include "host/ModuleTimer.h"
-#include "host/ShutdownLimit.h"
-#include "host/StartWatch.h"
-#include "host/StatusBoard.h"
 #include "host/api/HostApi.h"
 #include "host/cli/Commands.h"
-#include "host/cli/Output.h"
-#include "host/stream/StreamServer.h"
+#include "host/modules/DeviceLists.h"
+#include "host/modules/ModuleTimer.h"
+#include "host/process/ShutdownLimit.h"
+#include "host/process/StartWatch.h"
+#include "host/process/ThreadCheck.h"
+#include "host/server/HostServer.h"
+#include "host/status/StatusBoard.h"
+#include "host/text/Output.h"
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 /// From the signal to the end, whatever modules and devices do.
 constexpr std::chrono::seconds kShutdown(7);
+
+/// Of bus, server and modules before the first device and player, and some for those.
+constexpr std::size_t kThreads = 48;
 
 struct ServeOptions {
     std::string config;
@@ -38,29 +42,32 @@ void RaiseDescriptorLimit() {
 /// and once the server has let go of it.
 struct Service {
     Service(const ServeOptions& options, const Invocation& invocation, const HostConfig& config,
-            Host& host, StreamServer& streams)
+            Host& host, HostServer& streams)
         : server(streams),
           board(host.Bus().Bus()),
           devices(options.config, invocation.library, config, host.Bus(), host.ModuleLog()),
-          api(host.Bus(), devices, board, streams),
+          api(host.Bus(), devices, board,
+              {[&streams] { return streams.Players(); }, [&streams] { return streams.Summary(); }}),
           timer(host.Modules()) {
-        server.Start(
-            host.Modules().StreamModules(),
-            [this](const HttpRequest& request, HttpReply& reply) { api.Serve(request, reply); });
+        HttpRouter router;
+        api.SetExpect([&streams](const std::string& key) { streams.Expect(key); });
+        api.AddTo(router);
+        server.Start(host.Modules().StreamModules(), std::move(router),
+                     [this](const std::string& key) { api.StreamWatched(key); });
     }
 
     ~Service() { server.Stop(); }
     Service(const Service&) = delete;
     Service& operator=(const Service&) = delete;
 
-    StreamServer& server;
+    HostServer& server;
     StatusBoard board;
     DeviceLists devices;
     HostApi api;
     ModuleTimer timer;
 };
 
-void AnnounceReady(const StreamServer& server, const HostConfig& config) {
+void AnnounceReady(const HostServer& server, const HostConfig& config) {
     const std::string host = config.http.host.find(':') == std::string::npos
                                  ? config.http.host
                                  : "[" + config.http.host + "]";
@@ -92,7 +99,7 @@ bool StartModules(const HostConfig& config, Host& host) {
 }
 
 void Serve(const ServeOptions& options, const Invocation& invocation, const HostConfig& config,
-           Host& host, StreamServer& server) {
+           Host& host, HostServer& server) {
     const bool reload = StartModules(config, host);
     auto service = std::make_unique<Service>(options, invocation, config, host, server);
     AnnounceReady(server, config);
@@ -112,8 +119,9 @@ int RunServe(const ServeOptions& options, const Invocation& invocation, Host& ho
     const HostConfig config = ReadHostConfig(options.config, invocation.library);
     PrintWarnings(config);
     RaiseDescriptorLimit();
-    StreamServer server(config.http, host.ModuleLog());
-    host.Modules().SetStreams(server);
+    RequireThreads(kThreads);
+    HostServer server(config.http, host.ModuleLog());
+    host.Modules().SetStreams(server.Streams());
     try {
         Serve(options, invocation, config, host, server);
     } catch (const std::exception& error) {
@@ -140,4 +148,4 @@ void AddServe(CLI::App& app, Invocation& invocation) {
     command.RequiredText("--config", options->config, "Configuration file");
 }
 
-}  // namespace vms
+}  // namespace vms::host

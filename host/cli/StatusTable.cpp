@@ -1,9 +1,9 @@
 #include "host/cli/StatusTable.h"
 
-#include "host/TerminalText.h"
+#include "host/text/TerminalText.h"
 #include "platform/Json.h"
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 constexpr size_t kStateWidth = 9;
@@ -74,4 +74,4 @@ std::string StatusTable::Row(const std::string& module, const Json::Value& devic
     return row.substr(0, row.find_last_not_of(' ') + 1);
 }
 
-}  // namespace vms
+}  // namespace vms::host

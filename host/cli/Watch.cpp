@@ -8,17 +8,17 @@
 #include <memory>
 #include <optional>
 
-#include "host/HostError.h"
-#include "host/JsonText.h"
-#include "host/ModuleTimer.h"
-#include "host/StatusFeed.h"
 #include "host/cli/Commands.h"
-#include "host/cli/Output.h"
 #include "host/cli/Progress.h"
 #include "host/cli/StatusTable.h"
+#include "host/modules/ModuleTimer.h"
+#include "host/status/StatusFeed.h"
+#include "host/text/HostError.h"
+#include "host/text/JsonText.h"
+#include "host/text/Output.h"
 #include "platform/Json.h"
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 /// Modules may log out of their devices, but whoever presses Ctrl-C wants the prompt back.
@@ -129,4 +129,4 @@ void AddWatch(CLI::App& app, Invocation& invocation) {
                     std::numeric_limits<int>::max());
 }
 
-}  // namespace vms
+}  // namespace vms::host

@@ -6,28 +6,29 @@
 #include <map>
 #include <utility>
 
-#include "host/HostError.h"
-#include "host/cli/Output.h"
-#include "host/play/ContainerFile.h"
-#include "host/play/ElementaryFile.h"
+#include "host/play/FileBytes.h"
 #include "host/play/OutputFile.h"
+#include "host/text/HostError.h"
+#include "host/text/Output.h"
+#include "media/MediaError.h"
+#include "media/mux/ElementaryStream.h"
+#include "media/mux/Muxer.h"
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 /// Makes the sink that writes to a path.
-using Writer =
-    std::function<std::unique_ptr<UnitSink>(const std::string& path, const std::string& name)>;
+using Writer = std::function<std::unique_ptr<UnitSink>(const std::string& path)>;
 
 Writer InContainer(const char* container) {
-    return [container](const std::string& path, const std::string& name) {
-        return std::make_unique<ContainerFile>(path, container, name);
+    return [container](const std::string& path) {
+        return std::make_unique<Muxer>(std::make_unique<FileBytes>(path), container);
     };
 }
 
-Writer Elementary(UnitCodec codec) {
-    return [codec](const std::string& path, const std::string& name) {
-        return std::make_unique<ElementaryFile>(path, codec, name);
+Writer Elementary(MediaCodec codec) {
+    return [codec](const std::string& path) {
+        return std::make_unique<ElementaryStream>(std::make_unique<FileBytes>(path), codec);
     };
 }
 
@@ -36,12 +37,12 @@ Writer WriterOf(const std::string& name, std::string kind) {
         {"ts", InContainer("mpegts")},
         {"mkv", InContainer("matroska")},
         {"mp4", InContainer("mp4")},
-        {"h264", Elementary(UnitCodec::h264)},
-        {"h265", Elementary(UnitCodec::h265)},
-        {"mjpeg", Elementary(UnitCodec::jpeg)},
-        {"aac", Elementary(UnitCodec::aac)},
-        {"alaw", Elementary(UnitCodec::alaw)},
-        {"mulaw", Elementary(UnitCodec::mulaw)},
+        {"h264", Elementary(MediaCodec::kH264)},
+        {"h265", Elementary(MediaCodec::kH265)},
+        {"mjpeg", Elementary(MediaCodec::kJpeg)},
+        {"aac", Elementary(MediaCodec::kAac)},
+        {"alaw", Elementary(MediaCodec::kALaw)},
+        {"mulaw", Elementary(MediaCodec::kMuLaw)},
     };
     const bool byName = kind.empty();
     if (byName && name == kStandardOutput) {
@@ -61,17 +62,19 @@ class MediaOutput final : public UnitSink {
 public:
     MediaOutput(const std::string& name, Writer writer) : file_(name), writer_(std::move(writer)) {}
 
-    void Take(const UnitHeader& header, std::string_view payload) override {
-        if (sink_ == nullptr)
-            sink_ = writer_(file_.Open(), file_.Name());
-        sink_->Take(header, payload);
+    void Take(const MediaUnitHeader& header, std::string_view payload) override {
+        Guarded([&] {
+            if (sink_ == nullptr)
+                sink_ = writer_(file_.Open());
+            sink_->Take(header, payload);
+        });
     }
 
     void Finish() override {
         if (sink_ == nullptr)
             return;
         try {
-            sink_->Finish();
+            Guarded([this] { sink_->Finish(); });
             sink_.reset();
             if (!file_.Keep())
                 PrintError("nothing has come that " + file_.Name() + " could hold");
@@ -84,6 +87,15 @@ public:
     }
 
 private:
+    template <class Step>
+    void Guarded(Step step) const {
+        try {
+            step();
+        } catch (const MediaError& error) {
+            throw HostError("cannot write " + file_.Name() + ": " + error.what());
+        }
+    }
+
     OutputFile file_;
     const Writer writer_;
     std::unique_ptr<UnitSink> sink_;  ///< null before the first unit
@@ -95,4 +107,4 @@ std::unique_ptr<UnitSink> OpenMediaOutput(const std::string& name, const std::st
     return std::make_unique<MediaOutput>(name, WriterOf(name, kind));
 }
 
-}  // namespace vms
+}  // namespace vms::host

@@ -9,11 +9,11 @@
 #include <cstring>
 #include <filesystem>
 
-#include "host/HostError.h"
+#include "host/text/HostError.h"
 
 namespace fs = std::filesystem;
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 constexpr int kMostTries = 100;
@@ -95,4 +95,4 @@ std::optional<std::string> OutputFile::Leftover() const {
     return written_;
 }
 
-}  // namespace vms
+}  // namespace vms::host

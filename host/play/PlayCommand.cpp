@@ -2,7 +2,7 @@
 
 #include <map>
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 struct Spelling {
@@ -37,4 +37,4 @@ std::optional<PlayCommand> ParsePlayCommand(const std::string& line) {
     return PlayCommand{found->second.kind, argument};
 }
 
-}  // namespace vms
+}  // namespace vms::host

@@ -8,11 +8,11 @@
 #include <cerrno>
 #include <cstring>
 
-#include "host/HostError.h"
-#include "host/cli/Output.h"
+#include "host/text/HostError.h"
+#include "host/text/Output.h"
 #include "module/CommandRecord.h"
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 constexpr size_t kTalkPiece = 160;  ///< bytes, 20 ms
@@ -109,10 +109,10 @@ void PlaySession::TakeEvent(const LinkEvent& event) {
 }
 
 void PlaySession::TakeUnit(const std::string& unit) {
-    UnitHeader header;
-    if (!ReadUnitHeader(unit, header))
+    MediaUnitHeader header;
+    if (!ReadMediaHeader(unit, header))
         return;
-    const std::string_view payload = std::string_view(unit).substr(UnitHeader::kSize);
+    const std::string_view payload = std::string_view(unit).substr(kMediaHeaderSize);
     statistics_.Count(header, payload.size());
     if (!request_.trace.empty())
         Trace(header, payload.size());
@@ -121,15 +121,15 @@ void PlaySession::TakeUnit(const std::string& unit) {
     done_ = request_.units > 0 && statistics_.Units() >= static_cast<uint64_t>(request_.units);
 }
 
-void PlaySession::Trace(const UnitHeader& header, size_t bytes) {
+void PlaySession::Trace(const MediaUnitHeader& header, size_t bytes) {
     if (trace_ == nullptr)
         trace_.reset(std::fopen(request_.trace.c_str(), "we"));
     if (trace_ == nullptr)
         throw HostError("cannot write " + request_.trace + ": " + std::strerror(errno));
     const double now =
         std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
-    std::fprintf(trace_.get(), "%.6f %s %s %u %u %zu\n", now, CodecName(header.codec),
-                 header.isKey ? "key" : "-", header.serial, header.timestampMs, bytes);
+    std::fprintf(trace_.get(), "%.6f %s %s %u %u %zu\n", now, CodecName(header.Codec()),
+                 header.IsKeyPicture() ? "key" : "-", header.serial, header.timestampMs, bytes);
 }
 
 void PlaySession::TakeInput() {
@@ -194,4 +194,4 @@ void PlaySession::SendDueTalk() {
     }
 }
 
-}  // namespace vms
+}  // namespace vms::host

@@ -2,17 +2,22 @@
 
 #include <cstdio>
 
-namespace vms {
+namespace vms::host {
+namespace {
 
-void PlayStatistics::Count(const UnitHeader& header, size_t payloadBytes) {
+constexpr double kJoinMs = 1000;
+
+}  // namespace
+
+void PlayStatistics::Count(const MediaUnitHeader& header, size_t payloadBytes) {
     if (units_ == 0)
         firstUnitMs_ = Seconds() * 1000;
-    if (header.codec != UnitCodec::face)
+    if (header.Codec() != MediaCodec::kFace)
         CountSerial(header);
     ++units_;
     bytes_ += payloadBytes;
-    keyFrames_ += header.isKey ? 1 : 0;
-    PerCodec& codec = codecs_[header.codec];
+    keyFrames_ += header.IsKeyPicture() ? 1 : 0;
+    PerCodec& codec = codecs_[header.Codec()];
     if (codec.units++ == 0)
         codec.firstTimestamp = header.timestampMs;
     codec.bytes += payloadBytes;
@@ -22,15 +27,16 @@ void PlayStatistics::Count(const UnitHeader& header, size_t payloadBytes) {
 }
 
 /// Faces come from a channel of their own and carry no serials.
-void PlayStatistics::CountSerial(const UnitHeader& header) {
+void PlayStatistics::CountSerial(const MediaUnitHeader& header) {
     if (!joining_ && header.serial > lastSerial_ + 1)
         lostUnits_ += header.serial - lastSerial_ - 1;
     lastSerial_ = header.serial;
-    joining_ = joining_ && header.isKey;
+    flows_ = flows_ || header.Kind() == UnitKind::kPicture || header.Codec() == MediaCodec::kJpeg;
+    joining_ = joining_ && !(flows_ && Seconds() * 1000 - firstUnitMs_ >= kJoinMs);
 }
 
 double PlayStatistics::Seconds() const {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - started_).count();
+    return std::chrono::duration<double>(now_() - started_).count();
 }
 
 Json::Value PlayStatistics::ToJson() const {
@@ -73,4 +79,4 @@ std::string PlayStatistics::ToText() const {
     return text;
 }
 
-}  // namespace vms
+}  // namespace vms::host

@@ -1,28 +1,16 @@
 #include "host/play/PlayerLink.h"
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
 #include <utility>
 
-#include "host/HostError.h"
-#include "host/JsonText.h"
+#include "host/text/HostError.h"
+#include "host/text/JsonText.h"
 #include "platform/Json.h"
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 constexpr int kConnectMs = 10'000;
 constexpr size_t kMostWaiting = size_t{8} << 20;  ///< bytes
-
-int MakeEvent() {
-    const int descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK | EFD_SEMAPHORE);
-    if (descriptor < 0)
-        throw HostError(std::string("cannot wait for media: ") + std::strerror(errno));
-    return descriptor;
-}
 
 LinkEvent ReadText(const std::string& text) {
     Json::Value document;
@@ -39,8 +27,7 @@ LinkEvent ReadText(const std::string& text) {
 
 }  // namespace
 
-PlayerLink::PlayerLink(const StreamUrl& url)
-    : descriptor_(MakeEvent()), client_(CreateWebSocketClient()) {
+PlayerLink::PlayerLink(const StreamUrl& url) : client_(CreateWebSocketClient()) {
     client_->SetEventHandle(this);
     if (!client_->Connect(url.host.c_str(), url.port, url.path.c_str(), "", kConnectMs, url.secure))
         throw HostError("cannot connect to " + url.host + ":" + std::to_string(url.port));
@@ -53,15 +40,13 @@ PlayerLink::~PlayerLink() {
         taken_.NotifyAll();
     }
     client_.reset();
-    close(descriptor_);
 }
 
 std::optional<LinkEvent> PlayerLink::Take() {
     MutexLock lock(mutex_);
     if (events_.empty())
         return std::nullopt;
-    eventfd_t one = 0;
-    eventfd_read(descriptor_, &one);
+    waiting_.Take();
     LinkEvent event = std::move(events_.front());
     events_.pop_front();
     waitingBytes_ -= event.bytes.size();
@@ -105,7 +90,7 @@ void PlayerLink::Put(LinkEvent event) {
         taken_.Wait(mutex_);
     waitingBytes_ += event.bytes.size();
     events_.push_back(std::move(event));
-    eventfd_write(descriptor_, 1);
+    waiting_.Raise();
 }
 
-}  // namespace vms
+}  // namespace vms::host

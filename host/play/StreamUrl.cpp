@@ -2,9 +2,9 @@
 
 #include <charconv>
 
-#include "host/HostError.h"
+#include "host/text/HostError.h"
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 /// Takes ":port" off the end of an authority. @return 0 when there is none, -1 when it is none
@@ -44,4 +44,4 @@ StreamUrl ParseStreamUrl(const std::string& text) {
     return url;
 }
 
-}  // namespace vms
+}  // namespace vms::host

@@ -9,9 +9,10 @@ extern "C" {
 #include <cstring>
 #include <memory>
 
-#include "host/HostError.h"
+#include "host/text/HostError.h"
+#include "media/unit/TalkHeader.h"
 
-namespace vms {
+namespace vms::host {
 namespace {
 
 constexpr int kSampleRate = 8000;
@@ -55,11 +56,9 @@ TalkFile ReadTalkFile(const std::string& path) {
 }
 
 std::string TalkUnit(const std::string& sound) {
-    constexpr size_t kHeader = 32;
-    std::string unit(kHeader, '\0');
-    const uint32_t word = 2U | (static_cast<uint32_t>(sound.size()) << 7);
-    std::memcpy(&unit[4], &word, sizeof word);
+    std::string unit(kTalkHeaderSize, '\0');
+    WriteTalkHeader(sound.size(), unit.data());
     return unit + sound;
 }
 
-}  // namespace vms
+}  // namespace vms::host

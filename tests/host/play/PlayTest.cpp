@@ -11,80 +11,73 @@
 #include <sstream>
 #include <string>
 
-#include "host/HostError.h"
 #include "host/play/MediaOutput.h"
 #include "host/play/PlayCommand.h"
 #include "host/play/PlayStatistics.h"
 #include "host/play/StreamUrl.h"
 #include "host/play/TalkFile.h"
+#include "host/text/HostError.h"
 #include "tests/host/TemporaryFile.h"
 
 namespace {
 
 using testing::HasSubstr;
-using vms::PlayCommand;
-using vms::UnitCodec;
-using vms::UnitHeader;
+using vms::MediaCodec;
+using vms::MediaUnitHeader;
+using vms::host::PlayCommand;
+
+MediaUnitHeader Header(MediaCodec codec) {
+    MediaUnitHeader header;
+    const bool isSound = codec == MediaCodec::kALaw || codec == MediaCodec::kAac;
+    header.type = isSound ? vms::MediaType::kAudio : vms::MediaType::kVideo;
+    header.frameType = isSound ? 0 : 1;
+    header.codec = codec == MediaCodec::kALaw   ? 1
+                   : codec == MediaCodec::kAac  ? 0x15
+                   : codec == MediaCodec::kJpeg ? 0x1a
+                                                : 0x60;
+    return header;
+}
 
 TEST(StreamUrl, HostPortAndPathAreTakenApart) {
-    const vms::StreamUrl plain = vms::ParseStreamUrl("ws://cam.example:8080/stream?token=a");
+    const vms::host::StreamUrl plain =
+        vms::host::ParseStreamUrl("ws://cam.example:8080/stream?token=a");
     EXPECT_EQ(plain.host + "|" + std::to_string(plain.port) + "|" + plain.path,
               "cam.example|8080|/stream?token=a");
     EXPECT_FALSE(plain.secure);
-    const vms::StreamUrl six = vms::ParseStreamUrl("wss://[::1]");
+    const vms::host::StreamUrl six = vms::host::ParseStreamUrl("wss://[::1]");
     EXPECT_EQ(six.host + "|" + std::to_string(six.port) + "|" + six.path, "::1|443|/stream");
     EXPECT_TRUE(six.secure);
     for (const char* bad :
          {"http://x/", "ws://", "ws://:80/", "ws://h:0/", "ws://h:99999/", "ws://h:8x/", "ws:/h"})
-        EXPECT_THROW(vms::ParseStreamUrl(bad), vms::HostError) << bad;
+        EXPECT_THROW(vms::host::ParseStreamUrl(bad), vms::host::HostError) << bad;
 }
 
 TEST(PlayCommand, EachLineIsOneCommandOrNone) {
-    EXPECT_EQ(vms::ParsePlayCommand(" seek\t1700000000 \r")->argument, "1700000000");
-    EXPECT_EQ(vms::ParsePlayCommand("talk my file.wav")->argument, "my file.wav");
-    EXPECT_EQ(vms::ParsePlayCommand("pause")->kind, PlayCommand::Kind::pause);
+    EXPECT_EQ(vms::host::ParsePlayCommand(" seek\t1700000000 \r")->argument, "1700000000");
+    EXPECT_EQ(vms::host::ParsePlayCommand("talk my file.wav")->argument, "my file.wav");
+    EXPECT_EQ(vms::host::ParsePlayCommand("pause")->kind, PlayCommand::Kind::pause);
     for (const char* none : {"", "seek", "pause 3", "Pause", "stop"})
-        EXPECT_FALSE(vms::ParsePlayCommand(none)) << none;
-}
-
-TEST(UnitHeader, FieldsComeFromTheirPlaces) {
-    std::string unit(40, '\0');
-    unit[4] = 1 << 2;
-    unit[9] = '\x96';
-    unit[16] = 10;
-    unit[20] = 64;
-    unit[22] = 48;
-    UnitHeader header;
-    ASSERT_TRUE(vms::ReadUnitHeader(unit, header));
-    EXPECT_EQ(header.codec, UnitCodec::h265);
-    EXPECT_TRUE(header.isVideo && header.isKey);
-    EXPECT_EQ(header.timestampMs, 10U);
-    EXPECT_EQ(header.width, 64);
-    EXPECT_EQ(header.height, 48);
-    unit[4] = 1;
-    unit[10] = 2;
-    ASSERT_TRUE(vms::ReadUnitHeader(unit, header));
-    EXPECT_EQ(header.codec, UnitCodec::mulaw);
-    EXPECT_FALSE(header.isVideo || header.isKey);
-    EXPECT_FALSE(vms::ReadUnitHeader(std::string(31, '\0'), header));
+        EXPECT_FALSE(vms::host::ParsePlayCommand(none)) << none;
 }
 
 TEST(TalkUnit, SaysItsLength) {
-    const std::string unit = vms::TalkUnit(std::string(320, 'x'));
+    const std::string unit = vms::host::TalkUnit(std::string(320, 'x'));
     uint32_t word = 0;
     std::memcpy(&word, &unit[4], sizeof word);
     EXPECT_EQ(word, 2U | (320U << 7));
     EXPECT_EQ(unit.substr(32), std::string(320, 'x'));
 }
 
+vms::host::PlayStatistics::Clock::time_point theTime;
+
 TEST(PlayStatistics, LostUnitsAreCountedAfterTheJoin) {
-    vms::PlayStatistics statistics;
-    UnitHeader header;
-    header.codec = UnitCodec::h264;
+    vms::host::PlayStatistics statistics([] { return theTime; });
+    MediaUnitHeader header = Header(MediaCodec::kH264);
     for (const uint32_t serial : {5U, 9U, 12U, 13U, 16U}) {
         header.serial = serial;
-        header.isKey = serial < 12;
+        header.frameType = serial < 12 ? 1 : 2;
         statistics.Count(header, 100);
+        theTime += std::chrono::milliseconds(400);
     }
     const Json::Value json = statistics.ToJson();
     EXPECT_EQ(json["lostUnits"].asUInt(), 2U);
@@ -96,13 +89,6 @@ std::string Content(const std::string& path) {
     std::ostringstream text;
     text << file.rdbuf();
     return text.str();
-}
-
-UnitHeader Header(UnitCodec codec) {
-    UnitHeader header;
-    header.codec = codec;
-    header.isVideo = header.isKey = codec == UnitCodec::jpeg;
-    return header;
 }
 
 /// A file of its own folder, which begins with something in it.
@@ -135,12 +121,12 @@ TEST_F(MediaOutputTest, AFileIsReplacedAsAWholeAtTheEnd) {
     const std::string path = Make("a.alaw");
     std::filesystem::permissions(path, std::filesystem::perms(0640));
     std::filesystem::create_symlink("a.alaw", folder_ / "link.alaw");
-    const auto sink = vms::OpenMediaOutput(folder_ / "link.alaw");
+    const auto sink = vms::host::OpenMediaOutput(folder_ / "link.alaw");
     EXPECT_EQ(Names().size(), 2U) << "nothing before the first unit";
-    sink->Take(Header(UnitCodec::alaw), "abc");
-    sink->Take(Header(UnitCodec::aac), "no");
+    sink->Take(Header(MediaCodec::kALaw), "abc");
+    sink->Take(Header(MediaCodec::kAac), "no");
     EXPECT_EQ(Content(path), "old");
-    sink->Take(Header(UnitCodec::alaw), "def");
+    sink->Take(Header(MediaCodec::kALaw), "def");
     sink->Finish();
     EXPECT_EQ(Content(path), "abcdef");
     EXPECT_EQ(Names(), (NameSet{"a.alaw", "link.alaw"}));
@@ -150,53 +136,53 @@ TEST_F(MediaOutputTest, AFileIsReplacedAsAWholeAtTheEnd) {
 
 TEST_F(MediaOutputTest, WhatDoesNotComeReplacesNothing) {
     const std::string path = Make("a.alaw");
-    vms::OpenMediaOutput(path)->Finish();
+    vms::host::OpenMediaOutput(path)->Finish();
     {
-        const auto sink = vms::OpenMediaOutput(path);
-        sink->Take(Header(UnitCodec::aac), "none of its kind");
+        const auto sink = vms::host::OpenMediaOutput(path);
+        sink->Take(Header(MediaCodec::kAac), "none of its kind");
         sink->Finish();
     }
     {
-        const auto broken = vms::OpenMediaOutput(path);
-        broken->Take(Header(UnitCodec::aac), "never finished");
+        const auto broken = vms::host::OpenMediaOutput(path);
+        broken->Take(Header(MediaCodec::kAac), "never finished");
     }
     EXPECT_EQ(Content(path), "old");
     EXPECT_EQ(Names(), NameSet{"a.alaw"});
 }
 
 TEST_F(MediaOutputTest, WhatCannotBeWrittenIsSaid) {
-    EXPECT_THROW(vms::OpenMediaOutput("x.avi"), vms::HostError);
-    EXPECT_THROW(vms::OpenMediaOutput("x.ts", "avi"), vms::HostError);
-    EXPECT_THROW(vms::OpenMediaOutput("/nowhere/x.ts"), vms::HostError);
-    EXPECT_THROW(vms::OpenMediaOutput("/nowhere/x.h264"), vms::HostError);
-    EXPECT_THROW(vms::OpenMediaOutput(folder_, "ts"), vms::HostError);
+    EXPECT_THROW(vms::host::OpenMediaOutput("x.avi"), vms::host::HostError);
+    EXPECT_THROW(vms::host::OpenMediaOutput("x.ts", "avi"), vms::host::HostError);
+    EXPECT_THROW(vms::host::OpenMediaOutput("/nowhere/x.ts"), vms::host::HostError);
+    EXPECT_THROW(vms::host::OpenMediaOutput("/nowhere/x.h264"), vms::host::HostError);
+    EXPECT_THROW(vms::host::OpenMediaOutput(folder_, "ts"), vms::host::HostError);
     // A transport stream has no place for JPEG.
     const std::string path = Make("a.ts");
     {
-        const auto sink = vms::OpenMediaOutput(path);
-        sink->Take(Header(UnitCodec::jpeg), "picture");
+        const auto sink = vms::host::OpenMediaOutput(path);
+        sink->Take(Header(MediaCodec::kJpeg), "picture");
         try {
             sink->Finish();
             FAIL() << "written";
-        } catch (const vms::HostError& error) {
+        } catch (const vms::host::HostError& error) {
             EXPECT_THAT(error.what(), HasSubstr("jpeg"));
         }
     }
     EXPECT_EQ(Content(path), "old");
     EXPECT_EQ(Names(), NameSet{"a.ts"});
-    const auto full = vms::OpenMediaOutput("/dev/full", "alaw");
-    EXPECT_THROW(full->Take(Header(UnitCodec::alaw), "abc"), vms::HostError);
-    EXPECT_THROW(full->Finish(), vms::HostError);
+    const auto full = vms::host::OpenMediaOutput("/dev/full", "alaw");
+    EXPECT_THROW(full->Take(Header(MediaCodec::kALaw), "abc"), vms::host::HostError);
+    EXPECT_THROW(full->Finish(), vms::host::HostError);
 }
 
 TEST_F(MediaOutputTest, WhatHasComeIsLeftWhenItsPlaceIsLost) {
-    const auto sink = vms::OpenMediaOutput(folder_ / "a.alaw");
-    sink->Take(Header(UnitCodec::alaw), "abc");
+    const auto sink = vms::host::OpenMediaOutput(folder_ / "a.alaw");
+    sink->Take(Header(MediaCodec::kALaw), "abc");
     std::filesystem::create_directory(folder_ / "a.alaw");
     try {
         sink->Finish();
         FAIL() << "kept";
-    } catch (const vms::HostError& error) {
+    } catch (const vms::host::HostError& error) {
         const std::string text = error.what();
         const size_t at = text.find("what has come is in ");
         ASSERT_NE(at, std::string::npos) << text;
@@ -205,9 +191,9 @@ TEST_F(MediaOutputTest, WhatHasComeIsLeftWhenItsPlaceIsLost) {
 }
 
 TEST(TalkFile, OnlyG711IsTaken) {
-    const vms::test::TemporaryFile text("no sound at all");
-    EXPECT_THROW(vms::ReadTalkFile(text.Path()), vms::HostError);
-    EXPECT_THROW(vms::ReadTalkFile("/nowhere.wav"), vms::HostError);
+    const vms::host::test::TemporaryFile text("no sound at all");
+    EXPECT_THROW(vms::host::ReadTalkFile(text.Path()), vms::host::HostError);
+    EXPECT_THROW(vms::host::ReadTalkFile("/nowhere.wav"), vms::host::HostError);
 }
 
 }  // namespace
