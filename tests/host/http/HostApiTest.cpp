@@ -111,7 +111,7 @@ protected:
 
     /// Clients that wait for an answer of a device.
     std::vector<std::unique_ptr<TestHttp>> Waiting(std::size_t count, const std::string& device) {
-        const int before = handled_;
+        const uint64_t posted = GetCommandBusStats().posted;
         std::vector<std::unique_ptr<TestHttp>> clients;
         for (std::size_t i = 0; i < count; ++i) {
             clients.push_back(std::make_unique<TestHttp>(Port()));
@@ -120,7 +120,7 @@ protected:
                                  R"( "deviceId": ")" +
                                      device + "\"}");
         }
-        EXPECT_TRUE(Eventually([&] { return handled_ > before; }));
+        EXPECT_TRUE(Eventually([&] { return GetCommandBusStats().posted == posted + count; }));
         return clients;
     }
 
@@ -267,7 +267,6 @@ TEST_F(HostApiTest, ASilentDeviceUsesUpItsOwnShareOnly) {
     settings_.linger = 50ms;
     StartCommands(20s);
     auto waiting = Waiting(16, "mute");
-    ASSERT_TRUE(Eventually([] { return GetCommandBusStats().queued >= 15; }));  // and one runs
     EXPECT_EQ(Command(R"({"module": "m", "id": 1048842, "deviceId": "mute"})").status, 503);
     for (int i = 0; i < 20; ++i)
         EXPECT_EQ(Command(R"({"module": "m", "id": 1048842, "deviceId": "well"})").status, 200);
