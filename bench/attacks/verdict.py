@@ -6,7 +6,7 @@ GROWTH_MB, HEALTH_MS, API_MS, GAP_MS = 128, 100, 1000, 1000
 
 
 def failures(name, client):
-    return f"{name} failed {client['failed']}/{client['count']} ({client['complaint'][:60]})"
+    return f"{name} failed {client['failed']}/{client['count']} ({client['complaint'][:50]})"
 
 
 def complaints(row):
