@@ -38,11 +38,11 @@ std::shared_ptr<const RecordingIndex> PlayableIndexOf(const IVideoDevice* device
     auto index = IndexOf(device);
     if (index == nullptr || index->HasChannel(0))
         return index;
-    VMS_LOG(2, "MediaFileFactory", "there is no folder \"%s\"", index->Root().c_str());
+    VMS_LOG(2, "MediaFileFactory", "there is no folder \"%s\" to play from", index->Root().c_str());
     return nullptr;
 }
 
-std::string ChooseRoot(const __tagTvStreamServerParam* param) {
+std::string ChooseRoots(const __tagTvStreamServerParam* param) {
     if (param != nullptr && !param->content.empty())
         return param->content;
     const char* variable = std::getenv(kRootVariable);
@@ -59,21 +59,31 @@ bool MediaFileFactory::Init(__tagTvStreamServerParam* param) {
     // What is wrong with a file is told in this family's own log lines.
     av_log_set_level(AV_LOG_QUIET);
     SetMediaLog(&LogSink);
-    std::string root = ChooseRoot(param);
-    VMS_LOG(1, "MediaFileFactory", "root folder \"%s\"", root.c_str());
+    const std::string folders = ChooseRoots(param);
+    VMS_LOG(1, "MediaFileFactory", "content folders \"%s\"", folders.c_str());
     registry_->Open();
+    durations_->Open();
+    auto roots = std::make_shared<const ContentRoots>(folders);
     MutexLock lock(mutex_);
-    root_ = std::move(root);
+    roots_.swap(roots);
     return true;
 }
 
 int MediaFileFactory::UnInit() {
-    return registry_->CloseAll(kCloseTime) ? 0 : -1;
+    const auto deadline = std::chrono::steady_clock::now() + kCloseTime;
+    durations_->CloseUntil(std::chrono::steady_clock::now());  // no source waits for it any more
+    const bool sources = registry_->CloseAll(kCloseTime);
+    return durations_->CloseUntil(deadline) && sources ? 0 : -1;
 }
 
 std::shared_ptr<const RecordingIndex> MediaFileFactory::MakeIndex(const __tagTvVideoParam& device) {
-    MutexLock lock(mutex_);
-    return std::make_shared<const RecordingIndex>(DeviceFolder(root_, device), probes_);
+    std::shared_ptr<const ContentRoots> roots;
+    {
+        MutexLock lock(mutex_);
+        roots = roots_;
+    }
+    std::filesystem::path folder = DeviceFolder(*roots, device);
+    return std::make_shared<const RecordingIndex>(std::move(folder), durations_, std::move(roots));
 }
 
 IVideoDevice* MediaFileFactory::CreateDevice(__tagTvVideoParam* device) {

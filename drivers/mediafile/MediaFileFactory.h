@@ -5,7 +5,8 @@
 
 #include "drivers/mediafile/sources/SourceRegistry.h"
 #include "drivers/mediafile/sources/SyncSessionTable.h"
-#include "media/recording/ProbeCache.h"
+#include "media/recording/ContentRoots.h"
+#include "media/recording/DurationIndex.h"
 #include "media/recording/RecordingIndex.h"
 #include "platform/Mutex.h"
 #include "videodevice/IVideoDeviceFactory.h"
@@ -22,10 +23,11 @@ public:
     MediaFileFactory(const MediaFileFactory&) = delete;
     MediaFileFactory& operator=(const MediaFileFactory&) = delete;
 
-    /// Takes the root folder from "content", else from the environment variable VMS_MEDIA_ROOT.
+    /// Takes the content folders, separated by ":", from "content", else from the environment
+    /// variable VMS_MEDIA_ROOT. Devices made later lie within them.
     bool Init(__tagTvStreamServerParam* param) override VMS_EXCLUDES(mutex_);
-    /// Ends all source threads and refuses new ones until the next Init.
-    /// @return -1 when a thread still runs after five seconds
+    /// Ends all threads and refuses new ones until the next Init.
+    /// @return -1 when one still runs after five seconds
     int UnInit() override;
 
     IVideoDevice* CreateDevice(__tagTvVideoParam* device) override;
@@ -47,12 +49,13 @@ private:
     std::shared_ptr<const RecordingIndex> MakeIndex(const __tagTvVideoParam& device)
         VMS_EXCLUDES(mutex_);
 
-    const std::shared_ptr<ProbeCache> probes_ = std::make_shared<ProbeCache>();
+    const std::shared_ptr<DurationIndex> durations_ = std::make_shared<DurationIndex>();
     const std::shared_ptr<SourceRegistry> registry_ = std::make_shared<SourceRegistry>();
     const std::shared_ptr<SyncSessionTable> sessions_ = std::make_shared<SyncSessionTable>();
 
     Mutex mutex_;
-    std::string root_ VMS_GUARDED_BY(mutex_);
+    std::shared_ptr<const ContentRoots> roots_ VMS_GUARDED_BY(mutex_) =
+        std::make_shared<const ContentRoots>("");
 };
 
 }  // namespace vms::mediafile

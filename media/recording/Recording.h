@@ -16,6 +16,7 @@ struct Recording {
     int64_t startMs = 0;  ///< from the file's name; the time of its first picture
     int64_t endMs = 0;    ///< start plus duration
     int64_t size = 0;     ///< bytes
+    bool exact = true;    ///< false: `endMs` is only what names let expect
 };
 
 using RecordingList = std::vector<Recording>;

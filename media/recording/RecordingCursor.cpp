@@ -1,7 +1,10 @@
 #include "media/recording/RecordingCursor.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
+
+#include "media/recording/RecordingProbe.h"
 
 namespace vms {
 namespace {
@@ -35,7 +38,7 @@ bool RecordingCursor::Next(MediaPacket& packet, bool& afterGap) {
 bool RecordingCursor::OpenNext() {
     while (next_ < recordings_.size() && !stop_) {
         const Recording& recording = recordings_[next_++];
-        if (recording.endMs <= reachedMs_)
+        if (IsOver(recording))
             continue;
         reader_ = RecordingReader::Open(recording, stop_);
         if (reader_ == nullptr)
@@ -46,6 +49,17 @@ bool RecordingCursor::OpenNext() {
         return true;
     }
     return false;
+}
+
+/// Whether a recording ends before the place that has been reached. Where that depends on an end
+/// that is not exact, the file is asked.
+bool RecordingCursor::IsOver(const Recording& recording) const {
+    if (recording.startMs >= reachedMs_)
+        return false;
+    if (recording.exact)
+        return recording.endMs <= reachedMs_;
+    const std::optional<int64_t> duration = ProbeDuration(recording.path, stop_);
+    return !duration || recording.startMs + *duration <= reachedMs_;
 }
 
 bool RecordingCursor::Accept(const MediaPacket& packet) {

@@ -26,6 +26,7 @@ public:
 
 private:
     bool OpenNext();
+    bool IsOver(const Recording& recording) const;
     bool Accept(const MediaPacket& packet);
 
     const RecordingList recordings_;

@@ -1,12 +1,9 @@
 #include "media/recording/RecordingIndex.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cstring>
 #include <optional>
 #include <stdexcept>
-#include <tuple>
+#include <utility>
 
 #include "media/recording/RecordingName.h"
 
@@ -15,8 +12,16 @@ namespace fs = std::filesystem;
 namespace vms {
 namespace {
 
+using Content = Knowledge::Content;
+
 constexpr int64_t kDayMs = 24LL * 3600 * 1000;
-constexpr const char* kTalkFolder = "talk";
+/// How long a recording is taken to be that nothing else is known of.
+constexpr int64_t kExpectedMs = 3600LL * 1000;
+/// A file is looked into within a millisecond or two.
+constexpr std::size_t kFew = 32;
+constexpr std::chrono::milliseconds kFewTime{3000};
+constexpr std::chrono::milliseconds kManyTime{50};
+constexpr std::chrono::milliseconds kPlayTime{1000};
 
 /// What is asked for: [beginMs, endMs), endMs 0 = no end; types 0 = all.
 struct Query {
@@ -25,62 +30,81 @@ struct Query {
     int fileTypes;
 };
 
-/// Whether a file can match by its name alone; spares looking into the others.
-bool MayMatch(const RecordingName& name, const Query& query) {
-    return (query.fileTypes == 0 || (name.fileType & query.fileTypes) != 0) &&
-           (query.endMs == 0 || name.startMs < query.endMs) &&
-           name.startMs + kMaxRecordingMs > query.beginMs;
+using Indices = std::vector<std::size_t>;
+
+/// Whether a recording can match by its name alone; spares looking into the others.
+bool MayMatch(const ListedRecording& recording, const Query& query) {
+    return (query.fileTypes == 0 || (recording.fileType & query.fileTypes) != 0) &&
+           (query.endMs == 0 || recording.startMs < query.endMs) &&
+           recording.startMs + kMaxRecordingMs > query.beginMs;
 }
 
-bool IsChannelFolder(const fs::directory_entry& entry) {
-    std::error_code error;
-    const std::string name = entry.path().filename().string();
-    return entry.is_directory(error) && name[0] != '.' && name != kTalkFolder;
+/// Marks what a question is about. A file that has gone since is not.
+void Mark(const fs::path& folder, RecordingListing& listing, const Query& query) {
+    for (ListedRecording& recording : listing) {
+        const auto version =
+            MayMatch(recording, query) ? FileVersionOf(folder / recording.name) : std::nullopt;
+        recording.asked = version.has_value();
+        recording.version = version.value_or(FileVersion{});
+    }
 }
 
-/// Orders numbers within names by value. strverscmp does, but for leading zeros; equal names cannot
-/// occur in a folder.
-bool NaturalLess(const fs::path& left, const fs::path& right) {
-    return strverscmp(left.filename().c_str(), right.filename().c_str()) < 0;
+/// The recordings that start within [fromMs, toMs), are asked for and not known.
+Indices Unknown(const RecordingListing& listing, int64_t fromMs, int64_t toMs) {
+    Indices unknown;
+    for (std::size_t i = 0; i < listing.size(); ++i) {
+        const ListedRecording& recording = listing[i];
+        if (recording.asked && recording.known.content == Content::kUnknown &&
+            recording.startMs >= fromMs && recording.startMs < toMs)
+            unknown.push_back(i);
+    }
+    return unknown;
 }
 
-std::optional<Recording> Inspect(const fs::path& path, const Query& query, ProbeCache& cache) {
-    const std::optional<RecordingName> name = ParseRecordingName(path.filename().string());
-    struct stat status {};
-    if (!name || !MayMatch(*name, query) || ::stat(path.c_str(), &status) != 0 ||
-        !S_ISREG(status.st_mode))
-        return std::nullopt;
-    const int64_t changed = status.st_mtim.tv_sec * int64_t{1'000'000'000} + status.st_mtim.tv_nsec;
-    const std::optional<int64_t> duration = cache.DurationMs(path, changed, status.st_size);
-    if (!duration || name->startMs + *duration <= query.beginMs)
-        return std::nullopt;
-    return Recording{path, name->fileType, name->startMs, name->startMs + *duration,
-                     status.st_size};
+/// The latest of those that may reach into the range, which their names do not tell.
+Indices UnknownAtBegin(const RecordingListing& listing, const Query& query) {
+    Indices unknown = Unknown(listing, INT64_MIN, query.beginMs);
+    if (unknown.size() > kFew)
+        unknown.erase(unknown.begin(), unknown.end() - static_cast<std::ptrdiff_t>(kFew));
+    return unknown;
 }
 
-/// Calls `visit` with each entry of a folder; one that cannot be read has none.
-template <class Visit>
-void ForEachEntry(const fs::path& folder, Visit visit) {
-    std::error_code error;
-    for (fs::directory_iterator i(folder, error), end; !error && i != end; i.increment(error))
-        visit(*i);
+/// Start of the first recording that starts later than this one; `listing` is by start.
+int64_t NextStart(const RecordingListing& listing, std::size_t index) {
+    const int64_t startMs = listing[index].startMs;
+    while (index < listing.size() && listing[index].startMs == startMs)
+        ++index;
+    return index < listing.size() ? listing[index].startMs : INT64_MAX;
+}
+
+int64_t EndOf(const RecordingListing& listing, std::size_t index) {
+    const ListedRecording& recording = listing[index];
+    if (recording.known.content == Content::kVideo)
+        return recording.startMs + recording.known.durationMs;
+    return std::min(recording.startMs + kExpectedMs, NextStart(listing, index));
+}
+
+RecordingList Collect(const fs::path& folder, const RecordingListing& listing, int64_t beginMs) {
+    RecordingList found;
+    for (std::size_t i = 0; i < listing.size(); ++i) {
+        const ListedRecording& recording = listing[i];
+        const int64_t endMs = EndOf(listing, i);
+        if (!recording.asked || recording.known.content == Content::kNoVideo || endMs <= beginMs)
+            continue;
+        found.push_back({folder / recording.name, recording.fileType, recording.startMs, endMs,
+                         recording.version.size, recording.known.content == Content::kVideo});
+    }
+    return found;
 }
 
 }  // namespace
 
+RecordingIndex::RecordingIndex(fs::path root, std::shared_ptr<DurationIndex> durations,
+                               std::shared_ptr<const ContentRoots> roots)
+    : root_(std::move(root)), durations_(std::move(durations)), roots_(std::move(roots)) {}
+
 std::vector<fs::path> RecordingIndex::Channels() const {
-    std::error_code error;
-    if (!fs::is_directory(root_, error))
-        return {};
-    std::vector<fs::path> folders;
-    ForEachEntry(root_, [&folders](const fs::directory_entry& entry) {
-        if (IsChannelFolder(entry))
-            folders.push_back(entry.path());
-    });
-    if (folders.empty())
-        return {root_};
-    std::sort(folders.begin(), folders.end(), NaturalLess);
-    return folders;
+    return ListChannelFolders(root_, *roots_);
 }
 
 bool RecordingIndex::HasChannel(int channel) const {
@@ -101,24 +125,50 @@ fs::path RecordingIndex::ChannelFolder(int channel) const {
 
 RecordingList RecordingIndex::Find(int channel, int64_t beginMs, int64_t endMs,
                                    int fileTypes) const {
-    RecordingList found;
     const Query query{beginMs, endMs, fileTypes};
-    ForEachEntry(ChannelFolder(channel), [&](const fs::directory_entry& entry) {
-        if (const auto recording = Inspect(entry.path(), query, *cache_))
-            found.push_back(*recording);
-    });
-    std::sort(found.begin(), found.end(), [](const Recording& left, const Recording& right) {
-        return std::tie(left.startMs, left.path) < std::tie(right.startMs, right.path);
-    });
-    return found;
+    const fs::path folder = ChannelFolder(channel);
+    RecordingListing listing = ListRecordings(folder, *roots_);
+    Mark(folder, listing, query);
+    durations_->Learn(folder, listing);
+    Indices unknown = UnknownAtBegin(listing, query);
+    const Indices within = Unknown(listing, beginMs, INT64_MAX);
+    const bool few = within.size() <= kFew;
+    if (few)
+        unknown.insert(unknown.end(), within.begin(), within.end());
+    Await(folder, listing, unknown, few ? kFewTime : kManyTime);
+    return Collect(folder, listing, beginMs);
+}
+
+RecordingList RecordingIndex::FindToPlay(int channel, int64_t beginMs, int64_t endMs,
+                                         int fileTypes) const {
+    const Query query{beginMs, endMs, fileTypes};
+    const fs::path folder = ChannelFolder(channel);
+    RecordingListing listing = ListRecordings(folder, *roots_);
+    Mark(folder, listing, query);
+    durations_->Learn(folder, listing);
+    Await(folder, listing, UnknownAtBegin(listing, query), kPlayTime);
+    return Collect(folder, listing, beginMs);
+}
+
+void RecordingIndex::Await(const fs::path& folder, RecordingListing& listing, const Indices& which,
+                           std::chrono::milliseconds time) const {
+    if (!which.empty())
+        durations_->Await(folder, listing, which, DurationIndex::Clock::now() + time);
 }
 
 std::set<int> RecordingIndex::Days(int channel, int64_t beginMs, int64_t endMs,
                                    int fileTypes) const {
+    const fs::path folder = ChannelFolder(channel);
+    RecordingListing listing = ListRecordings(folder, *roots_);
+    durations_->Learn(folder, listing);
+    const Query query{beginMs, endMs, fileTypes};
     std::set<int> days;
-    for (const Recording& recording : Find(channel, beginMs, endMs, fileTypes)) {
-        const int64_t from = std::max(recording.startMs, beginMs);
-        const int64_t last = (endMs == 0 ? recording.endMs : std::min(recording.endMs, endMs)) - 1;
+    for (std::size_t i = 0; i < listing.size(); ++i) {
+        if (!MayMatch(listing[i], query) || listing[i].known.content == Content::kNoVideo)
+            continue;
+        const int64_t from = std::max(listing[i].startMs, beginMs);
+        const int64_t end = EndOf(listing, i);
+        const int64_t last = (endMs == 0 ? end : std::min(end, endMs)) - 1;
         for (int64_t day = from / kDayMs; day <= last / kDayMs; ++day)
             days.insert(DayNumber(day * kDayMs));
     }

@@ -52,10 +52,20 @@ bool RecordingReader::OpenInput() {
     }
     if (const AVStream* audio = input_->Audio())
         audio_ = AudioPacketizer::Create(*audio);
+    SettleEnd();
     baseMs_ = BaseOf(input_->Video());
     lastVideoMs_ = lastAudioMs_ = recording_.startMs;
     primed_ = false;
     return true;
+}
+
+/// A file that does not tell its length is read to its end.
+void RecordingReader::SettleEnd() {
+    if (recording_.exact)
+        return;
+    const int64_t told = input_->DurationMs();
+    recording_.endMs =
+        recording_.startMs + (told > 0 ? std::min(told, kMaxRecordingMs) : kMaxRecordingMs);
 }
 
 bool RecordingReader::Next(MediaPacket& packet) {

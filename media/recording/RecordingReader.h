@@ -15,7 +15,7 @@ namespace vms {
 
 /// Reads one recording from front to back as packets with absolute times. The first packet is
 /// always a key picture; times of a kind never step back. Damage ends the file early, with a log
-/// line. Thread-bound.
+/// line; of a recording whose end is not exact the file's own length counts. Thread-bound.
 class RecordingReader {
 public:
     /// @param stop ends reading early; must outlive the reader
@@ -36,6 +36,7 @@ private:
         : recording_(recording), stop_(stop), raw_(av_packet_alloc()) {}
 
     bool OpenInput();
+    void SettleEnd();
     bool Read(MediaPacket& packet);
     bool ReadRaw();
     bool Convert(MediaPacket& packet);
@@ -43,7 +44,7 @@ private:
     bool Gather(int64_t timeMs);
     bool GatherFrom(int64_t fromMs, int64_t timeMs);
 
-    const Recording recording_;
+    Recording recording_;
     const std::atomic<bool>& stop_;
     PacketPtr raw_;
     std::unique_ptr<LibavInput> input_;

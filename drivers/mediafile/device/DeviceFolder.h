@@ -1,16 +1,16 @@
 #pragma once
 
 #include <filesystem>
-#include <string>
 
+#include "media/recording/ContentRoots.h"
 #include "module/DeviceRecords.h"
 
 namespace vms::mediafile {
 
-/// The folder that a device description means: an absolute "ip" as it stands; otherwise, below the
-/// root, the "ip" if there is such a folder, else the identifier. Re-entrant.
-/// @param root may be empty: then only an absolute "ip" means anything
+/// The folder that a device description means: an absolute "ip" if that lies within the roots;
+/// otherwise, below the first root that has it, the "ip" if there is such a folder, else the
+/// identifier. Anything else is refused with a log line. Re-entrant.
 /// @return empty when the description means no folder; it need not exist
-std::filesystem::path DeviceFolder(const std::string& root, const __tagTvVideoParam& device);
+std::filesystem::path DeviceFolder(const ContentRoots& roots, const __tagTvVideoParam& device);
 
 }  // namespace vms::mediafile

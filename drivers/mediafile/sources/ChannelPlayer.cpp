@@ -104,7 +104,7 @@ void ChannelPlayer::RunSeated(const std::atomic<bool>& left) {
 ChannelPlayer::Wake ChannelPlayer::Play(const Pass& pass) {
     const PlaybackClock::View& view = pass.view;
     RecordingCursor cursor(
-        index_->Find(pass.job.channel, view.positionMs, view.endMs, pass.job.fileTypes),
+        index_->FindToPlay(pass.job.channel, view.positionMs, view.endMs, pass.job.fileTypes),
         view.positionMs, pass.stop);
     MediaPacket packet;
     for (bool afterGap = false; cursor.Next(packet, afterGap) && packet.timeMs < view.endMs;) {

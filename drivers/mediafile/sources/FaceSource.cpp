@@ -37,7 +37,7 @@ int FaceSource::StartFaceFrame(std::string key, int channel, IStreamCallback* si
     const std::filesystem::path folder = index_->ChannelFolder(channel);
     FaceTrack track;
     if (!folder.empty())
-        track = ReadFaceTrack(folder);
+        track = ReadFaceTrack(folder, index_->Roots());
     if (sink == nullptr || track.pictures.empty()) {
         VMS_LOG(1, "FaceSource", "no faces in %s, channel %d", index_->Root().c_str(), channel);
         return -1;

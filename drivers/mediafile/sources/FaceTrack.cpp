@@ -25,10 +25,17 @@ constexpr std::size_t kMaxPictures = 256;
 constexpr double kMaxSeconds = 24 * 3600;
 constexpr int64_t kPauseAfterLastMs = 1000;
 
-/// @return empty for a file that is missing, special or too long
-std::vector<char> ReadFile(const fs::path& file, std::size_t maxBytes) {
+/// A folder and what its files may not lead out of.
+struct Source {
+    const fs::path& folder;
+    const ContentRoots& roots;
+};
+
+/// @return empty for a file that is missing, special, too long or elsewhere
+std::vector<char> ReadFile(const Source& source, const char* name, std::size_t maxBytes) {
+    const fs::path file = source.folder / name;
     std::error_code error;
-    if (!fs::is_regular_file(file, error))
+    if (!fs::is_regular_file(file, error) || !source.roots.Admit(file))
         return {};
     const auto size = fs::file_size(file, error);
     if (error || size > maxBytes)
@@ -48,14 +55,14 @@ std::vector<char> DecodeBase64(const std::string& text) {
     return bytes;
 }
 
-std::vector<char> ReadPicture(const fs::path& folder, const Json::Value& entry) {
+std::vector<char> ReadPicture(const Source& source, const Json::Value& entry) {
     std::string text;
     if (ReadString(entry, "data", text))
         return DecodeBase64(text);
     // A plain name only: a sidecar must not reach out of its folder.
     if (!ReadString(entry, "image", text) || text != fs::path(text).filename().string())
         return {};
-    return ReadFile(folder / text, kMaxPictureBytes);
+    return ReadFile(source, text.c_str(), kMaxPictureBytes);
 }
 
 bool ReadSeconds(const Json::Value& object, const char* key, int64_t& ms) {
@@ -66,22 +73,22 @@ bool ReadSeconds(const Json::Value& object, const char* key, int64_t& ms) {
     return true;
 }
 
-bool ReadEntry(const fs::path& folder, const Json::Value& entry, FacePicture& picture) {
+bool ReadEntry(const Source& source, const Json::Value& entry, FacePicture& picture) {
     if (!ReadSeconds(entry, "offset", picture.offsetMs))
         return false;
-    picture.jpeg = ReadPicture(folder, entry);
+    picture.jpeg = ReadPicture(source, entry);
     return !picture.jpeg.empty() && picture.jpeg.size() <= kMaxPictureBytes;
 }
 
-void ReadPictures(const fs::path& folder, const Json::Value& faces, FaceTrack& track) {
+void ReadPictures(const Source& source, const Json::Value& faces, FaceTrack& track) {
     if (!faces.isArray())
         return;
     for (const Json::Value& entry : faces) {
         FacePicture picture;
-        if (track.pictures.size() < kMaxPictures && ReadEntry(folder, entry, picture))
+        if (track.pictures.size() < kMaxPictures && ReadEntry(source, entry, picture))
             track.pictures.push_back(std::move(picture));
         else
-            VMS_LOG(2, "FaceTrack", "skip a face of %s", folder.c_str());
+            VMS_LOG(2, "FaceTrack", "skip a face of %s", source.folder.c_str());
     }
     std::stable_sort(track.pictures.begin(), track.pictures.end(),
                      [](const FacePicture& left, const FacePicture& right) {
@@ -91,13 +98,14 @@ void ReadPictures(const fs::path& folder, const Json::Value& faces, FaceTrack& t
 
 }  // namespace
 
-FaceTrack ReadFaceTrack(const fs::path& folder) {
+FaceTrack ReadFaceTrack(const fs::path& folder, const ContentRoots& roots) {
+    const Source source{folder, roots};
     FaceTrack track;
-    const std::vector<char> bytes = ReadFile(folder / "faces.json", kMaxSidecarBytes);
+    const std::vector<char> bytes = ReadFile(source, "faces.json", kMaxSidecarBytes);
     Json::Value root;
     if (bytes.empty() || !ParseJson(std::string(bytes.begin(), bytes.end()).c_str(), root))
         return track;
-    ReadPictures(folder, Member(root, "faces"), track);
+    ReadPictures(source, Member(root, "faces"), track);
     ReadSeconds(root, "period", track.periodMs);
     if (!track.pictures.empty()) {
         track.periodMs =

@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <vector>
 
+#include "media/recording/ContentRoots.h"
+
 namespace vms::mediafile {
 
 /// A face picture and when it is shown.
@@ -21,8 +23,9 @@ struct FaceTrack {
 /// Reads "faces.json" of a channel's folder:
 ///   {"period": 10, "faces": [{"offset": 1.5, "image": "a.jpg"}, {"offset": 4, "data":
 ///   "<base64>"}]}
-/// Times are seconds; images are files of the same folder. Entries that cannot be used are skipped
-/// with a log line. @return a track without pictures when there is nothing to show. Re-entrant.
-FaceTrack ReadFaceTrack(const std::filesystem::path& folder);
+/// Times are seconds; images are files of the same folder, and no links out of the roots. Entries
+/// that cannot be used are skipped with a log line. @return a track without pictures when there is
+/// nothing to show. Re-entrant.
+FaceTrack ReadFaceTrack(const std::filesystem::path& folder, const ContentRoots& roots);
 
 }  // namespace vms::mediafile

@@ -82,7 +82,7 @@ void PreviewSource::Run(UnitSender& sender, int channel, const std::atomic<bool>
 /// @return whether anything was sent
 bool PreviewSource::PlayOnce(UnitSender& sender, int channel, const std::atomic<bool>& stop) {
     bool played = false;
-    for (const Recording& recording : index_->Find(channel, 0, 0, 0)) {
+    for (const Recording& recording : index_->FindToPlay(channel, 0, 0, 0)) {
         if (stop)
             break;
         if (PlayFile(sender, recording, stop))

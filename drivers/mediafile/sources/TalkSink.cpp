@@ -43,7 +43,9 @@ int TalkSink::StartTalk(int channel, int param) {
     MutexLock lock(mutex_);
     if (file_ != nullptr)
         return -1;
-    file_ = CreateFile(index_->Root() / "talk", channel, codec);
+    const fs::path folder = index_->Root() / "talk";
+    if (index_->Roots().Admit(folder))
+        file_ = CreateFile(folder, channel, codec);
     if (file_ == nullptr) {
         VMS_LOG(2, "TalkSink", "cannot write to %s/talk", index_->Root().c_str());
         return -1;

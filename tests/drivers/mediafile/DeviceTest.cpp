@@ -2,7 +2,6 @@
 #include <json/value.h>
 
 #include "drivers/mediafile/MediaFileFactory.h"
-#include "drivers/mediafile/device/DeviceFolder.h"
 #include "drivers/mediafile/device/MediaFileDevice.h"
 #include "platform/Json.h"
 #include "tests/drivers/mediafile/SampleMedia.h"
@@ -122,24 +121,6 @@ TEST_F(DeviceTest, HasAHeadForEveryChannel) {
     EXPECT_EQ(device_.Transmission("ptz/position", R"({"channel": 3})", &body), 0);
     EXPECT_EQ(Parse(body)["zoom"].asDouble(), 1);
     EXPECT_LT(device_.Transmission("ptz/position", R"({"channel": 4})", &body), 0);
-}
-
-TEST(DeviceFolder, FollowsAddressThenIdentifierAndStaysBelowTheRoot) {
-    const TestFolder folder;
-    const std::string root = folder.Path();
-    std::filesystem::create_directory(folder.Path() / "cam");
-    __tagTvVideoParam device;
-    device.id = "id";
-    device.ip = "/somewhere/else";
-    EXPECT_EQ(DeviceFolder(root, device), "/somewhere/else");
-    device.ip = "cam";
-    EXPECT_EQ(DeviceFolder(root, device), folder.Path() / "cam");
-    device.ip = "10.0.0.1";
-    EXPECT_EQ(DeviceFolder(root, device), folder.Path() / "id");
-    EXPECT_EQ(DeviceFolder("", device), "");
-    device.ip = "../..";
-    device.id = "../x";
-    EXPECT_EQ(DeviceFolder(root, device), "");
 }
 
 class FactoryTest : public testing::Test {

@@ -8,8 +8,10 @@
 namespace vms::mediafile {
 namespace {
 
+const ContentRoots kEverywhere("/");
+
 TEST(FaceTrack, ReadsFilesAndInlinePictures) {
-    const FaceTrack track = ReadFaceTrack(SampleFolder() / "ch0");
+    const FaceTrack track = ReadFaceTrack(SampleFolder() / "ch0", kEverywhere);
     ASSERT_EQ(track.pictures.size(), 2U);
     EXPECT_EQ(track.periodMs, 4000);
     EXPECT_EQ(track.pictures[0].offsetMs, 500);
@@ -27,14 +29,14 @@ TEST(FaceTrack, SkipsWhatItCannotUse) {
         {"offset": -1, "image": "in.jpg"}, {"offset": 1e99, "image": "in.jpg"},
         {"offset": "1", "image": "in.jpg"}, {"offset": 1, "data": "***"},
         {"offset": 1, "image": "missing.jpg"}, {"image": "in.jpg"}, 7]})");
-    const FaceTrack track = ReadFaceTrack(folder.Path() / "ch0");
+    const FaceTrack track = ReadFaceTrack(folder.Path() / "ch0", kEverywhere);
     ASSERT_EQ(track.pictures.size(), 2U);
     EXPECT_EQ(std::string(track.pictures[0].jpeg.begin(), track.pictures[0].jpeg.end()), "hi");
     EXPECT_EQ(track.pictures[1].offsetMs, 3000);
     EXPECT_GT(track.periodMs, 3000) << "longer than the last offset";
     for (const char* text : {"", "[]", "{", "{\"faces\": {}}", "null"}) {
         folder.Write("ch0/faces.json", text);
-        EXPECT_TRUE(ReadFaceTrack(folder.Path() / "ch0").pictures.empty()) << text;
+        EXPECT_TRUE(ReadFaceTrack(folder.Path() / "ch0", kEverywhere).pictures.empty()) << text;
     }
 }
 

@@ -82,7 +82,8 @@ protected:
         module_ = Symbol<IModule>("GetModuleInstance");
         streams_ = Symbol<IStreamModule>("GetStreamModuleInstance");
         streams_->SetConnectionControl(&players_);
-        ASSERT_TRUE(module_->Init(kModule, ""));
+        ASSERT_TRUE(
+            module_->Init(kModule, R"({"streamserver": {"content": ")" SAMPLE_MEDIA_DIR R"("}})"));
         Call(TV_CMD_DEVICES_ENQUEUE, R"({"id": "dev", "ip": ")" SAMPLE_MEDIA_DIR R"("})");
     }
     void TearDown() override {
@@ -170,15 +171,19 @@ TEST_F(FamilyTest, ServesPlayersThroughTheModule) {
 }
 
 TEST_F(FamilyTest, WhatIsNotThereHasNoStream) {
-    Call(TV_CMD_DEVICES_ENQUEUE, R"({"id": "gone", "ip": "/no/such/folder"})");
+    Call(TV_CMD_DEVICES_ENQUEUE, R"({"id": "gone"})");
+    Call(TV_CMD_DEVICES_ENQUEUE, R"({"id": "outside", "ip": ")" SAMPLE_MEDIA_DIR R"(/.."})");
     const std::string fifth = R"({"id": "dev", "channel": 4})";
     const std::string session = R"({"id": "s", "beginTime": 1, "endTime": 2})";
     ExpectRefused(TV_CMD_GET_PREVIEW_URL, "dev", fifth);
     ExpectRefused(TV_CMD_GET_PLAYBACK_URL, "dev", fifth);
-    for (const auto id :
-         {TV_CMD_GET_PREVIEW_URL, TV_CMD_GET_PLAYBACK_URL, TV_CMD_GET_RECORD_DOWNLOAD_URL})
-        ExpectRefused(id, "gone", "{}");
-    ExpectRefused(TV_CMD_SYNC_PLAYBACK_CREATE, "gone-1", session);
+    for (const std::string device : {"gone", "outside"}) {
+        for (const auto id :
+             {TV_CMD_GET_PREVIEW_URL, TV_CMD_GET_PLAYBACK_URL, TV_CMD_GET_RECORD_DOWNLOAD_URL,
+              TV_CMD_SEARCH_RECORD, TV_CMD_QUERY_RECORD_DATE})
+            ExpectRefused(id, device, "{}");
+        ExpectRefused(TV_CMD_SYNC_PLAYBACK_CREATE, device + "-1", session);
+    }
 
     // The address of a download names no channel; the player's request does.
     const std::string key = CallForKey(TV_CMD_GET_RECORD_DOWNLOAD_URL, "{}");

@@ -73,7 +73,8 @@ TEST(RecordingIndex, TakesAFolderOfFilesForOneChannel) {
     const TestFolder folder;
     folder.Copy(kSample, "20240502T080000Z_schedule.mp4");
     EXPECT_EQ(folder.Index()->Find(0, 0, 0, 0).size(), 1U);
-    const RecordingIndex missing(folder.Path() / "missing", std::make_shared<ProbeCache>());
+    const RecordingIndex missing(folder.Path() / "missing", std::make_shared<DurationIndex>(),
+                                 std::make_shared<const ContentRoots>(folder.Path()));
     EXPECT_TRUE(missing.Channels().empty());
     EXPECT_FALSE(missing.HasChannel(0));
 }

@@ -27,8 +27,9 @@ fs::path SampleFolder() {
 }
 
 std::shared_ptr<const RecordingIndex> SampleIndex() {
-    static const auto cache = std::make_shared<ProbeCache>();
-    return std::make_shared<const RecordingIndex>(SampleFolder(), cache);
+    static const auto durations = std::make_shared<DurationIndex>();
+    static const auto roots = std::make_shared<const ContentRoots>(SampleFolder());
+    return std::make_shared<const RecordingIndex>(SampleFolder(), durations, roots);
 }
 
 TestFolder::TestFolder() : path_(fs::temp_directory_path() / ("mediafile-" + GetGuid())) {
@@ -55,7 +56,8 @@ fs::path TestFolder::Write(const std::string& target, const std::string& bytes) 
 }
 
 std::shared_ptr<const RecordingIndex> TestFolder::Index() const {
-    return std::make_shared<const RecordingIndex>(path_, std::make_shared<ProbeCache>());
+    return std::make_shared<const RecordingIndex>(path_, std::make_shared<DurationIndex>(),
+                                                  std::make_shared<const ContentRoots>(path_));
 }
 
 std::string ReadBytes(const fs::path& file) {

@@ -1,6 +1,8 @@
-#include "media/recording/ProbeCache.h"
+#include "media/recording/RecordingProbe.h"
 
 #include <algorithm>
+#include <chrono>
+#include <string>
 
 extern "C" {
 #include <libavutil/mathematics.h>
@@ -14,7 +16,6 @@ extern "C" {
 namespace vms {
 namespace {
 
-constexpr std::size_t kMaxEntries = 200'000;
 constexpr std::chrono::seconds kScanTimeout{10};
 
 /// Time between the first and the last picture, for a file whose header does not tell, such as one
@@ -36,35 +37,22 @@ int64_t ScanDuration(LibavInput& input) {
     return av_rescale_q(last - first, input.Video().time_base, AVRational{1, 1000});
 }
 
-std::optional<int64_t> Probe(const std::filesystem::path& file) {
+}  // namespace
+
+std::optional<int64_t> ProbeDuration(const std::filesystem::path& file,
+                                     const std::atomic<bool>& stop) {
     std::string error;
-    const auto input = LibavInput::Open(file, nullptr, error);
+    const auto input = LibavInput::Open(file, &stop, error);
     if (input != nullptr && VideoPacketizer::Create(input->Video()) == nullptr)
         error = "unsupported video codec";
     if (!error.empty() || input == nullptr) {
-        VMS_MEDIA_LOG(2, "ProbeCache", "skip %s: %s", file.c_str(), error.c_str());
+        if (!stop)
+            VMS_MEDIA_LOG(2, "RecordingProbe", "skip %s: %s", file.c_str(), error.c_str());
         return std::nullopt;
     }
     const int64_t told = input->DurationMs();
     const int64_t duration = told > 0 ? told : ScanDuration(*input);
     return std::clamp<int64_t>(duration, 1, kMaxRecordingMs);
-}
-
-}  // namespace
-
-std::optional<int64_t> ProbeCache::DurationMs(const std::filesystem::path& file, int64_t changed,
-                                              int64_t size) {
-    MutexLock lock(mutex_);
-    const auto known = entries_.find(file);
-    if (known != entries_.end() && known->second.changed == changed && known->second.size == size)
-        return known->second.durationMs;
-    lock.Unlock();
-    const std::optional<int64_t> duration = Probe(file);
-    lock.Lock();
-    if (entries_.size() >= kMaxEntries)
-        entries_.clear();
-    entries_[file] = {changed, size, duration};
-    return duration;
 }
 
 }  // namespace vms
