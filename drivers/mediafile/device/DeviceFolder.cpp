@@ -11,14 +11,10 @@ namespace fs = std::filesystem;
 namespace vms::mediafile {
 namespace {
 
-void Refuse(const __tagTvVideoParam& device, const char* why) {
-    VMS_LOG(2, "DeviceFolder", "device \"%.100s\" (\"%.200s\") has no folder: %s",
+fs::path Refuse(const __tagTvVideoParam& device, const char* why) {
+    VMS_LOG(2, "DeviceFolder", "device \"%.100s\" at \"%.200s\" has no folder: %s",
             device.id.c_str(), device.ip.c_str(), why);
-}
-
-/// Texts that the file system would cut short.
-bool HasNul(const std::string& text) {
-    return text.find('\0') != std::string::npos;
+    return {};
 }
 
 /// A name from a description must not lead out of a root.
@@ -51,23 +47,16 @@ fs::path NamedFolder(const ContentRoots& roots, const __tagTvVideoParam& device)
 }  // namespace
 
 fs::path DeviceFolder(const ContentRoots& roots, const __tagTvVideoParam& device) {
-    fs::path folder;
-    if (roots.Folders().empty()) {
-        Refuse(device, "\"streamserver.content\" of the module's configuration names none");
-    } else if (HasNul(device.ip) || HasNul(device.id)) {
-        Refuse(device, "a name must not contain NUL");
-    } else {
-        const bool isAbsolute = fs::path(device.ip).is_absolute();
-        folder = isAbsolute ? fs::path(device.ip) : NamedFolder(roots, device);
-        if (folder.empty()) {
-            Refuse(device, "a name must not contain \".\" or \"..\"");
-        } else if (!roots.Hold(folder)) {
-            Refuse(device,
-                   "it would lie outside of \"streamserver.content\" of the module's "
-                   "configuration; add a folder that holds it there");
-            folder.clear();
-        }
-    }
+    if (roots.Folders().empty())
+        return Refuse(device, "the module's configuration has no \"streamserver.content\"");
+    const fs::path address(device.ip);
+    const fs::path folder = address.is_absolute() ? address : NamedFolder(roots, device);
+    if (folder.empty())
+        return Refuse(device, "its names are empty, or lead upwards");
+    if (!roots.Hold(folder))
+        return Refuse(device,
+                      "it lies outside; \"streamserver.content\" of the module's "
+                      "configuration must name a folder that holds it");
     return folder;
 }
 

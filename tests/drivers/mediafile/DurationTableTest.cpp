@@ -45,8 +45,9 @@ TEST(DurationTable, TakesWhatIsAskedForFirstAndTheNewestOfThat) {
     // A later question goes first, without the earlier one being forgotten.
     Enter(table, "z", "GhIjk");
     Enter(table, "z", "ghIJk");
+    Enter(table, "x", "lM");
     table.Hurry("z", List("ghijk"), {0});
-    EXPECT_EQ(Work(table), "z:g z:j z:i z:k z:h ");
+    EXPECT_EQ(Work(table), "z:g x:m z:j z:i x:l z:k z:h ");
     Enter(table, "z", "GHIJK");
     EXPECT_EQ(Work(table), "") << "all is known";
 }

@@ -166,7 +166,8 @@ TEST_F(ManyRecordings, HaveDaysByTheirNames) {
     EXPECT_EQ(index_.Days(0, 0, 0, 0), (std::set<int>{20240501}));
     std::filesystem::rename(folder_.Path() / "ch" / Name(1),
                             folder_.Path() / "ch/20240502T233000Z_motion.mp4");
-    EXPECT_EQ(index_.Days(0, 0, 0, 0), (std::set<int>{20240501, 20240502, 20240503}));
+    folder_.Write("ch/20240504T000000Z_motion.mp4", "no video");
+    EXPECT_EQ(index_.Days(0, 0, 0, 0), (std::set<int>{20240501, 20240502, 20240503, 20240504}));
     durations_->Open();
     EXPECT_TRUE(Eventually([&] {
         return index_.Days(0, 0, 0, 0) == std::set<int>{20240501, 20240502};
