@@ -126,7 +126,11 @@ IPlaybackStreamServer* HttpDeviceFactory::CreatePlaybackServer(IVideoDevice* dev
 IPlaybackStreamServer* HttpDeviceFactory::CreateDownloadServer(IVideoDevice* device,
                                                                int streamType) {
     auto connection = ReadyConnectionOf(device);
-    return connection == nullptr ? nullptr : new PlaybackSource(std::move(connection), streamType);
+    if (connection == nullptr)
+        return nullptr;
+    // The address of a download names no channel, and nothing else asks how many there are.
+    OwnDevice(device)->Profile();
+    return new PlaybackSource(std::move(connection), streamType);
 }
 
 ITalkStreamServer* HttpDeviceFactory::CreateTalkServer(IVideoDevice* device) {
@@ -150,6 +154,11 @@ IPlaybackStreamServer* HttpDeviceFactory::CreateSyncPlaybackChannelServer(IVideo
     if (connection == nullptr ||
         !connection->Runtime()->FindSession(connection->Address(), token, beginTime))
         return nullptr;
+    if (!connection->MayHaveChannel(channel)) {
+        VMS_LOG(2, "HttpDeviceFactory", "%s: no channel %d", connection->Address().Label().c_str(),
+                channel);
+        return nullptr;
+    }
     return new SyncChannelSource(std::move(connection), channel, std::move(token), beginTime);
 }
 

@@ -35,7 +35,7 @@ public:
     IPlaybackStreamServer* CreateDownloadServer(IVideoDevice* device, int streamType) override;
     ITalkStreamServer* CreateTalkServer(IVideoDevice* device) override;
     ISyncPlaybackServer* CreateSyncPlaybackServer(IVideoDevice* device) override;
-    /// @return null for a token that no session has
+    /// @return null for a token that no session has, and for a channel that the device has not
     IPlaybackStreamServer* CreateSyncPlaybackChannelServer(IVideoDevice* device, int channel,
                                                            std::string token) override;
     /// Logs in, asks what the device is, logs out.

@@ -24,11 +24,13 @@ bool ReadPlatform(const std::string& answer, DeviceProfile& profile) {
     int permissionVersion = 0;
     ReadString(data, "deviceType", profile.type);
     ReadString(data, "platform", platform);
+    profile.channels = 0;
     ReadInt(data, "channelNum", profile.channels);
     ReadInt(data, "permissionVersion", permissionVersion);
     profile.recorder = profile.type == "NVR";
     profile.version6 = platform == "V6";
     profile.rightsV2 = permissionVersion == 2 || (permissionVersion == 0 && profile.version6);
+    profile.channelsTold = profile.channels >= 1 && profile.channels <= kMaxChannels;
     profile.channels = std::clamp(profile.channels, 1, kMaxChannels);
     return true;
 }

@@ -16,8 +16,9 @@ struct DeviceProfile {
     bool version6 = false;  ///< the newer platform
     bool rightsV2 = false;  ///< layout of the permissions
     int channels = 1;
-    bool seek = false;   ///< recordings can be sought in
-    int talkEncode = 0;  ///< audio codec code of media units; 0 = the device did not say
+    bool channelsTold = false;  ///< by the device; otherwise their number is a guess
+    bool seek = false;          ///< recordings can be sought in
+    int talkEncode = 0;         ///< audio codec code of media units; 0 = the device did not say
     __tagTvDeviceCapability capability;
     __tagTvPtzCapability ptz;
 

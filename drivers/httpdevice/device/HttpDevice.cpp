@@ -62,6 +62,7 @@ std::shared_ptr<const DeviceProfile> HttpDevice::RefreshProfile() {
     if (profile == nullptr)
         return nullptr;
     std::string session = connection_->Session();
+    connection_->NoteChannels(profile->channelsTold ? profile->channels : 0, session);
     MutexLock lock(mutex_);
     profile_ = profile;
     profileSession_ = std::move(session);
@@ -120,6 +121,8 @@ int HttpDevice::PreparePlayback(int channel, int streamNo, int /*beginTime*/, in
                                 int* out1, int* out2, std::string* out3) {
     *out1 = *out2 = 0;
     out3->clear();
+    Profile();  // for the number of channels
+    connection_->RequireChannel(channel);
     Json::Value parameters;
     Json::Value data;
     parameters["channel"] = channel;

@@ -39,6 +39,7 @@ public:
     int DevTiming() override;
     int QueryRecordDate(__tagTvRecordDate* date, std::list<int>* dates) override;
     /// Tells how the channel is recorded: width, height and codec name.
+    /// @throws std::runtime_error as DeviceConnection::RequireChannel does
     int PreparePlayback(int channel, int streamNo, int beginTime, int endTime, int* out1, int* out2,
                         std::string* out3) override;
     int GetConnectType(int* type, std::string* text) override;

@@ -2,6 +2,7 @@
 #include "drivers/httpdevice/session/DeviceConnection.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <utility>
 
 #include "deviceapi/Tavero_Http_Encode.h"
@@ -155,6 +156,23 @@ std::string DeviceConnection::SettledSession() {
 bool DeviceConnection::IsDown() {
     MutexLock lock(stateMutex_);
     return closed_ || health_ == Health::kDown;
+}
+
+void DeviceConnection::NoteChannels(int count, const std::string& session) {
+    MutexLock lock(stateMutex_);
+    channels_ = count;
+    channelsSession_ = session;
+}
+
+bool DeviceConnection::MayHaveChannel(int channel) {
+    MutexLock lock(stateMutex_);
+    const bool known = channels_ > 0 && !session_.empty() && session_ == channelsSession_;
+    return !known || (channel >= 0 && channel < channels_);
+}
+
+void DeviceConnection::RequireChannel(int channel) {
+    if (!MayHaveChannel(channel))
+        throw std::runtime_error(address_.Label() + ": no channel " + std::to_string(channel));
 }
 
 std::chrono::milliseconds DeviceConnection::TakeFaceTurn(std::chrono::milliseconds gap) {

@@ -65,6 +65,13 @@ public:
     /// Whether the device is known to be down.
     bool IsDown() VMS_EXCLUDES(stateMutex_);
 
+    /// Notes how many channels the device has told, and in which session. @param count 0 = unknown
+    void NoteChannels(int count, const std::string& session) VMS_EXCLUDES(stateMutex_);
+    /// False only for a channel that the device cannot have by what it told in its present session.
+    bool MayHaveChannel(int channel) VMS_EXCLUDES(stateMutex_);
+    /// @throws std::runtime_error, which names channel and device, unless MayHaveChannel
+    void RequireChannel(int channel) VMS_EXCLUDES(stateMutex_);
+
     /// Spaces the beginnings of face sources. @return how long the caller must wait for its turn
     std::chrono::milliseconds TakeFaceTurn(std::chrono::milliseconds gap) VMS_EXCLUDES(stateMutex_);
 
@@ -124,6 +131,8 @@ private:
     CondVar changed_;
     Health health_ VMS_GUARDED_BY(stateMutex_) = Health::kUnknown;
     std::string session_ VMS_GUARDED_BY(stateMutex_);
+    int channels_ VMS_GUARDED_BY(stateMutex_) = 0;             ///< 0 = unknown
+    std::string channelsSession_ VMS_GUARDED_BY(stateMutex_);  ///< in which they were told
     bool closed_ VMS_GUARDED_BY(stateMutex_) = false;
     bool settled_ VMS_GUARDED_BY(stateMutex_) = false;  ///< the first login has ended
     bool looking_ VMS_GUARDED_BY(stateMutex_) = false;  ///< a look is under way

@@ -37,6 +37,7 @@ void PlaybackSource::StartDownload(std::string key, int channel, int beginTime, 
 void PlaybackSource::Start(Job job) {
     if (job.sink == nullptr)
         return;
+    device_->RequireChannel(job.channel);
     MutexLock lock(mutex_);
     job_ = std::move(job);
     speed_ = 1;

@@ -29,9 +29,12 @@ public:
     PlaybackSource& operator=(const PlaybackSource&) = delete;
 
     /// Begins at `seekTime` when that lies in the range; speed is normal again.
+    /// @throws std::runtime_error as DeviceConnection::RequireChannel does, changing nothing: the
+    /// player's request fails
     void StartPlayback(std::string key, int channel, int beginTime, int endTime, int streamNo,
                        int recordType, int seekTime, IStreamCallback* sink,
                        bool firstStart) override VMS_EXCLUDES(mutex_);
+    /// @throws std::runtime_error as StartPlayback does
     void StartDownload(std::string key, int channel, int beginTime, int endTime,
                        IStreamCallback* sink) override VMS_EXCLUDES(mutex_);
     void StopPlayback(std::string key) override VMS_EXCLUDES(mutex_);

@@ -1,6 +1,10 @@
 #include "drivers/httpdevice/sources/PreviewSource.h"
 
+#include <stdexcept>
 #include <utility>
+
+#include "module/LogSink.h"
+#include "platform/ILogHandler.h"
 
 namespace vms::httpdevice {
 namespace {
@@ -25,7 +29,14 @@ PreviewSource::~PreviewSource() {
 
 int PreviewSource::StartPreview(std::string key, int channel, int streamType,
                                 IStreamCallback* sink) {
-    if (sink == nullptr || started_.exchange(true))
+    if (sink == nullptr)
+        return -1;
+    if (!device_->MayHaveChannel(channel)) {
+        VMS_LOG(2, "PreviewSource", "%s: no channel %d", device_->Address().Label().c_str(),
+                channel);
+        return -1;
+    }
+    if (started_.exchange(true))
         return -1;
     sink_.SetSink(sink);
     preview_.SetConnectTimeout(device_->Runtime()->Settings().connectTimeout);
@@ -47,6 +58,8 @@ bool PreviewSource::GetCloseGetStreamStatus() {
 }
 
 std::string PreviewSource::GetStreamUri() {
+    if (!started_ || failed_)
+        throw std::runtime_error("the live stream has not been started");
     return preview_.GetStreamUri();
 }
 

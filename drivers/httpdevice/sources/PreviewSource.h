@@ -21,11 +21,13 @@ public:
     PreviewSource(const PreviewSource&) = delete;
     PreviewSource& operator=(const PreviewSource&) = delete;
 
-    /// @return -1 for a second start, without a sink, and when no connection is to be had
+    /// @return -1 for a second start, without a sink, for a channel that is not there, and when no
+    /// connection is to be had
     int StartPreview(std::string key, int channel, int streamType, IStreamCallback* sink) override;
     void StopPreview(std::string key) override;
     void RequestStopGetPreviewStream() override;
     bool GetCloseGetStreamStatus() override;
+    /// @throws std::runtime_error without a start that succeeded: the request for the picture fails
     std::string GetStreamUri() override;
     int GetTalkEncodeType() override;
 

@@ -43,8 +43,9 @@ TalkSource::~TalkSource() {
 int TalkSource::StartTalk(int channel, int param) {
     const bool usable =
         param == 0 || (IsCodec(param) && (deviceEncode_ == 0 || param == deviceEncode_));
+    const bool there = channel >= 0 && device_->MayHaveChannel(channel) && !device_->IsDown();
     MutexLock lock(mutex_);
-    if (started_ || !usable || channel < 0 || device_->IsDown())
+    if (started_ || !usable || !there)
         return -1;
     started_ = true;
     channel_ = channel;

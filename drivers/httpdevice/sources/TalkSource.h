@@ -25,7 +25,8 @@ public:
     TalkSource& operator=(const TalkSource&) = delete;
 
     /// @param param audio codec code of what follows: 1, 2 or 0x15; 0 = the device's own
-    /// @return -1 when the device is down or wants another codec, and for a second start
+    /// @return -1 when the device is down, wants another codec or has no such channel, and for a
+    /// second start
     int StartTalk(int channel, int param) override VMS_EXCLUDES(mutex_);
     void SendTalkData(const char* data, int length) override VMS_EXCLUDES(mutex_);
     void StopTalk() override VMS_EXCLUDES(mutex_);

@@ -42,7 +42,10 @@ TEST_F(CommandsTest, CapabilitiesOfBothPlatforms) {
     EXPECT_EQ(recorder_->PreparePlayback(1, 0, 1, 2, &width, &height, &codec), 0);
     EXPECT_EQ(codec, "H264");
     EXPECT_GT(width, height);
-    EXPECT_EQ(recorder_->PreparePlayback(9, 0, 1, 2, &width, &height, &codec), -1);
+    EXPECT_EQ(recorder_->PreparePlayback(1, 9, 1, 2, &width, &height, &codec), -1) << "no stream";
+    for (const int channel : {-1, 4})
+        EXPECT_THROW(recorder_->PreparePlayback(channel, 0, 1, 2, &width, &height, &codec),
+                     std::runtime_error);
     int type = 7;
     EXPECT_EQ(recorder_->GetConnectType(&type, &codec), 0);
     EXPECT_EQ(type, 0);

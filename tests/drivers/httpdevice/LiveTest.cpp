@@ -49,6 +49,27 @@ TEST_F(LiveTest, PreviewWithKeyFramesKept) {
     }
 }
 
+TEST_F(LiveTest, PromisesNoPictureOfAChannelThatIsNotThere) {
+    const HttpDevsim sim({"--nvr", "1", "--channels", "2", "--platform", "V1"});
+    UnitRecorder sink;
+    const auto device = Make(sim.Device(0));
+    const auto preview = MakePreview(*device);
+    ASSERT_NE(preview, nullptr);
+    for (const int channel : {-1, 2}) {
+        EXPECT_EQ(preview->StartPreview("live", channel, 0, &sink), -1);
+        EXPECT_THROW(preview->GetStreamUri(), std::runtime_error);
+    }
+    EXPECT_TRUE(preview->GetCloseGetStreamStatus());
+    ASSERT_EQ(preview->StartPreview("live", 1, 0, &sink), 0);
+    EXPECT_TRUE(sink.WaitCount(1));
+
+    sim.SetFault(0, "wrongTypes@platform-capabilities");
+    const auto secretive = Make(sim.Device(0));
+    const auto blind = MakePreview(*secretive);
+    ASSERT_NE(blind, nullptr);
+    EXPECT_EQ(blind->StartPreview("blind", 1, 0, &sink), 0) << "it may be there";
+}
+
 TEST_F(LiveTest, AMuteDeviceSendsPicturesAlone) {
     const HttpDevsim sim({"--mute"});
     UnitRecorder sink;

@@ -102,20 +102,28 @@ protected:
             return nullptr;
         return std::make_unique<__tagTvCommand>(outcome.answers[0]);
     }
-    /// Asks for the picture and joins it. @return whether there is one
-    bool Watch(bool faces) {
-        const auto answer =
-            Call(TV_CMD_GET_PREVIEW_URL, faces ? R"({"id":"dev","face":1})" : R"({"id":"dev"})");
+    /// @return the key that a request for a stream is answered with; "" when it is refused
+    std::string KeyOf(__enumTvCommand id, const std::string& body) {
+        const auto answer = Call(id, body);
         Json::Value json;
         std::string key;
-        if (answer == nullptr || !vms::ParseJson(answer->body.c_str(), json) ||
-            !vms::ReadString(json, "uri", key))
-            return false;
-        __tagTvCommand* const request = SysCommandHelper::CreateRequestCommand(
-            TV_STREAM_PREVIEW_START, "", key.c_str(), "", "");
+        if (answer != nullptr && vms::ParseJson(answer->body.c_str(), json))
+            vms::ReadString(json, "uri", key);
+        return key;
+    }
+    /// A player's request.
+    int Ask(__enumTvCommand id, const std::string& key, const std::string& body = "") {
+        __tagTvCommand* const request =
+            SysCommandHelper::CreateRequestCommand(id, "", key.c_str(), body.c_str(), "");
         const int result = streams_->OnRecv(kPlayer, request, 0);
         SysCommandHelper::ReleaseCommand(request);
-        return result == 0;
+        return result;
+    }
+    /// Asks for the picture and joins it. @return whether there is one
+    bool Watch(bool faces) {
+        const std::string key =
+            KeyOf(TV_CMD_GET_PREVIEW_URL, faces ? R"({"id":"dev","face":1})" : R"({"id":"dev"})");
+        return !key.empty() && Ask(TV_STREAM_PREVIEW_START, key) == 0;
     }
     /// Waits, while the host's timer runs.
     bool Eventually(const std::function<bool()>& condition) {
@@ -159,6 +167,19 @@ TEST_F(ModuleTest, TheNextPreviewWorksWhenTheDeviceIsBack) {
     const int before = player_.Pictures();
     EXPECT_TRUE(Eventually([&] { return Watch(false); }));
     EXPECT_TRUE(Eventually([&] { return player_.Pictures() > before + 10; }));
+}
+
+TEST_F(ModuleTest, WhatIsNotThereHasNoStream) {
+    for (const auto id : {TV_CMD_GET_PREVIEW_URL, TV_CMD_GET_PLAYBACK_URL}) {
+        EXPECT_EQ(KeyOf(id, R"({"id": "dev", "channel": 1})"), "") << std::hex << id;
+        EXPECT_NE(KeyOf(id, R"({"id": "dev", "channel": 0})"), "") << std::hex << id;
+    }
+    // The address of a download names no channel; the player's request does.
+    const std::string key = KeyOf(TV_CMD_GET_RECORD_DOWNLOAD_URL, "{}");
+    for (const auto id : {TV_STREAM_DOWNLOAD_START, TV_STREAM_PLAYBACK_START})
+        EXPECT_EQ(Ask(id, key, R"({"channel": 1, "beginTime": 1, "endTime": 2})"), -1);
+    EXPECT_EQ(Ask(TV_STREAM_DOWNLOAD_START, key, R"({"beginTime": 1, "endTime": 2})"), 0);
+    EXPECT_TRUE(Eventually([&] { return player_.Message() == "download end"; }));
 }
 
 TEST_F(ModuleTest, RemovesADeviceWhoseStreamsRun) {

@@ -114,6 +114,24 @@ TEST_F(PlaybackTest, TellsWhatCannotBePlayedAndWhatIsLost) {
     EXPECT_EQ(sink_.Messages().size(), 2U);
 }
 
+TEST_F(PlaybackTest, RefusesChannelsThatAreNotThere) {
+    const auto source = MakePlayback();
+    source->StartPlayback("p", 2, kBegin, kBegin + 2, 0, 0, 0, &sink_, true);
+    ASSERT_TRUE(sink_.WaitMessage("playback end")) << "nobody has asked what the device has";
+
+    const auto download = MakeDownload();
+    for (const int channel : {-1, 2}) {
+        EXPECT_THROW(download->StartDownload("d", channel, kBegin, kBegin + 2, &sink_),
+                     std::runtime_error);
+        EXPECT_THROW(
+            source->StartPlayback("p", channel, kBegin, kBegin + 2, 0, 0, 0, &sink_, false),
+            std::runtime_error);
+    }
+    EXPECT_TRUE(download->GetCloseGetStreamStatus());
+    download->StartDownload("d", 1, kBegin, kBegin + 2, &sink_);
+    EXPECT_TRUE(sink_.WaitMessage("download end", 2)) << "another channel of the same stream";
+}
+
 TEST_F(PlaybackTest, ASlowPlayerPausesTheDevice) {
     const auto source = MakePlayback();
     sink_.SetQueued(100);

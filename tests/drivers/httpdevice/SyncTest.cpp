@@ -90,7 +90,9 @@ TEST_F(SyncTest, ChannelsJoinWithoutBeingAdded) {
     const auto second = Join(1);
     EXPECT_TRUE(WaitBoth(60));
     const auto missing = Join(7);
-    EXPECT_TRUE(sink_.WaitMessage("3"));
+    EXPECT_TRUE(sink_.WaitMessage("3")) << "nobody has asked what the device has";
+    ASSERT_TRUE(Works(*device_));
+    EXPECT_EQ(Join(7), nullptr);
     for (const Unit& unit : sink_.All())
         EXPECT_TRUE(unit.key == "s--0" || unit.key == "s--1") << unit.key;
 }

@@ -19,6 +19,7 @@ TEST_F(TalkTest, ArrivesWholeAndInOrder) {
     const auto talk = MakeTalk(*device);
     EXPECT_EQ(talk->StartTalk(0, 7), -1);
     EXPECT_EQ(talk->StartTalk(0, 1), -1) << "the device takes mu-law";
+    EXPECT_EQ(talk->StartTalk(2, 2), -1) << "no such channel";
     ASSERT_EQ(talk->StartTalk(1, 2), 0);
     EXPECT_EQ(talk->StartTalk(1, 2), -1);
     std::string said;
