@@ -91,7 +91,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     listener.texts = listener.frames = 0;
     // A link of its own: what the device says of the session is remembered.
     const auto link = DeviceLink::Make(bench.device, listener);
-    link->OnRecv(1, copy.get(), static_cast<int>(size));
+    constexpr long long kNoConnection = 0;  // the one whose messages a new link hears
+    link->OnRecv(kNoConnection, copy.get(), static_cast<int>(size));
     link->Shut();
     const bool isFrame = IsDeviceFrame(copy.get(), static_cast<int>(size));
     Require(listener.frames == (isFrame ? 1 : 0));

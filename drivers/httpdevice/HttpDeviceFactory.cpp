@@ -150,16 +150,18 @@ IPlaybackStreamServer* HttpDeviceFactory::CreateSyncPlaybackChannelServer(IVideo
                                                                           int channel,
                                                                           std::string token) {
     auto connection = ConnectionOf(device);
-    int beginTime = 0;
-    if (connection == nullptr ||
-        !connection->Runtime()->FindSession(connection->Address(), token, beginTime))
+    auto group = connection == nullptr
+                     ? nullptr
+                     : connection->Runtime()->FindSession(connection->Address(), token);
+    if (group == nullptr)
         return nullptr;
     if (!connection->MayHaveChannel(channel)) {
         VMS_LOG(2, "HttpDeviceFactory", "%s: no channel %d", connection->Address().Label().c_str(),
                 channel);
         return nullptr;
     }
-    return new SyncChannelSource(std::move(connection), channel, std::move(token), beginTime);
+    return new SyncChannelSource(std::move(connection), channel, std::move(token),
+                                 std::move(group));
 }
 
 bool HttpDeviceFactory::DeviceTest(__tagTvVideoParam* device, __tagTvSearchDeviceParam* info) {

@@ -79,9 +79,9 @@ void FamilyRuntime::Remove(Closable* source) {
 }
 
 bool FamilyRuntime::KeepSession(const DeviceAddress& device, const std::string& token,
-                                int beginTime) {
+                                std::shared_ptr<SyncGroup> group) {
     MutexLock lock(mutex_);
-    return sessions_.try_emplace({device.Label(), token}, beginTime).second;
+    return sessions_.try_emplace({device.Label(), token}, std::move(group)).second;
 }
 
 void FamilyRuntime::ForgetSession(const DeviceAddress& device, const std::string& token) {
@@ -89,14 +89,11 @@ void FamilyRuntime::ForgetSession(const DeviceAddress& device, const std::string
     sessions_.erase({device.Label(), token});
 }
 
-bool FamilyRuntime::FindSession(const DeviceAddress& device, const std::string& token,
-                                int& beginTime) {
+std::shared_ptr<SyncGroup> FamilyRuntime::FindSession(const DeviceAddress& device,
+                                                      const std::string& token) {
     MutexLock lock(mutex_);
     const auto found = sessions_.find({device.Label(), token});
-    if (found == sessions_.end())
-        return false;
-    beginTime = found->second;
-    return true;
+    return found == sessions_.end() ? nullptr : found->second;
 }
 
 }  // namespace vms::httpdevice

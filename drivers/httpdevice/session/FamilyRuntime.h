@@ -17,6 +17,7 @@
 namespace vms::httpdevice {
 
 class DeviceConnection;
+class SyncGroup;
 
 /// Something with a connection to a device that must have closed before the family ends.
 class Closable {
@@ -57,13 +58,13 @@ public:
     void Add(Closable* source) VMS_EXCLUDES(mutex_);
     void Remove(Closable* source) VMS_EXCLUDES(mutex_);
 
-    /// Where synchronous sessions begin (s since the epoch). Tokens are the device's own.
+    /// The synchronous sessions by token; tokens are the device's own.
     /// @return false when a session of the device has that token already
-    bool KeepSession(const DeviceAddress& device, const std::string& token, int beginTime)
-        VMS_EXCLUDES(mutex_);
+    bool KeepSession(const DeviceAddress& device, const std::string& token,
+                     std::shared_ptr<SyncGroup> group) VMS_EXCLUDES(mutex_);
     void ForgetSession(const DeviceAddress& device, const std::string& token) VMS_EXCLUDES(mutex_);
-    /// @return false for a token that no session of the device has
-    bool FindSession(const DeviceAddress& device, const std::string& token, int& beginTime)
+    /// @return null for a token that no session of the device has
+    std::shared_ptr<SyncGroup> FindSession(const DeviceAddress& device, const std::string& token)
         VMS_EXCLUDES(mutex_);
 
 private:
@@ -77,7 +78,8 @@ private:
     Mutex mutex_;
     std::vector<std::weak_ptr<DeviceConnection>> connections_ VMS_GUARDED_BY(mutex_);
     std::vector<Closable*> sources_ VMS_GUARDED_BY(mutex_);
-    std::map<std::pair<std::string, std::string>, int> sessions_ VMS_GUARDED_BY(mutex_);
+    std::map<std::pair<std::string, std::string>, std::shared_ptr<SyncGroup>> sessions_
+        VMS_GUARDED_BY(mutex_);
 
     // Last: their threads use everything above.
     HttpReactor reactor_;

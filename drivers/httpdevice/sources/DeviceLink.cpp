@@ -44,74 +44,101 @@ void DeviceLink::Open() {
     const std::string session = device_->Session();
     const bool ready = !session.empty() && !device_->IsDown();
     bool first = false;
+    uint64_t attempt = 0;
     {
         MutexLock lock(mutex_);
+        if (stopped_)
+            return;
+        attempt = ++attempt_;
+        handle_ = 0;
         renewed_ = false;
-        first = client_ == nullptr;
         joining_ = true;
+        first = client_ == nullptr && !freeing_;
     }
     if (!ready)
-        return ConnectAfresh(session);
+        return ConnectAfresh(session, attempt);
     // Freeing an old connection may wait for its last event, which callers must not.
     if (first)
-        return Connect(session);
+        return Connect(session, attempt);
     device_->Runtime()->Jobs().Run(
-        [self = shared_from_this(), session] { self->Connect(session); });
+        [self = shared_from_this(), session, attempt] { self->Connect(session, attempt); });
 }
 
-void DeviceLink::Connect(const std::string& session) {
+/// Does nothing when there is a newer attempt.
+void DeviceLink::Connect(const std::string& session, uint64_t attempt) {
+    FreeOld();
     IWebSocketClient* const fresh = MakeClient(carries_);
     if (fresh == nullptr)
-        return ReportLost();
+        return ReportLost(attempt);
     fresh->SetEventHandle(this);
     const __tagTvVideoParam& device = device_->Address().Description();
     const auto timeout = device_->Runtime()->Settings().connectTimeout;
-    IWebSocketClient* old = fresh;
+    bool wanted = false;
     bool connecting = false;
     {
         MutexLock lock(mutex_);
-        joining_ = false;
-        if (!stopped_) {
-            old = std::exchange(client_, fresh);
+        wanted = !stopped_ && attempt == attempt_;
+        if (wanted) {
+            joining_ = false;
+            client_ = fresh;
+            handle_ = fresh->GetHandle();
             session_ = session;
             refused_ = false;
             connecting = fresh->Connect(device.ip.c_str(), device.port, "", kProtocol,
                                         static_cast<int>(timeout.count()), device.httpsEnable);
-        } else {
-            connecting = true;  // nobody wants to hear of it
         }
     }
-    if (old != nullptr)
-        old->Release();
-    if (!connecting)
-        ReportLost();
+    if (!wanted)
+        fresh->Release();
+    else if (!connecting)
+        ReportLost(attempt);
+}
+
+/// Waits for the last event of the old connection, so that events of the next come after it.
+void DeviceLink::FreeOld() {
+    MutexLock lock(mutex_);
+    while (freeing_)
+        told_.Wait(mutex_);
+    IWebSocketClient* const old = std::exchange(client_, nullptr);
+    if (old == nullptr)
+        return;
+    freeing_ = true;
+    lock.Unlock();
+    old->Release();
+    lock.Lock();
+    freeing_ = false;
+    told_.NotifyAll();
 }
 
 /// Not on the caller's thread, which may hold the listener's lock.
-void DeviceLink::ReportLost() {
-    device_->Runtime()->Jobs().Run([self = shared_from_this()] { self->TellLost(); });
+void DeviceLink::ReportLost(uint64_t attempt) {
+    device_->Runtime()->Jobs().Run(
+        [self = shared_from_this(), attempt] { self->TellLost(attempt); });
 }
 
-void DeviceLink::TellLost() {
+void DeviceLink::TellLost(uint64_t attempt) {
     {
         MutexLock lock(mutex_);
+        if (attempt != attempt_)
+            return;
         joining_ = false;
     }
     Tell([this] { listener_.OnLinkLost(); });
 }
 
 /// Gets a session in the background, another than the refused one, and connects with it.
-void DeviceLink::ConnectAfresh(const std::string& refused) {
+void DeviceLink::ConnectAfresh(const std::string& refused, uint64_t attempt) {
     {
         MutexLock lock(mutex_);
-        if (stopped_)
+        if (stopped_ || attempt != attempt_)
             return;
         joining_ = true;
         renewed_ = true;
     }
-    device_->RenewThen(refused, [self = shared_from_this()](bool ready) {
-        self->device_->Runtime()->Jobs().Run(
-            [self, ready] { ready ? self->Connect(self->device_->Session()) : self->TellLost(); });
+    device_->RenewThen(refused, [self = shared_from_this(), attempt](bool ready) {
+        self->device_->Runtime()->Jobs().Run([self, attempt, ready] {
+            ready ? self->Connect(self->device_->Session(), attempt) : self->TellLost(attempt);
+        });
     });
 }
 
@@ -139,6 +166,12 @@ void DeviceLink::After(std::chrono::milliseconds delay, std::function<void()> ca
     });
 }
 
+void DeviceLink::Close() {
+    MutexLock lock(mutex_);
+    if (client_ != nullptr)
+        client_->Stop();
+}
+
 void DeviceLink::Stop() {
     MutexLock lock(mutex_);
     stopped_ = true;
@@ -149,7 +182,8 @@ void DeviceLink::Stop() {
 bool DeviceLink::Closed() {
     MutexLock lock(mutex_);
     const bool joining = joining_ && !stopped_;
-    return !joining && calls_ == 0 && (client_ == nullptr || client_->GetCloseStatus());
+    return !joining && !freeing_ && calls_ == 0 &&
+           (client_ == nullptr || client_->GetCloseStatus());
 }
 
 void DeviceLink::Shut() {
@@ -158,7 +192,7 @@ void DeviceLink::Shut() {
         MutexLock lock(mutex_);
         stopped_ = true;
         client = std::exchange(client_, nullptr);
-        while (calls_ > 0)
+        while (calls_ > 0 || freeing_)
             told_.Wait(mutex_);
     }
     if (client != nullptr)
@@ -182,11 +216,19 @@ void DeviceLink::Tell(const std::function<void()>& call) {
     told_.NotifyAll();
 }
 
-void DeviceLink::OnConnect(long long /*handle*/, const char* /*text*/, int /*len*/) {
-    listener_.OnLinkOpen();
+bool DeviceLink::IsCurrent(long long handle) {
+    MutexLock lock(mutex_);
+    return handle == handle_;
 }
 
-void DeviceLink::OnRecv(long long /*handle*/, const char* data, int len) {
+void DeviceLink::OnConnect(long long handle, const char* /*text*/, int /*len*/) {
+    if (IsCurrent(handle))
+        listener_.OnLinkOpen();
+}
+
+void DeviceLink::OnRecv(long long handle, const char* data, int len) {
+    if (!IsCurrent(handle))
+        return;
     // A frame may begin with any byte, but no text looks like a frame.
     if (IsDeviceFrame(data, len))
         listener_.OnLinkFrame(data, len);
@@ -233,20 +275,22 @@ void DeviceLink::OnText(const char* data, int len) {
     listener_.OnLinkEnd(reason);
 }
 
-void DeviceLink::OnClose(long long /*handle*/, int code, const char* msg) {
+void DeviceLink::OnClose(long long handle, int code, const char* msg) {
     bool again = false;
+    uint64_t attempt = 0;
     std::string session;
     {
         MutexLock lock(mutex_);
-        if (stopped_)
+        if (stopped_ || handle != handle_)
             return;
+        attempt = attempt_;
         again = refused_ && !renewed_;
         session = session_;
     }
     VMS_LOG(1, "DeviceLink", "%s: connection closed, %d %s", device_->Address().Label().c_str(),
             code, std::string(msg != nullptr ? msg : "").c_str());
     if (again)
-        ConnectAfresh(session);
+        ConnectAfresh(session, attempt);
     else
         listener_.OnLinkLost();
 }

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -52,7 +53,7 @@ public:
     DeviceLink(std::shared_ptr<DeviceConnection> device, Listener& listener, Carries carries);
 
     /// Connects, logging in first when need be; OnLinkOpen or OnLinkLost tells the outcome. A
-    /// connection that there is goes. Nothing happens after Stop.
+    /// connection that there is goes, unheard from now on. Nothing happens after Stop.
     void Open() VMS_EXCLUDES(mutex_);
 
     /// Sends {"action", "data"} with the session put in. @return false when not connected
@@ -64,6 +65,8 @@ public:
     /// Calls a function of the listener later, unless Stop or Shut comes first.
     void After(std::chrono::milliseconds delay, std::function<void()> call);
 
+    /// Closes the connection that there is and returns; OnLinkLost follows. Open makes another.
+    void Close() VMS_EXCLUDES(mutex_);
     /// Closes the connection for good and returns.
     void Stop() VMS_EXCLUDES(mutex_);
     /// True when nothing is open and nothing will be: before Open, after a loss, some time after
@@ -79,10 +82,12 @@ public:
     using INetEventHandle::OnRecv;
 
 private:
-    void Connect(const std::string& session) VMS_EXCLUDES(mutex_);
-    void ConnectAfresh(const std::string& refused) VMS_EXCLUDES(mutex_);
-    void ReportLost();
-    void TellLost() VMS_EXCLUDES(mutex_);
+    void Connect(const std::string& session, uint64_t attempt) VMS_EXCLUDES(mutex_);
+    void ConnectAfresh(const std::string& refused, uint64_t attempt) VMS_EXCLUDES(mutex_);
+    void ReportLost(uint64_t attempt);
+    void TellLost(uint64_t attempt) VMS_EXCLUDES(mutex_);
+    void FreeOld() VMS_EXCLUDES(mutex_);
+    bool IsCurrent(long long handle) VMS_EXCLUDES(mutex_);
     void OnText(const char* data, int len) VMS_EXCLUDES(mutex_);
     void Refuse(int len) VMS_EXCLUDES(mutex_);
     /// Calls the listener from outside the client's events.
@@ -95,8 +100,11 @@ private:
 
     Mutex mutex_;
     CondVar told_;
+    uint64_t attempt_ VMS_GUARDED_BY(mutex_) = 0;                ///< to connect; counts Open
     IWebSocketClient* client_ VMS_GUARDED_BY(mutex_) = nullptr;  ///< owned
-    std::string session_ VMS_GUARDED_BY(mutex_);  ///< with which the connection was made
+    long long handle_ VMS_GUARDED_BY(mutex_) = 0;  ///< of the client that is heard; 0 = none
+    bool freeing_ VMS_GUARDED_BY(mutex_) = false;  ///< an old client, which may be in an event
+    std::string session_ VMS_GUARDED_BY(mutex_);   ///< with which the connection was made
     bool stopped_ VMS_GUARDED_BY(mutex_) = false;
     bool refused_ VMS_GUARDED_BY(mutex_) = false;  ///< the device does not take the session
     bool renewed_ VMS_GUARDED_BY(mutex_) = false;  ///< since the last good answer

@@ -15,16 +15,18 @@ constexpr const char* kFinished = "finished";  // a seek can still make it go on
 }  // namespace
 
 SyncChannelSource::SyncChannelSource(std::shared_ptr<DeviceConnection> device, int channel,
-                                     std::string token, int beginTime)
+                                     std::string token, std::shared_ptr<SyncGroup> group)
     : device_(std::move(device)),
       channel_(channel),
       token_(std::move(token)),
-      beginTime_(beginTime),
+      group_(std::move(group)),
       link_(DeviceLink::Make(device_, *this)) {
     device_->Runtime()->Add(this);
+    group_->Add(channel_, this);
 }
 
 SyncChannelSource::~SyncChannelSource() {
+    group_->Remove(this);
     device_->Runtime()->Remove(this);
     link_->Shut();
 }
@@ -53,7 +55,32 @@ bool SyncChannelSource::GetCloseGetStreamStatus() {
     return link_->Closed();
 }
 
+void SyncChannelSource::OnLeave() {
+    // The device ends the stream, which the player is then told of.
+    MutexLock lock(mutex_);
+    in_ = false;
+}
+
+void SyncChannelSource::OnReturn() {
+    MutexLock lock(mutex_);
+    const bool plays = std::exchange(in_, true) && !over_;
+    if (sink_ == nullptr || plays)
+        return;
+    over_ = false;
+    link_->Open();
+}
+
 void SyncChannelSource::OnLinkOpen() {
+    {
+        MutexLock lock(mutex_);
+        over_ = false;
+        if (in_)
+            return Join();
+    }
+    Finish(kEnd);  // taken out meanwhile
+}
+
+void SyncChannelSource::Join() {
     Json::Value data;
     data["token"] = token_;
     data["channels"].append(channel_);
@@ -69,7 +96,7 @@ void SyncChannelSource::OnLinkAnswer(const std::string& action, int code, const 
     VMS_LOG(2, "SyncChannelSource", "%s: code %d for channel %d",
             device_->Address().Label().c_str(), code, channel_);
     if (action == "syncPlay")
-        Tell(kLost);
+        Finish(kLost);
 }
 
 void SyncChannelSource::OnLinkFrame(const char* data, int length) {
@@ -80,18 +107,33 @@ void SyncChannelSource::OnLinkFrame(const char* data, int length) {
         key = key_;
         sink = sink_;
     }
-    units_.Deliver(*sink, key, ReadDeviceFrame(data), data, length, int64_t{beginTime_} * 1000);
+    units_.Deliver(*sink, key, ReadDeviceFrame(data), data, length,
+                   int64_t{group_->BeginTime()} * 1000);
 }
 
 void SyncChannelSource::OnLinkEnd(const std::string& reason) {
-    // Out of the session the device closes too, which is no loss to tell of after the end.
-    if (reason != kFinished)
-        link_->Stop();
-    Tell(kEnd);
+    if (reason == kFinished)
+        Tell(kEnd);
+    else
+        Finish(kEnd);
 }
 
 void SyncChannelSource::OnLinkLost() {
-    Tell(kLost);
+    Finish(kLost);
+}
+
+/// Gives the connection up. The player hears of it once; of the end when the channel is out.
+void SyncChannelSource::Finish(const char* message) {
+    link_->Close();
+    bool told = false;
+    bool in = false;
+    {
+        MutexLock lock(mutex_);
+        told = std::exchange(over_, true);
+        in = in_;
+    }
+    if (!told)
+        Tell(in ? message : kEnd);
 }
 
 void SyncChannelSource::Tell(const char* message) {

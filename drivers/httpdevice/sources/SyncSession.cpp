@@ -42,12 +42,14 @@ int SyncSession::Create(const char* /*id*/, int beginTime, int endTime, int seek
     data["speed"] = *factor;
     const auto answer = Ask("syncCreate", std::move(data));
     std::string token;
+    auto group = std::make_shared<SyncGroup>(beginTime);
     if (!answer || answer->code != 0 || !ReadString(answer->data, "token", token) ||
         token.empty() || token.size() > kMaxToken ||
-        !device_->Runtime()->KeepSession(device_->Address(), token, beginTime))
+        !device_->Runtime()->KeepSession(device_->Address(), token, group))
         return -1;
     MutexLock lock(mutex_);
     token_ = std::move(token);
+    group_ = std::move(group);
     beginTime_ = beginTime;
     endTime_ = endTime;
     return 0;
@@ -62,11 +64,17 @@ int SyncSession::ChangeChannels(const char* action, const std::list<int>& channe
 }
 
 int SyncSession::AddChannels(std::list<int>& channels) {
-    return ChangeChannels("syncAdd", channels);
+    if (ChangeChannels("syncAdd", channels) < 0)
+        return -1;
+    Group()->Return(channels);
+    return 0;
 }
 
 int SyncSession::DelChannels(std::list<int>& channels) {
-    return ChangeChannels("syncDel", channels);
+    if (ChangeChannels("syncDel", channels) < 0)
+        return -1;
+    Group()->Leave(channels);
+    return 0;
 }
 
 void SyncSession::Destroy() {
@@ -112,6 +120,12 @@ int SyncSession::Pause() {
 
 int SyncSession::Resume() {
     return Control("syncResume");
+}
+
+/// Once created; null before.
+std::shared_ptr<SyncGroup> SyncSession::Group() {
+    MutexLock lock(mutex_);
+    return group_;
 }
 
 std::string SyncSession::GetToken() {

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "drivers/httpdevice/session/FamilyRuntime.h"
+#include "drivers/httpdevice/session/SyncGroup.h"
 #include "drivers/httpdevice/sources/DeviceLink.h"
 #include "platform/Mutex.h"
 #include "videodevice/ISyncPlaybackServer.h"
@@ -30,7 +31,9 @@ public:
     /// The clock stands still until Start. @param speed as SpeedFactor reads it
     int Create(const char* id, int beginTime, int endTime, int seekTime, int recordType,
                int streamNo, int speed, IStreamCallback* sink) override VMS_EXCLUDES(mutex_);
+    /// Channels that were out, and those whose connection was lost, play on where the session is.
     int AddChannels(std::list<int>& channels) override;
+    /// Players of the channels hear of the end.
     int DelChannels(std::list<int>& channels) override;
     void Destroy() override;
     int Start() override;
@@ -64,6 +67,7 @@ private:
         VMS_EXCLUDES(turnMutex_, mutex_);
     int Control(const char* action, Json::Value data = Json::Value(Json::objectValue))
         VMS_EXCLUDES(turnMutex_, mutex_);
+    std::shared_ptr<SyncGroup> Group() VMS_EXCLUDES(mutex_);
     int ChangeChannels(const char* action, const std::list<int>& channels);
 
     const std::shared_ptr<DeviceConnection> device_;
@@ -74,6 +78,7 @@ private:
     Mutex mutex_;
     CondVar changed_;
     std::string token_ VMS_GUARDED_BY(mutex_);
+    std::shared_ptr<SyncGroup> group_ VMS_GUARDED_BY(mutex_);  ///< null without a token
     int beginTime_ VMS_GUARDED_BY(mutex_) = 0;
     int endTime_ VMS_GUARDED_BY(mutex_) = 0;
     bool linked_ VMS_GUARDED_BY(mutex_) = false;

@@ -1,3 +1,7 @@
+#include <algorithm>
+#include <future>
+
+#include "drivers/httpdevice/device/HttpDevice.h"
 #include "tests/drivers/httpdevice/FamilyFixture.h"
 #include "videodevice/IPlaybackStreamServer.h"
 #include "videodevice/ISyncPlaybackServer.h"
@@ -15,24 +19,29 @@ protected:
         session_.reset(factory_.CreateSyncPlaybackServer(device_.get()));
         ASSERT_NE(session_, nullptr);
     }
-    std::unique_ptr<IPlaybackStreamServer> Join(int channel) {
-        std::unique_ptr<IPlaybackStreamServer> source(
+    std::unique_ptr<IPlaybackStreamServer> MakeChannel(int channel) {
+        return std::unique_ptr<IPlaybackStreamServer>(
             factory_.CreateSyncPlaybackChannelServer(device_.get(), channel, session_->GetToken()));
+    }
+    std::unique_ptr<IPlaybackStreamServer> Join(int channel) {
+        auto source = MakeChannel(channel);
         if (source != nullptr)
             source->StartPlayback("s", channel, 0, 0, 0, 0, 0, &sink_, false);
         return source;
     }
     /// Waits until both channels have got so far. @param second of the range
-    bool WaitBoth(int second) {
-        return sink_.WaitUnits([second](const UnitRecorder::Units& units) {
-            bool reached[2] = {false, false};
-            for (const Unit& unit : units) {
-                const bool late = static_cast<int>(unit.timestamp / 1000) >= second;
-                reached[unit.key == "s--1" ? 1 : 0] |= late;
-            }
-            return reached[0] && reached[1];
+    bool WaitBoth(int second) { return WaitReached("s--0", second) && WaitReached("s--1", second); }
+    /// @param since number of units before those that count
+    bool WaitReached(const std::string& key, int second, std::size_t since = 0) {
+        return sink_.WaitUnits([&](const UnitRecorder::Units& units) {
+            return std::any_of(units.begin() + static_cast<std::ptrdiff_t>(since), units.end(),
+                               [&](const Unit& unit) {
+                                   return unit.key == key &&
+                                          static_cast<int>(unit.timestamp / 1000) >= second;
+                               });
         });
     }
+    int Joins() const { return sim_.State(0)["stats"]["counts"]["ws:syncPlay"].asInt(); }
 
     const HttpDevsim sim_{
         {"--nvr", "1", "--channels", "4", "--recorded-until", std::to_string(kUntil)}};
@@ -80,6 +89,96 @@ TEST_F(SyncTest, PlaysChannelsInStep) {
     EXPECT_TRUE(Eventually([&] { return sim_.State(0)["syncSessions"] == 0; }));
     session_->Destroy();
     EXPECT_EQ(session_->Start(), -1);
+}
+
+TEST_F(SyncTest, AChannelTakenOutAndAddedAgainPlaysOn) {
+    ASSERT_EQ(session_->Create("id", kBegin, kBegin + kHour, 0, 0, 0, 0, &sink_), 0);
+    const auto first = Join(0);
+    const auto second = Join(1);
+    ASSERT_EQ(session_->Start(), 0);
+    ASSERT_TRUE(WaitBoth(0));
+    std::list<int> one{1};
+    ASSERT_EQ(session_->DelChannels(one), 0);
+    ASSERT_TRUE(sink_.WaitMessage("playback end"));
+    ASSERT_TRUE(Eventually([&] { return second->GetCloseGetStreamStatus(); }));
+    std::size_t seen = sink_.Count();
+    ASSERT_EQ(session_->Seek(kBegin + 600), 0);
+    ASSERT_TRUE(WaitReached("s--0", 600, seen));
+    const auto since = sink_.All();
+    EXPECT_TRUE(std::all_of(since.begin() + static_cast<std::ptrdiff_t>(seen), since.end(),
+                            [](const Unit& unit) { return unit.key == "s--0"; }));
+    ASSERT_EQ(session_->AddChannels(one), 0);
+    EXPECT_TRUE(WaitReached("s--1", 600, seen)) << "where the session is";
+    EXPECT_EQ(Joins(), 3);
+    ASSERT_EQ(session_->AddChannels(one), 0);
+    EXPECT_EQ(sink_.Messages(), std::vector<std::string>{"playback end"});
+
+    // Before the device has ended the stream.
+    ASSERT_EQ(session_->DelChannels(one), 0);
+    ASSERT_EQ(session_->AddChannels(one), 0);
+    ASSERT_TRUE(Eventually([&] { return Joins() == 4; })) << "once, not for a channel that plays";
+    seen = sink_.Count();
+    EXPECT_TRUE(WaitReached("s--1", 600, seen));
+
+    // What closes while it is out does not come back.
+    ASSERT_EQ(session_->DelChannels(one), 0);
+    second->StopPlayback("");
+    ASSERT_EQ(session_->AddChannels(one), 0);
+    EXPECT_TRUE(Eventually([&] { return second->GetCloseGetStreamStatus(); }));
+    EXPECT_TRUE(Eventually([&] { return sim_.State(0)["stats"]["streams"] == 1; }));
+    EXPECT_EQ(Joins(), 4);
+    EXPECT_FALSE(first->GetCloseGetStreamStatus());
+}
+
+TEST_F(SyncTest, AChannelIsTakenOutBeforeItPlays) {
+    ASSERT_EQ(session_->Create("id", kBegin, kBegin + kHour, 0, 0, 0, 0, &sink_), 0);
+    ASSERT_EQ(session_->Start(), 0);
+    const auto first = MakeChannel(0);
+    std::list<int> channels{0};
+    ASSERT_EQ(session_->DelChannels(channels), 0);
+    first->StartPlayback("s", 0, 0, 0, 0, 0, 0, &sink_, false);
+    ASSERT_TRUE(sink_.WaitMessage("playback end")) << "it does not take itself in again";
+    EXPECT_EQ(Joins(), 0);
+    ASSERT_EQ(session_->AddChannels(channels), 0);
+    EXPECT_TRUE(WaitReached("s--0", 0));
+}
+
+TEST_F(SyncTest, LostChannelsComeBackWhenTheyAreAdded) {
+    ASSERT_EQ(session_->Create("id", kBegin, kBegin + kHour, 0, 0, 0, 0, &sink_), 0);
+    const auto first = Join(0);
+    const auto second = Join(1);
+    ASSERT_EQ(session_->Start(), 0);
+    ASSERT_TRUE(WaitBoth(0));
+    sim_.Drop(0);
+    ASSERT_TRUE(sink_.WaitMessage("3", 2));
+    const std::size_t seen = sink_.Count();
+    std::list<int> channels{0, 1};
+    ASSERT_TRUE(Eventually([&] { return session_->AddChannels(channels) == 0; }));
+    EXPECT_TRUE(WaitReached("s--0", 0, seen) && WaitReached("s--1", 0, seen));
+    EXPECT_EQ(sink_.Messages().size(), 2U);
+}
+
+TEST_F(SyncTest, TheConnectionBeforeIsNotHeard) {
+    ASSERT_EQ(session_->Create("id", kBegin, kBegin + kHour, 0, 0, 0, 0, &sink_), 0);
+    const auto first = Join(0);
+    const auto second = Join(1);
+    ASSERT_EQ(session_->Start(), 0);
+    ASSERT_TRUE(WaitBoth(0));
+    // As long as these jobs last, no connection gives way to another.
+    std::promise<void> gate;
+    const std::shared_future<void> opened = gate.get_future().share();
+    JobPool& jobs = dynamic_cast<HttpDevice&>(*device_).Connection()->Runtime()->Jobs();
+    for (int thread = 0; thread < 2; ++thread)
+        jobs.Run([opened] { opened.wait_for(std::chrono::minutes(1)); });
+    std::list<int> channels{0};
+    ASSERT_EQ(session_->DelChannels(channels), 0);
+    ASSERT_EQ(session_->AddChannels(channels), 0);
+    sim_.Drop(0);
+    ASSERT_TRUE(sink_.WaitMessage("3")) << "of the other channel";
+    const std::size_t seen = sink_.Count();
+    gate.set_value();
+    EXPECT_TRUE(WaitReached("s--0", 0, seen));
+    EXPECT_EQ(sink_.Messages().size(), 1U);
 }
 
 TEST_F(SyncTest, ChannelsJoinWithoutBeingAdded) {
