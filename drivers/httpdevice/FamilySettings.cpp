@@ -40,7 +40,7 @@ bool Apply(std::string_view name, std::string_view value, FamilySettings& settin
     if (name == "maxProbeGapMs")
         return ReadTime(value, 600'000, settings.maxProbeGap);
     if (name == "maxAnswerBytes" && ReadNumber(value, 4096, 1 << 30, number))
-        settings.maxAnswerBytes = static_cast<std::size_t>(number);
+        settings.maxAnswerBytes = static_cast<size_t>(number);
     else if (name == "verifyCertificates" && ReadNumber(value, 0, 1, number))
         settings.verifyCertificates = number != 0;
     else if (name == "trustedCertificates")
@@ -51,7 +51,7 @@ bool Apply(std::string_view name, std::string_view value, FamilySettings& settin
 }
 
 void ApplyPair(std::string_view pair, FamilySettings& settings) {
-    const std::size_t equals = pair.find('=');
+    const size_t equals = pair.find('=');
     const bool applied = equals != std::string_view::npos &&
                          Apply(pair.substr(0, equals), pair.substr(equals + 1), settings);
     if (!applied)
@@ -62,9 +62,9 @@ void ApplyPair(std::string_view pair, FamilySettings& settings) {
 
 FamilySettings ParseSettings(const std::string& text) {
     FamilySettings settings;
-    std::size_t begin = text.find_first_not_of(kSeparators);
+    size_t begin = text.find_first_not_of(kSeparators);
     while (begin != std::string::npos) {
-        const std::size_t end = std::min(text.find_first_of(kSeparators, begin), text.size());
+        const size_t end = std::min(text.find_first_of(kSeparators, begin), text.size());
         ApplyPair(std::string_view(text).substr(begin, end - begin), settings);
         begin = text.find_first_not_of(kSeparators, end);
     }

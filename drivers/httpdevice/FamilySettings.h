@@ -13,7 +13,7 @@ struct FamilySettings {
     std::chrono::milliseconds requestTimeout{10000};  ///< a whole request; 100 ms to 120 s
     std::chrono::milliseconds heartbeat{20000};       ///< between heartbeats; 100 ms to 1 h
     std::chrono::milliseconds maxProbeGap{5000};      ///< between looks at a device that is down
-    std::size_t maxAnswerBytes = std::size_t{8} << 20;
+    size_t maxAnswerBytes = size_t{8} << 20;
     bool verifyCertificates = false;  ///< devices sign their own
     std::string trustedCertificates;  ///< PEM file; "" = those of the system
 };

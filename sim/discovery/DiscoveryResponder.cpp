@@ -118,7 +118,7 @@ private:
             Add(now, *camera, probe, arrival);
         for (const auto& camera : cameras_) {
             camera->stats().CountProbe();
-            if (!camera->faults().Has(Fault::DiscoverySilent))
+            if (!camera->faults().Has(Fault::kDiscoverySilent))
                 Add(now + RandomDelay(), *camera, probe, arrival);
         }
     }

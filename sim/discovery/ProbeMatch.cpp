@@ -48,7 +48,7 @@ std::string JoinedScopes(const Camera& camera) {
     std::string text;
     for (const std::string& scope : ScopesOf(camera))
         text += (text.empty() ? "" : " ") + scope;
-    if (const FaultRule* rule = camera.faults().Find(Fault::DiscoveryHuge)) {
+    if (const FaultRule* rule = camera.faults().Find(Fault::kDiscoveryHuge)) {
         const auto size = static_cast<size_t>(std::clamp(rule->Number(), 0LL, 62000LL));
         while (text.size() < size)
             text += " onvif://www.onvif.org/extended/filler";
@@ -57,10 +57,10 @@ std::string JoinedScopes(const Camera& camera) {
 }
 
 std::string XAddrs(const Camera& camera, const std::string& host) {
-    if (const FaultRule* rule = camera.faults().Find(Fault::DiscoveryXAddrsJunk))
+    if (const FaultRule* rule = camera.faults().Find(Fault::kDiscoveryXAddrsJunk))
         return rule->value;
     std::string text = camera.ServiceUrl(host, kDevicePath);
-    if (camera.faults().Has(Fault::DiscoveryXAddrsList))
+    if (camera.faults().Has(Fault::kDiscoveryXAddrsList))
         text += " https://" + host + kDevicePath + " http://[fe80::1]" + kDevicePath +
                 " http://198.51.100.7:8000" + kDevicePath;
     return text;
@@ -81,7 +81,7 @@ void WriteMatch(XmlWriter& out, const Camera& camera, const MatchContext& contex
     }
     WriteTypes(out);
     out.Leaf(ns::Discovery, "Scopes", JoinedScopes(camera));
-    if (!camera.faults().Has(Fault::DiscoveryNoXAddrs))
+    if (!camera.faults().Has(Fault::kDiscoveryNoXAddrs))
         out.Leaf(ns::Discovery, "XAddrs", XAddrs(camera, context.host));
     out.Leaf(ns::Discovery, "MetadataVersion", "10");
 }
@@ -107,7 +107,7 @@ std::string WriteMessage(const Camera& camera, const MatchContext& context,
 std::string WriteMatches(const Camera& camera, const MatchContext& context) {
     return WriteMessage(camera, context, [&](XmlWriter& out) {
         XmlScope matches(out, ns::Discovery, "ProbeMatches");
-        if (!camera.faults().Has(Fault::DiscoveryEmpty))
+        if (!camera.faults().Has(Fault::kDiscoveryEmpty))
             WriteMatch(out, camera, context);
     });
 }
@@ -116,15 +116,15 @@ std::string WriteMatches(const Camera& camera, const MatchContext& context) {
 
 std::vector<std::string> WriteProbeMatches(const Camera& camera, const MatchContext& context) {
     std::string message = WriteMatches(camera, context).substr(0, kMaxDatagram);
-    if (camera.faults().Has(Fault::DiscoveryTruncated))
+    if (camera.faults().Has(Fault::kDiscoveryTruncated))
         message.resize(message.size() / 2);
     std::vector<std::string> datagrams;
-    if (camera.faults().Has(Fault::DiscoveryJunk))
+    if (camera.faults().Has(Fault::kDiscoveryJunk))
         datagrams.emplace_back(kJunk, sizeof kJunk - 1);
-    if (const FaultRule* rule = camera.faults().Find(Fault::DiscoveryEmptyBody))
+    if (const FaultRule* rule = camera.faults().Find(Fault::kDiscoveryEmptyBody))
         datagrams.push_back(
             WriteMessage(camera, context, [&](XmlWriter& out) { out.Text(rule->value); }));
-    if (camera.faults().Has(Fault::DiscoveryTwice))
+    if (camera.faults().Has(Fault::kDiscoveryTwice))
         datagrams.push_back(message);
     datagrams.push_back(std::move(message));
     return datagrams;

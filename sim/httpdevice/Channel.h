@@ -7,7 +7,7 @@
 
 #include "platform/Mutex.h"
 #include "sim/httpdevice/PtzHead.h"
-#include "sim/httpdevice/Timeline.h"
+#include "sim/httpdevice/media/Timeline.h"
 
 namespace vms::sim::httpdevice {
 

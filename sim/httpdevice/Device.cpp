@@ -68,9 +68,9 @@ Device::Device(const DeviceConfig& config, const MediaLibrary& library)
 }
 
 TrackPair Device::Tracks(int stream) const {
-    const ClipKind main = config_.h265 ? ClipKind::H265Main : ClipKind::H264Main;
-    const ClipKind third = config_.h265 ? ClipKind::H264Main : ClipKind::H265Main;
-    const ClipKind kinds[] = {main, ClipKind::H264Sub, third};
+    const ClipKind main = config_.h265 ? ClipKind::kH265Main : ClipKind::kH264Main;
+    const ClipKind third = config_.h265 ? ClipKind::kH264Main : ClipKind::kH265Main;
+    const ClipKind kinds[] = {main, ClipKind::kH264Sub, third};
     return {library_.Video(kinds[std::clamp(stream, 0, 2)]),
             config_.mute ? nullptr : library_.Audio(config_.audio)};
 }
@@ -95,9 +95,9 @@ void Device::SetUtc(int64_t seconds) {
 
 ResultCode Device::Admit(const std::string& token, bool extend) {
     const ResultCode code = sessions_.Check(Clock::now(), token, extend);
-    if (code == ResultCode::Done && config_.login == LoginFamily::Quorix &&
+    if (code == ResultCode::kDone && config_.login == LoginFamily::kQuorix &&
         !sessions_.KeyProven(token))
-        return ResultCode::KeyOwed;
+        return ResultCode::kKeyOwed;
     return code;
 }
 

@@ -10,10 +10,10 @@
 #include "sim/httpdevice/Channel.h"
 #include "sim/httpdevice/DeviceConfig.h"
 #include "sim/httpdevice/DeviceStats.h"
-#include "sim/httpdevice/MediaLibrary.h"
-#include "sim/httpdevice/Sessions.h"
-#include "sim/httpdevice/SyncTable.h"
-#include "sim/httpdevice/TalkLog.h"
+#include "sim/httpdevice/api/Sessions.h"
+#include "sim/httpdevice/media/MediaLibrary.h"
+#include "sim/httpdevice/media/SyncTable.h"
+#include "sim/httpdevice/media/TalkLog.h"
 
 namespace vms::sim::httpdevice {
 

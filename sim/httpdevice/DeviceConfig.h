@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "sim/httpdevice/AudioTracks.h"
-#include "sim/httpdevice/DeviceFault.h"
-#include "sim/httpdevice/LoginProof.h"
+#include "sim/httpdevice/api/LoginProof.h"
+#include "sim/httpdevice/faults/DeviceFault.h"
+#include "sim/httpdevice/media/AudioTracks.h"
 
 namespace vms::sim::httpdevice {
 
@@ -15,7 +15,7 @@ struct DeviceConfig {
     size_t index = 0;
     bool recorder = false;
     bool version6 = true;  ///< capabilities and permissions of the newer platform
-    LoginFamily login = LoginFamily::Sha256;
+    LoginFamily login = LoginFamily::kSha256;
     int channels = 1;
     std::string name = "Device";
     std::string user = "admin";
@@ -27,7 +27,7 @@ struct DeviceConfig {
     int iterations = 100;
     bool enableIteration = true;
     int sessionSeconds = 60;
-    AudioCodec audio = AudioCodec::ALaw;
+    AudioCodec audio = AudioCodec::kALaw;
     bool mute = false;          ///< streams without sound
     bool h265 = false;          ///< main stream
     int poePorts = -1;          ///< -1 = it has none

@@ -7,7 +7,7 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "sim/httpdevice/Json.h"
+#include "sim/httpdevice/api/Json.h"
 
 namespace vms::sim::httpdevice {
 
@@ -84,9 +84,10 @@ void TakeRecordings(const Json::Value& entry, DeviceConfig& config) {
 void TakeLogin(const Json::Value& entry, DeviceConfig& config) {
     Take(entry, "user", config.user);
     Take(entry, "password", config.password);
-    config.login = Choose(entry, "login", "quorix", "sha256-1", config.login == LoginFamily::Quorix)
-                       ? LoginFamily::Quorix
-                       : LoginFamily::Sha256;
+    config.login =
+        Choose(entry, "login", "quorix", "sha256-1", config.login == LoginFamily::kQuorix)
+            ? LoginFamily::kQuorix
+            : LoginFamily::kSha256;
     Take(entry, "iterations", config.iterations, 0, 1'000'000);
     Take(entry, "enableIteration", config.enableIteration);
     Take(entry, "sessionSeconds", config.sessionSeconds, 1, 86'400);
@@ -148,12 +149,12 @@ size_t ReadPosition(std::string_view text, size_t count) {
 
 AudioCodec AudioNamed(const std::string& name) {
     if (name == "alaw")
-        return AudioCodec::ALaw;
+        return AudioCodec::kALaw;
     if (name == "mulaw")
-        return AudioCodec::MuLaw;
+        return AudioCodec::kMuLaw;
     if (name != "aac")
         Fail("audio must be alaw, mulaw or aac");
-    return AudioCodec::Aac;
+    return AudioCodec::kAac;
 }
 
 void CheckConfig(const DeviceConfig& config) {

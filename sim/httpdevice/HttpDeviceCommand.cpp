@@ -140,7 +140,7 @@ SimulatorOptions BuildOptions(Arguments& a) {
     a.base.version6 = a.platform == "V6";
     a.base.h265 = a.codec == "h265";
     a.base.audio = AudioNamed(a.audio);
-    a.base.login = a.login == "quorix" ? LoginFamily::Quorix : LoginFamily::Sha256;
+    a.base.login = a.login == "quorix" ? LoginFamily::kQuorix : LoginFamily::kSha256;
     if (a.config.empty())
         AddCounted(a, options.devices);
     else

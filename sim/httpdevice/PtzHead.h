@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "sim/httpdevice/Sessions.h"
+#include "sim/httpdevice/api/Sessions.h"
 
 namespace vms::sim::httpdevice {
 

@@ -3,11 +3,11 @@
 #include <ostream>
 #include <string>
 
-#include "sim/httpdevice/ControlApi.h"
-#include "sim/httpdevice/DeviceServer.h"
-#include "sim/httpdevice/DeviceTable.h"
-#include "sim/httpdevice/MediaLibrary.h"
 #include "sim/httpdevice/SimulatorOptions.h"
+#include "sim/httpdevice/media/MediaLibrary.h"
+#include "sim/httpdevice/server/ControlApi.h"
+#include "sim/httpdevice/server/DeviceServer.h"
+#include "sim/httpdevice/server/DeviceTable.h"
 #include "sim/net/HttpServer.h"
 
 namespace vms::sim::httpdevice {

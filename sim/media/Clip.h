@@ -16,7 +16,7 @@ struct Clip {
         bool key = false;
     };
 
-    ClipKind kind = ClipKind::H264Main;
+    ClipKind kind = ClipKind::kH264Main;
     std::vector<Frame> frames;
 
     std::chrono::nanoseconds FrameDuration() const {

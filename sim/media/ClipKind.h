@@ -5,7 +5,7 @@
 namespace vms::sim {
 
 /// The encoded loops that there are.
-enum class ClipKind { H264Main, H264Sub, H265Main };
+enum class ClipKind { kH264Main, kH264Sub, kH265Main };
 
 struct ClipFormat {
     const char* name;
@@ -16,16 +16,16 @@ struct ClipFormat {
     int kilobitsPerSecond;
 };
 
-inline constexpr std::array<ClipKind, 3> kAllClips = {ClipKind::H264Main, ClipKind::H264Sub,
-                                                      ClipKind::H265Main};
+inline constexpr std::array<ClipKind, 3> kAllClips = {ClipKind::kH264Main, ClipKind::kH264Sub,
+                                                      ClipKind::kH265Main};
 
 inline constexpr ClipFormat FormatOf(ClipKind kind) {
     switch (kind) {
-        case ClipKind::H264Main:
+        case ClipKind::kH264Main:
             return {"h264-main", false, 1280, 720, 25, 1500};
-        case ClipKind::H264Sub:
+        case ClipKind::kH264Sub:
             return {"h264-sub", false, 640, 360, 25, 400};
-        case ClipKind::H265Main:
+        case ClipKind::kH265Main:
             break;
     }
     return {"h265-main", true, 1280, 720, 25, 1000};

@@ -63,7 +63,7 @@ private:
             return;
         if (error == http::error::end_of_stream)
             return;
-        answer_ = error ? WireAnswer{kBadRequest, "", {}, {}, WireAnswer::After::Close}
+        answer_ = error ? WireAnswer{kBadRequest, "", {}, {}, WireAnswer::After::kClose}
                         : handler_(TakeRequest());
         if (answer_.delay.count() == 0)
             return Send();
@@ -128,18 +128,18 @@ private:
 
     void Finish() {
         switch (answer_.after) {
-            case WireAnswer::After::KeepOpen:
+            case WireAnswer::After::kKeepOpen:
                 return Read();
-            case WireAnswer::After::Hold:
+            case WireAnswer::After::kHold:
                 return Hold();
-            case WireAnswer::After::Close:
+            case WireAnswer::After::kClose:
                 break;
         }
         Error ignored;
         stream_.socket().shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
         // What the peer still sends is read away: closing over it would reset the connection and
         // could cost the peer the end of the answer.
-        answer_.after = WireAnswer::After::Close;
+        answer_.after = WireAnswer::After::kClose;
         stream_.expires_after(std::chrono::seconds(2));
         ReadAway();
     }

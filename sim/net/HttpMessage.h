@@ -20,13 +20,13 @@ struct HttpRequest {
 
 /// What goes over the wire in answer, byte for byte: a device may break HTTP as it likes.
 struct WireAnswer {
-    enum class After { KeepOpen, Close, Hold };
+    enum class After { kKeepOpen, kClose, kHold };
 
     std::string bytes;
     std::string endlessTail;                    ///< repeated until the peer leaves; "" = no tail
     std::chrono::milliseconds delay{0};         ///< before the first byte
     std::chrono::milliseconds byteInterval{0};  ///< 0 = all at once, else one byte each interval
-    After after = After::Close;                 ///< Hold: neither answer further nor close
+    After after = After::kClose;                ///< kHold: neither answer further nor close
 };
 
 /// Runs on an I/O thread; must not block and must not throw.

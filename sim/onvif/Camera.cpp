@@ -13,20 +13,21 @@ struct Slot {
     ClipKind clip;
 };
 
-constexpr std::array<Slot, 3> kH264First = {{{"main", "mainStream", ClipKind::H264Main},
-                                             {"sub", "subStream", ClipKind::H264Sub},
-                                             {"third", "thirdStream", ClipKind::H265Main}}};
-constexpr std::array<Slot, 3> kH265First = {{{"main", "mainStream", ClipKind::H265Main},
-                                             {"sub", "subStream", ClipKind::H264Sub},
-                                             {"third", "thirdStream", ClipKind::H264Main}}};
+constexpr std::array<Slot, 3> kH264First = {{{"main", "mainStream", ClipKind::kH264Main},
+                                             {"sub", "subStream", ClipKind::kH264Sub},
+                                             {"third", "thirdStream", ClipKind::kH265Main}}};
+constexpr std::array<Slot, 3> kH265First = {{{"main", "mainStream", ClipKind::kH265Main},
+                                             {"sub", "subStream", ClipKind::kH264Sub},
+                                             {"third", "thirdStream", ClipKind::kH264Main}}};
 
 std::string RealPassword(const CameraConfig& config) {
-    return config.faults.Has(Fault::WrongPassword) ? config.password + "-changed" : config.password;
+    return config.faults.Has(Fault::kWrongPassword) ? config.password + "-changed"
+                                                    : config.password;
 }
 
 XmlStyle StyleOf(const CameraConfig& config) {
     XmlStyle style = config.personality != nullptr ? config.personality->xml : XmlStyle();
-    style.references = config.faults.Has(Fault::References);
+    style.references = config.faults.Has(Fault::kReferences);
     return style;
 }
 
@@ -37,22 +38,22 @@ Camera::Camera(CameraConfig config)
       realPassword_(RealPassword(config_)),
       style_(StyleOf(config_)),
       verifier_(config_.user, realPassword_) {
-    if (const FaultRule* rule = config_.faults.Find(Fault::Profiles))
+    if (const FaultRule* rule = config_.faults.Find(Fault::kProfiles))
         config_.profiles = static_cast<int>(rule->Number());
 }
 
 std::time_t Camera::Clock() const {
-    const FaultRule* rule = faults().Find(Fault::WrongClock);
+    const FaultRule* rule = faults().Find(Fault::kWrongClock);
     return std::time(nullptr) + (rule ? rule->Number() : 0);
 }
 
 std::string Camera::MediaPath() const {
-    const FaultRule* rule = faults().Find(Fault::MediaPath);
+    const FaultRule* rule = faults().Find(Fault::kMediaPath);
     return rule ? rule->value : kMediaPath;
 }
 
 std::string Camera::ProfileToken(int position) const {
-    const FaultRule* rule = faults().Find(Fault::Token);
+    const FaultRule* rule = faults().Find(Fault::kToken);
     return (rule ? rule->value : personality().tokenPrefix) + std::to_string(position);
 }
 

@@ -85,8 +85,8 @@ HttpAnswer CameraService::Call(const HttpRequest& request, const SoapRequest& so
     if (operation == nullptr)
         throw SoapFault::ActionNotSupported(name);
     CheckLogin(*operation, soap);
-    if (const FaultRule* rule = camera_.faults().Find(Fault::SoapFaultAnswer, name))
-        throw SoapFault(SoapFault::Code::Receiver, {rule->value}, "The camera is out of order");
+    if (const FaultRule* rule = camera_.faults().Find(Fault::kSoapFaultAnswer, name))
+        throw SoapFault(SoapFault::Code::kReceiver, {rule->value}, "The camera is out of order");
     HttpAnswer answer;
     answer.body = WriteEnvelope(camera_, name, [&](XmlWriter& out) {
         ServiceCall call{camera_, soap, request.localAddress, out};
@@ -100,7 +100,7 @@ HttpAnswer CameraService::Refuse(const std::string& operation, const SoapFault& 
     const Personality& personality = camera_.personality();
     const bool login = !fault.subcodes().empty() && fault.subcodes().front() == "NotAuthorized";
     HttpAnswer answer;
-    answer.status = fault.code() == SoapFault::Code::Receiver ? 500 : 400;
+    answer.status = fault.code() == SoapFault::Code::kReceiver ? 500 : 400;
     if (login)
         answer.status = personality.authStatus;
     else if (personality.faultStatus != 0)
@@ -110,14 +110,14 @@ HttpAnswer CameraService::Refuse(const std::string& operation, const SoapFault& 
 }
 
 void CameraService::CheckLogin(const Operation& operation, const SoapRequest& soap) {
-    if (!camera_.NeedsLogin() || operation.login == Login::NotNeeded)
+    if (!camera_.NeedsLogin() || operation.login == Login::kNotNeeded)
         return;
     const bool mayBeMissing =
-        operation.login == Login::Optional && camera_.personality().openCapabilities;
+        operation.login == Login::kOptional && camera_.personality().openCapabilities;
     if (mayBeMissing && !soap.token())
         return;
     const auto result = camera_.verifier().Verify(soap.token(), camera_.Clock());
-    if (result == TokenVerifier::Result::Accepted)
+    if (result == TokenVerifier::Result::kAccepted)
         return;
     camera_.stats().CountAuthFailure(TokenVerifier::Name(result));
     throw SoapFault::NotAuthorized();

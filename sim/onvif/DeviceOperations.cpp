@@ -13,7 +13,7 @@ using ns::Device;
 using ns::Schema;
 
 std::string MediaXAddr(const ServiceCall& call) {
-    if (const FaultRule* rule = call.Fault(Fault::MediaXAddrJunk))
+    if (const FaultRule* rule = call.Fault(Fault::kMediaXAddrJunk))
         return rule->value;
     return call.camera.ServiceUrl(call.host, call.camera.MediaPath());
 }
@@ -85,7 +85,7 @@ void CheckCategories(const ServiceCall& call) {
             if (value == known)
                 return;
         }
-        throw SoapFault(SoapFault::Code::Receiver, {"ActionNotSupported", "NoSuchService"},
+        throw SoapFault(SoapFault::Code::kReceiver, {"ActionNotSupported", "NoSuchService"},
                         "No such service category");
     }
 }
@@ -130,12 +130,12 @@ void WriteVendorExtension(ServiceCall& call) {
 void GetCapabilities(ServiceCall& call) {
     CheckCategories(call);
     XmlScope response(call.out, Device, "GetCapabilitiesResponse");
-    if (call.Fault(Fault::CapabilitiesEmpty))
+    if (call.Fault(Fault::kCapabilitiesEmpty))
         return;
     XmlScope capabilities(call.out, Device, "Capabilities");
     if (Wants(call, "Device"))
         WriteDeviceCapability(call);
-    if (Wants(call, "Media") && !call.Fault(Fault::NoMedia))
+    if (Wants(call, "Media") && !call.Fault(Fault::kNoMedia))
         WriteMediaCapability(call);
     WriteVendorExtension(call);
 }
@@ -152,7 +152,7 @@ void WriteService(ServiceCall& call, std::string_view space, const std::string& 
 void GetServices(ServiceCall& call) {
     XmlScope response(call.out, Device, "GetServicesResponse");
     WriteService(call, Device, call.camera.ServiceUrl(call.host, kDevicePath));
-    if (!call.Fault(Fault::NoMedia))
+    if (!call.Fault(Fault::kNoMedia))
         WriteService(call, ns::Media, MediaXAddr(call));
 }
 
@@ -185,12 +185,12 @@ void WriteUri(ServiceCall& call, std::string_view space, std::string_view elemen
 
 const std::vector<Operation>& DeviceOperations() {
     static const std::vector<Operation> operations = {
-        {Device, "GetSystemDateAndTime", Login::NotNeeded, GetSystemDateAndTime},
-        {Device, "GetDeviceInformation", Login::Needed, GetDeviceInformation},
-        {Device, "GetCapabilities", Login::Optional, GetCapabilities},
-        {Device, "GetServices", Login::Optional, GetServices},
-        {Device, "GetScopes", Login::Needed, GetScopes},
-        {Device, "GetHostname", Login::Optional, GetHostname},
+        {Device, "GetSystemDateAndTime", Login::kNotNeeded, GetSystemDateAndTime},
+        {Device, "GetDeviceInformation", Login::kNeeded, GetDeviceInformation},
+        {Device, "GetCapabilities", Login::kOptional, GetCapabilities},
+        {Device, "GetServices", Login::kOptional, GetServices},
+        {Device, "GetScopes", Login::kNeeded, GetScopes},
+        {Device, "GetHostname", Login::kOptional, GetHostname},
     };
     return operations;
 }

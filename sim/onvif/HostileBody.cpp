@@ -65,17 +65,17 @@ HttpAnswer Redirection(const std::string& location) {
 
 std::optional<HttpAnswer> HostileAnswer(const Camera& camera, const std::string& operation) {
     const auto has = [&](Fault fault) { return camera.faults().Find(fault, operation); };
-    if (has(Fault::NonXml))
+    if (has(Fault::kNonXml))
         return Answer(200, "text/plain", std::string(kJunk, sizeof kJunk - 1));
-    if (has(Fault::NotSoap))
+    if (has(Fault::kNotSoap))
         return SoapBody("<?xml version=\"1.0\"?><camera><status>fine</status></camera>");
-    if (has(Fault::Http500Html))
+    if (has(Fault::kHttp500Html))
         return Answer(500, "text/html", "<html><body><h1>Internal Error<br></body></html>");
-    if (const FaultRule* rule = has(Fault::Redirect))
+    if (const FaultRule* rule = has(Fault::kRedirect))
         return Redirection(rule->value);
-    if (has(Fault::Entities))
+    if (has(Fault::kEntities))
         return SoapBody(EntityBomb(operation));
-    if (const FaultRule* rule = has(Fault::DeepNesting))
+    if (const FaultRule* rule = has(Fault::kDeepNesting))
         return Nested(camera, operation, rule->Number());
     return std::nullopt;
 }

@@ -22,7 +22,7 @@ int HugeCount(const FaultRule& rule) {
 
 void GetProfiles(ServiceCall& call) {
     XmlScope response(call.out, Media, "GetProfilesResponse");
-    const FaultRule* huge = call.Fault(Fault::HugeProfiles);
+    const FaultRule* huge = call.Fault(Fault::kHugeProfiles);
     const int count = huge ? HugeCount(*huge) : call.camera.ProfileCount();
     for (int i = 0; i < count; ++i)
         WriteProfile(call.out, call.camera, call.camera.Profile(i), "Profiles");
@@ -56,13 +56,13 @@ void CheckStreamSetup(const ServiceCall& call) {
 }
 
 std::string StreamUri(const ServiceCall& call, int profile) {
-    if (call.Fault(Fault::EmptyUri))
+    if (call.Fault(Fault::kEmptyUri))
         return "";
-    if (const FaultRule* rule = call.Fault(Fault::ShortUri))
+    if (const FaultRule* rule = call.Fault(Fault::kShortUri))
         return rule->value;
-    const FaultRule* other = call.Fault(Fault::OtherHost);
+    const FaultRule* other = call.Fault(Fault::kOtherHost);
     std::string uri = call.camera.StreamUrl(other ? other->value : call.host, profile);
-    if (call.Fault(Fault::Rtsps))
+    if (call.Fault(Fault::kRtsps))
         uri.replace(0, 4, "rtsps");
     return uri;
 }
@@ -96,10 +96,10 @@ void GetVideoSources(ServiceCall& call) {
 
 const std::vector<Operation>& MediaOperations() {
     static const std::vector<Operation> operations = {
-        {Media, "GetProfiles", Login::Needed, GetProfiles},
-        {Media, "GetProfile", Login::Needed, GetProfile},
-        {Media, "GetStreamUri", Login::Needed, GetStreamUri},
-        {Media, "GetVideoSources", Login::Needed, GetVideoSources},
+        {Media, "GetProfiles", Login::kNeeded, GetProfiles},
+        {Media, "GetProfile", Login::kNeeded, GetProfile},
+        {Media, "GetStreamUri", Login::kNeeded, GetStreamUri},
+        {Media, "GetVideoSources", Login::kNeeded, GetVideoSources},
     };
     return operations;
 }

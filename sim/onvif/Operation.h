@@ -22,7 +22,7 @@ struct ServiceCall {
     }
 };
 
-enum class Login { Needed, Optional, NotNeeded };
+enum class Login { kNeeded, kOptional, kNotNeeded };
 
 struct Operation {
     std::string_view space;

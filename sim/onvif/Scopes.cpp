@@ -21,7 +21,7 @@ namespace {
 
 std::string NameScope(const Camera& camera) {
     const std::string& name = camera.config().name;
-    return camera.faults().Has(Fault::DiscoveryPlainName) ? name : PercentEncode(name);
+    return camera.faults().Has(Fault::kDiscoveryPlainName) ? name : PercentEncode(name);
 }
 
 }  // namespace
@@ -29,7 +29,7 @@ std::string NameScope(const Camera& camera) {
 std::vector<std::string> ScopesOf(const Camera& camera) {
     const std::string base = "onvif://www.onvif.org/";
     std::vector<std::string> scopes = {base + "Profile/Streaming", base + "type/video_encoder"};
-    if (!camera.faults().Has(Fault::DiscoveryNoName))
+    if (!camera.faults().Has(Fault::kDiscoveryNoName))
         scopes.push_back(base + "name/" + NameScope(camera));
     scopes.push_back(base + "hardware/" + PercentEncode(camera.config().hardware));
     scopes.push_back(base + "location/" + PercentEncode(camera.config().location));

@@ -46,7 +46,7 @@ Simulator::~Simulator() {
 
 void Simulator::OpenPort(Camera& camera, CameraService& service) {
     const CameraConfig& config = camera.config();
-    if (camera.faults().Has(Fault::Refused)) {
+    if (camera.faults().Has(Fault::kRefused)) {
         camera.SetPort(http_.Reserve(config.bind, config.port));
         return;
     }

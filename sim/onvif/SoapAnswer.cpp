@@ -41,8 +41,8 @@ void WriteAddressing(XmlWriter& out, const std::string& operation) {
 bool HasHeader(const Camera& camera, const std::string& operation) {
     const Personality& personality = camera.personality();
     return personality.securityHeader || personality.vendorHeader || personality.addressingHeader ||
-           camera.faults().Has(Fault::MustUnderstand, operation) ||
-           camera.faults().Has(Fault::DeepSecurity, operation);
+           camera.faults().Has(Fault::kMustUnderstand, operation) ||
+           camera.faults().Has(Fault::kDeepSecurity, operation);
 }
 
 void WriteHeader(XmlWriter& out, const Camera& camera, const std::string& operation) {
@@ -52,23 +52,23 @@ void WriteHeader(XmlWriter& out, const Camera& camera, const std::string& operat
     XmlScope header(out, ns::Soap12, "Header");
     if (personality.addressingHeader)
         WriteAddressing(out, operation);
-    if (const FaultRule* rule = camera.faults().Find(Fault::DeepSecurity, operation))
+    if (const FaultRule* rule = camera.faults().Find(Fault::kDeepSecurity, operation))
         WriteNestedAssertions(out, rule->Number());
     else if (personality.securityHeader)
         WriteSecurity(out, camera);
-    if (personality.vendorHeader || camera.faults().Has(Fault::MustUnderstand, operation))
+    if (personality.vendorHeader || camera.faults().Has(Fault::kMustUnderstand, operation))
         WriteVendorBlock(out);
 }
 
 const char* CodeName(SoapFault::Code code) {
     switch (code) {
-        case SoapFault::Code::Sender:
+        case SoapFault::Code::kSender:
             return "Sender";
-        case SoapFault::Code::Receiver:
+        case SoapFault::Code::kReceiver:
             return "Receiver";
-        case SoapFault::Code::VersionMismatch:
+        case SoapFault::Code::kVersionMismatch:
             return "VersionMismatch";
-        case SoapFault::Code::MustUnderstand:
+        case SoapFault::Code::kMustUnderstand:
             return "MustUnderstand";
     }
     return "Receiver";

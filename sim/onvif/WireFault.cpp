@@ -16,7 +16,7 @@ WireAnswer Plain(const HttpAnswer& answer, const HttpStyle& style, bool keepAliv
     WireAnswer wire;
     const bool stays = keepAlive && style.keepAlive;
     wire.bytes = WriteAnswer(answer, style, stays);
-    wire.after = stays ? After::KeepOpen : After::Close;
+    wire.after = stays ? After::kKeepOpen : After::kClose;
     return wire;
 }
 
@@ -60,21 +60,21 @@ WireAnswer ToWire(const Camera& camera, const std::string& operation, const Http
     const auto find = [&](Fault fault) { return camera.faults().Find(fault, operation); };
     const auto size = static_cast<long long>(answer.body.size());
 
-    if (find(Fault::Silent))
-        return {"", "", {}, {}, After::Hold};
+    if (find(Fault::kSilent))
+        return {"", "", {}, {}, After::kHold};
     WireAnswer wire;
-    if (const FaultRule* huge = find(Fault::Huge))
+    if (const FaultRule* huge = find(Fault::kHuge))
         wire = Endless(answer, style, huge->value);
-    else if (find(Fault::Truncated))
+    else if (find(Fault::kTruncated))
         wire = WithLength(answer, style, size, answer.body.size() / 2);
-    else if (find(Fault::DropAfterHeaders))
+    else if (find(Fault::kDropAfterHeaders))
         wire = WithLength(answer, style, size, 0);
-    else if (const FaultRule* rule = find(Fault::WrongContentLength))
+    else if (const FaultRule* rule = find(Fault::kWrongContentLength))
         wire = WithLength(answer, style, std::max(0LL, size + rule->Number()), answer.body.size());
     else
         wire = Plain(answer, style, keepAlive);
-    wire.delay = Milliseconds(find(Fault::Delay));
-    wire.byteInterval = Milliseconds(find(Fault::Slow));
+    wire.delay = Milliseconds(find(Fault::kDelay));
+    wire.byteInterval = Milliseconds(find(Fault::kSlow));
     return wire;
 }
 

@@ -16,7 +16,7 @@ public:
 
     struct Target {
         Camera* camera = nullptr;  ///< null = no such camera or profile
-        ClipKind clip = ClipKind::H264Main;
+        ClipKind clip = ClipKind::kH264Main;
         std::string rest;  ///< what follows the profile, with its slash
     };
 

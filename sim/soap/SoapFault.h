@@ -10,7 +10,7 @@ namespace vms::sim {
 /// Thrown by the handling of a request; becomes the fault that the client gets.
 class SoapFault : public std::runtime_error {
 public:
-    enum class Code { Sender, Receiver, VersionMismatch, MustUnderstand };
+    enum class Code { kSender, kReceiver, kVersionMismatch, kMustUnderstand };
 
     SoapFault(Code code, std::vector<std::string> subcodes, const std::string& reason)
         : std::runtime_error(reason), code_(code), subcodes_(std::move(subcodes)) {}
@@ -20,17 +20,17 @@ public:
     const std::vector<std::string>& subcodes() const { return subcodes_; }
 
     static SoapFault NotAuthorized() {
-        return {Code::Sender, {"NotAuthorized"}, "Sender not authorized"};
+        return {Code::kSender, {"NotAuthorized"}, "Sender not authorized"};
     }
     static SoapFault ActionNotSupported(const std::string& action) {
         return {
-            Code::Receiver, {"ActionNotSupported"}, "Optional action not implemented: " + action};
+            Code::kReceiver, {"ActionNotSupported"}, "Optional action not implemented: " + action};
     }
     static SoapFault InvalidArgument(const std::string& detail, const std::string& reason) {
-        return {Code::Sender, {"InvalidArgVal", detail}, reason};
+        return {Code::kSender, {"InvalidArgVal", detail}, reason};
     }
     static SoapFault Malformed(const std::string& reason) {
-        return {Code::Sender, {"WellFormed"}, reason};
+        return {Code::kSender, {"WellFormed"}, reason};
     }
 
 private:

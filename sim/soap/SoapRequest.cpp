@@ -21,7 +21,7 @@ pugi::xml_node CheckedEnvelope(const pugi::xml_document& document) {
     if (name.local != "Envelope")
         throw SoapFault::Malformed("Not a SOAP envelope");
     if (name.space != ns::Soap12)
-        throw SoapFault(SoapFault::Code::VersionMismatch, {}, "SOAP 1.2 is required");
+        throw SoapFault(SoapFault::Code::kVersionMismatch, {}, "SOAP 1.2 is required");
     return root;
 }
 
@@ -60,7 +60,7 @@ void SoapRequest::ReadHeader(pugi::xml_node header) {
             continue;
         const XmlName name = NameOf(block);
         if (MustBeUnderstood(block) && !IsUnderstood(name))
-            throw SoapFault(SoapFault::Code::MustUnderstand, {},
+            throw SoapFault(SoapFault::Code::kMustUnderstand, {},
                             "Header not understood: " + name.local);
         if (name.Is(ns::Security, "Security"))
             ReadToken(block);

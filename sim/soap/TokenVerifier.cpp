@@ -37,20 +37,20 @@ std::optional<std::time_t> ParseUtc(const std::string& text) {
 TokenVerifier::Result TokenVerifier::Verify(const std::optional<UsernameToken>& token,
                                             std::time_t now) {
     if (!token)
-        return Result::Missing;
+        return Result::kMissing;
     if (token->user != user_)
-        return Result::WrongUser;
+        return Result::kWrongUser;
     if (token->passwordType != kPasswordDigestType)
-        return Result::NotDigest;
+        return Result::kNotDigest;
     const auto nonce = DecodeBase64(token->nonce);
     if (!nonce || nonce->empty())
-        return Result::BadNonce;
+        return Result::kBadNonce;
     const auto created = ParseUtc(token->created);
     if (!created || std::llabs(static_cast<long long>(*created) - now) > kWindow)
-        return Result::Stale;
+        return Result::kStale;
     if (!SameText(token->password, PasswordDigest(*nonce, token->created, password_)))
-        return Result::WrongDigest;
-    return Remember(*nonce, now) ? Result::Accepted : Result::Replayed;
+        return Result::kWrongDigest;
+    return Remember(*nonce, now) ? Result::kAccepted : Result::kReplayed;
 }
 
 bool TokenVerifier::Remember(const std::string& key, std::time_t now) {
@@ -74,21 +74,21 @@ void TokenVerifier::ForgetOldest() {
 
 const char* TokenVerifier::Name(Result result) {
     switch (result) {
-        case Result::Accepted:
+        case Result::kAccepted:
             return "accepted";
-        case Result::Missing:
+        case Result::kMissing:
             return "missing";
-        case Result::WrongUser:
+        case Result::kWrongUser:
             return "wrongUser";
-        case Result::NotDigest:
+        case Result::kNotDigest:
             return "notDigest";
-        case Result::BadNonce:
+        case Result::kBadNonce:
             return "badNonce";
-        case Result::Stale:
+        case Result::kStale:
             return "stale";
-        case Result::WrongDigest:
+        case Result::kWrongDigest:
             return "wrongDigest";
-        case Result::Replayed:
+        case Result::kReplayed:
             return "replayed";
     }
     return "unknown";

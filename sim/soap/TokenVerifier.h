@@ -16,14 +16,14 @@ namespace vms::sim {
 class TokenVerifier {
 public:
     enum class Result {
-        Accepted,
-        Missing,
-        WrongUser,
-        NotDigest,
-        BadNonce,
-        Stale,
-        WrongDigest,
-        Replayed
+        kAccepted,
+        kMissing,
+        kWrongUser,
+        kNotDigest,
+        kBadNonce,
+        kStale,
+        kWrongDigest,
+        kReplayed
     };
 
     /// Seconds that a token may be older or newer than the camera's clock.

@@ -6,9 +6,9 @@ namespace vms::sim {
 namespace {
 
 TEST(ClipFile, ComesBackAsItWas) {
-    const Clip clip{ClipKind::H264Sub,
+    const Clip clip{ClipKind::kH264Sub,
                     {{std::string("\0\1key", 5), true}, {"", false}, {"p", false}}};
-    const auto back = UnpackClip(ClipKind::H264Sub, PackClip(clip));
+    const auto back = UnpackClip(ClipKind::kH264Sub, PackClip(clip));
     ASSERT_TRUE(back);
     ASSERT_EQ(back->frames.size(), 3u);
     EXPECT_EQ(back->frames[0].bytes, clip.frames[0].bytes);
@@ -19,21 +19,21 @@ TEST(ClipFile, ComesBackAsItWas) {
 
 TEST(ClipFile, EveryCutThatSplitsAFrameIsRefused) {
     const std::string whole =
-        PackClip({ClipKind::H264Main, {{"key frame", true}, {"rest", false}}});
+        PackClip({ClipKind::kH264Main, {{"key frame", true}, {"rest", false}}});
     const size_t afterFirst = whole.size() - 5 - 4;
     for (size_t length = 0; length < whole.size(); ++length) {
         const bool complete = length == afterFirst;
-        EXPECT_EQ(UnpackClip(ClipKind::H264Main, whole.substr(0, length)).has_value(), complete)
+        EXPECT_EQ(UnpackClip(ClipKind::kH264Main, whole.substr(0, length)).has_value(), complete)
             << length;
     }
 }
 
 TEST(ClipFile, RefusesForeignBytes) {
-    EXPECT_FALSE(UnpackClip(ClipKind::H264Main, "something else entirely"));
-    EXPECT_FALSE(UnpackClip(ClipKind::H264Main,
+    EXPECT_FALSE(UnpackClip(ClipKind::kH264Main, "something else entirely"));
+    EXPECT_FALSE(UnpackClip(ClipKind::kH264Main,
                             "DSCLIP1\n\1\xff\xff\xff\xff"
                             "abc"));
-    EXPECT_FALSE(UnpackClip(ClipKind::H264Main, PackClip({ClipKind::H264Main, {{"p", false}}})));
+    EXPECT_FALSE(UnpackClip(ClipKind::kH264Main, PackClip({ClipKind::kH264Main, {{"p", false}}})));
 }
 
 }  // namespace

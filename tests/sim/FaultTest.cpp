@@ -11,7 +11,7 @@ namespace {
 
 TEST(FaultRule, ReadsOperationAndValue) {
     const FaultRule rule = ParseFaultRule("slow@GetProfiles=250");
-    EXPECT_EQ(rule.fault, Fault::Slow);
+    EXPECT_EQ(rule.fault, Fault::kSlow);
     EXPECT_EQ(rule.operation, "GetProfiles");
     EXPECT_EQ(rule.Number(), 250);
     EXPECT_EQ(ParseFaultRule("fault").operation, "GetCapabilities");
@@ -30,10 +30,10 @@ TEST(FaultSet, ARuleForTheOperationWinsAndOthersDoNotApply) {
     faults.Add(ParseFaultRule("silent@GetStreamUri"));
     faults.Add(ParseFaultRule("delay@GetProfiles=3"));
 
-    EXPECT_EQ(faults.Find(Fault::Delay, "GetProfiles")->Number(), 3);
-    EXPECT_EQ(faults.Find(Fault::Delay, "GetCapabilities")->Number(), 1);
-    EXPECT_TRUE(faults.Has(Fault::Silent, "GetStreamUri"));
-    EXPECT_FALSE(faults.Has(Fault::Silent, "GetProfiles"));
+    EXPECT_EQ(faults.Find(Fault::kDelay, "GetProfiles")->Number(), 3);
+    EXPECT_EQ(faults.Find(Fault::kDelay, "GetCapabilities")->Number(), 1);
+    EXPECT_TRUE(faults.Has(Fault::kSilent, "GetStreamUri"));
+    EXPECT_FALSE(faults.Has(Fault::kSilent, "GetProfiles"));
 }
 
 TEST(FaultAssignment, ReachesTheCamerasNamedAndNoOthers) {
@@ -43,9 +43,9 @@ TEST(FaultAssignment, ReachesTheCamerasNamedAndNoOthers) {
     AssignFault("3:emptyUri", cameras);
 
     EXPECT_EQ(cameras[0].faults.Describe(), std::vector<std::string>{"noMedia"});
-    EXPECT_TRUE(cameras[1].faults.Has(Fault::Silent));
-    EXPECT_TRUE(cameras[2].faults.Has(Fault::Silent));
-    EXPECT_TRUE(cameras[3].faults.Has(Fault::EmptyUri));
+    EXPECT_TRUE(cameras[1].faults.Has(Fault::kSilent));
+    EXPECT_TRUE(cameras[2].faults.Has(Fault::kSilent));
+    EXPECT_TRUE(cameras[3].faults.Has(Fault::kEmptyUri));
     for (const char* bad :
          {"silent", "4:silent", "2-1:silent", "-1:silent", "1-:silent", ":silent", "x:silent"})
         EXPECT_THROW(AssignFault(bad, cameras), std::invalid_argument) << bad;

@@ -22,7 +22,7 @@ SoapFault::Code FaultOf(const std::string& text) {
         return fault.code();
     }
     ADD_FAILURE() << "accepted: " << text;
-    return SoapFault::Code::Receiver;
+    return SoapFault::Code::kReceiver;
 }
 
 TEST(SoapRequest, FindsCallAndTokenByNamespaceNotByPrefix) {
@@ -50,20 +50,20 @@ TEST(SoapRequest, ATokenInAnotherNamespaceIsNone) {
 }
 
 TEST(SoapRequest, RefusesWhatIsNoCall) {
-    EXPECT_EQ(FaultOf(""), SoapFault::Code::Sender);
-    EXPECT_EQ(FaultOf("not xml <"), SoapFault::Code::Sender);
-    EXPECT_EQ(FaultOf("<Envelope"), SoapFault::Code::Sender);
-    EXPECT_EQ(FaultOf("<html/>"), SoapFault::Code::Sender);
-    EXPECT_EQ(FaultOf(Envelope("", "")), SoapFault::Code::Sender);
+    EXPECT_EQ(FaultOf(""), SoapFault::Code::kSender);
+    EXPECT_EQ(FaultOf("not xml <"), SoapFault::Code::kSender);
+    EXPECT_EQ(FaultOf("<Envelope"), SoapFault::Code::kSender);
+    EXPECT_EQ(FaultOf("<html/>"), SoapFault::Code::kSender);
+    EXPECT_EQ(FaultOf(Envelope("", "")), SoapFault::Code::kSender);
     EXPECT_EQ(FaultOf("<!DOCTYPE a [<!ENTITY b \"c\">]>" + Envelope("", "<a/>")),
-              SoapFault::Code::Sender);
+              SoapFault::Code::kSender);
     EXPECT_EQ(FaultOf(Envelope("", "<a/>", "http://schemas.xmlsoap.org/soap/envelope/")),
-              SoapFault::Code::VersionMismatch);
+              SoapFault::Code::kVersionMismatch);
 }
 
 TEST(SoapRequest, RefusesUnknownHeadersThatMustBeUnderstood) {
     EXPECT_EQ(FaultOf(Envelope(R"(<v:Odd xmlns:v="urn:v" x:mustUnderstand="true"/>)", "<a/>")),
-              SoapFault::Code::MustUnderstand);
+              SoapFault::Code::kMustUnderstand);
     EXPECT_NO_THROW(SoapRequest(Envelope(R"(<v:Odd xmlns:v="urn:v"/>)", "<a/>")));
 }
 

@@ -44,48 +44,48 @@ TEST(TokenVerifier, NamesWhatIsWrong) {
     const UsernameToken good = Token("n1", "2024-05-01T12:00:00Z");
     UsernameToken bad = good;
 
-    EXPECT_EQ(verifier.Verify(std::nullopt, kNow), Result::Missing);
+    EXPECT_EQ(verifier.Verify(std::nullopt, kNow), Result::kMissing);
     bad.user = "root";
-    EXPECT_EQ(verifier.Verify(bad, kNow), Result::WrongUser);
+    EXPECT_EQ(verifier.Verify(bad, kNow), Result::kWrongUser);
     bad = good;
     bad.passwordType += "x";
-    EXPECT_EQ(verifier.Verify(bad, kNow), Result::NotDigest);
+    EXPECT_EQ(verifier.Verify(bad, kNow), Result::kNotDigest);
     bad = good;
     bad.nonce = "?";
-    EXPECT_EQ(verifier.Verify(bad, kNow), Result::BadNonce);
+    EXPECT_EQ(verifier.Verify(bad, kNow), Result::kBadNonce);
     EXPECT_EQ(verifier.Verify(Token("n1", "2024-05-01T12:00:00Z", "other"), kNow),
-              Result::WrongDigest);
-    EXPECT_EQ(verifier.Verify(good, kNow), Result::Accepted);
+              Result::kWrongDigest);
+    EXPECT_EQ(verifier.Verify(good, kNow), Result::kAccepted);
 }
 
 TEST(TokenVerifier, KeepsTheWindowOnBothSides) {
     TokenVerifier verifier("admin", "secret");
     const UsernameToken token = Token("n1", "2024-05-01T12:00:00Z");
-    EXPECT_EQ(verifier.Verify(token, kNow + 301), Result::Stale);
-    EXPECT_EQ(verifier.Verify(token, kNow - 301), Result::Stale);
-    EXPECT_EQ(verifier.Verify(token, kNow + 300), Result::Accepted);
+    EXPECT_EQ(verifier.Verify(token, kNow + 301), Result::kStale);
+    EXPECT_EQ(verifier.Verify(token, kNow - 301), Result::kStale);
+    EXPECT_EQ(verifier.Verify(token, kNow + 300), Result::kAccepted);
 }
 
 TEST(TokenVerifier, SeesReplaysForAsLongAsTheTokenIsValid) {
     TokenVerifier verifier("admin", "secret");
     const UsernameToken token = Token("n1", "2024-05-01T12:05:00Z");
-    EXPECT_EQ(verifier.Verify(token, kNow), Result::Accepted);
-    EXPECT_EQ(verifier.Verify(token, kNow), Result::Replayed);
-    EXPECT_EQ(verifier.Verify(token, kNow + 600), Result::Replayed);
-    EXPECT_EQ(verifier.Verify(token, kNow + 601), Result::Stale);
+    EXPECT_EQ(verifier.Verify(token, kNow), Result::kAccepted);
+    EXPECT_EQ(verifier.Verify(token, kNow), Result::kReplayed);
+    EXPECT_EQ(verifier.Verify(token, kNow + 600), Result::kReplayed);
+    EXPECT_EQ(verifier.Verify(token, kNow + 601), Result::kStale);
 }
 
 TEST(TokenVerifier, RememberedNoncesAreBounded) {
     TokenVerifier verifier("admin", "secret");
     const UsernameToken first = Token("first", "2024-05-01T12:00:00Z");
-    EXPECT_EQ(verifier.Verify(first, kNow), Result::Accepted);
+    EXPECT_EQ(verifier.Verify(first, kNow), Result::kAccepted);
     for (size_t i = 0; i + 1 < TokenVerifier::kMaxNonces; ++i) {
         const UsernameToken token = Token("n" + std::to_string(i), "2024-05-01T12:00:00Z");
-        ASSERT_EQ(verifier.Verify(token, kNow), Result::Accepted);
+        ASSERT_EQ(verifier.Verify(token, kNow), Result::kAccepted);
     }
-    EXPECT_EQ(verifier.Verify(first, kNow), Result::Replayed);
-    EXPECT_EQ(verifier.Verify(Token("last", "2024-05-01T12:00:00Z"), kNow), Result::Accepted);
-    EXPECT_EQ(verifier.Verify(first, kNow), Result::Accepted);
+    EXPECT_EQ(verifier.Verify(first, kNow), Result::kReplayed);
+    EXPECT_EQ(verifier.Verify(Token("last", "2024-05-01T12:00:00Z"), kNow), Result::kAccepted);
+    EXPECT_EQ(verifier.Verify(first, kNow), Result::kAccepted);
 }
 
 }  // namespace

@@ -20,7 +20,7 @@ using Api = Tavero_Http_Encode;
 
 constexpr int kConnectedDirectly = 0;
 
-template <std::size_t N>
+template <size_t N>
 Json::Value ToJson(const int32_t (&flags)[N]) {
     Json::Value list(Json::arrayValue);
     for (const int32_t flag : flags)

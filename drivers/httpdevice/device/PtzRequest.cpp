@@ -31,13 +31,13 @@ bool MakeTurn(const __tagTvPtzParam& param, Json::Value& data) {
         return true;
     if (param.turn < 1 || param.turn >= static_cast<int>(kDirections.size()))
         return false;
-    data["direction"] = kDirections[static_cast<std::size_t>(param.turn)];
+    data["direction"] = kDirections[static_cast<size_t>(param.turn)];
     PutSpeed(param.speed, data);
     return true;
 }
 
 void MakeLens(const __tagTvPtzParam& param, Json::Value& data) {
-    data["lens"] = kLenses[static_cast<std::size_t>(param.opt)];
+    data["lens"] = kLenses[static_cast<size_t>(param.opt)];
     if (param.opt >= kOneKeyFocus) {
         data["operation"] = "start";
         return;

@@ -16,7 +16,7 @@ namespace {
 using Api = Tavero_Http_Encode;
 using Files = std::list<__tagTvRecordFile>;
 
-constexpr std::size_t kMaxRecords = 100'000;
+constexpr size_t kMaxRecords = 100'000;
 constexpr std::chrono::seconds kMaxTime{60};
 constexpr int kDaySeconds = 86'400;
 constexpr int kEndOfTime = std::numeric_limits<int32_t>::max();
@@ -91,12 +91,12 @@ std::set<int> DaysOf(const Files& files, int startTime, int endTime) {
         const int end = std::min(file.endTime, OpenEnd(endTime));
         if (begin >= end)
             continue;
-        ++changes[static_cast<std::size_t>(begin / kDaySeconds)];
-        --changes[static_cast<std::size_t>((end - 1) / kDaySeconds) + 1];
+        ++changes[static_cast<size_t>(begin / kDaySeconds)];
+        --changes[static_cast<size_t>((end - 1) / kDaySeconds) + 1];
     }
     std::set<int> dates;
     int running = 0;
-    for (std::size_t day = 0; day < changes.size(); ++day) {
+    for (size_t day = 0; day < changes.size(); ++day) {
         running += changes[day];
         if (running > 0)
             dates.insert(DayNumber(static_cast<int>(day)));

@@ -18,8 +18,8 @@ namespace {
 using Api = Tavero_Http_Encode;
 
 constexpr std::string_view kApiPath = "/api/";
-constexpr std::size_t kMaxPath = 1024;
-constexpr std::size_t kMaxName = 1024;
+constexpr size_t kMaxPath = 1024;
+constexpr size_t kMaxName = 1024;
 constexpr std::chrono::seconds kMaxTime{60};  // for all names of a device
 constexpr const char* kGet = R"({"action":"get"})";
 

@@ -8,8 +8,8 @@
 namespace vms::httpdevice {
 namespace {
 
-constexpr std::size_t kMaxNames = 10'000;
-constexpr std::size_t kMaxAddresses = 16;
+constexpr size_t kMaxNames = 10'000;
+constexpr size_t kMaxAddresses = 16;
 constexpr std::chrono::seconds kFreshTime{60};
 constexpr std::chrono::milliseconds kLookTime{100};
 
@@ -24,8 +24,8 @@ std::string ToText(const ResolvedAddress& address) {
 
 HostLookUp::Result ToResult(const HostResolver::Addresses& addresses, const char* error) {
     HostLookUp::Result result;
-    const std::size_t count = std::min(addresses.size(), kMaxAddresses);
-    for (std::size_t i = 0; i < count; ++i) {
+    const size_t count = std::min(addresses.size(), kMaxAddresses);
+    for (size_t i = 0; i < count; ++i) {
         const std::string text = ToText(addresses[i]);
         if (!text.empty())
             result.addresses += (result.addresses.empty() ? "" : ",") + text;

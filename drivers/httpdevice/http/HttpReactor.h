@@ -77,7 +77,7 @@ private:
     Mutex mutex_;
     CondVar idle_;
     bool stop_ VMS_GUARDED_BY(mutex_) = false;
-    std::size_t underWay_ VMS_GUARDED_BY(mutex_) = 0;  ///< submitted and running
+    size_t underWay_ VMS_GUARDED_BY(mutex_) = 0;  ///< submitted and running
     std::vector<ExchangePtr> submitted_ VMS_GUARDED_BY(mutex_);
     std::multimap<Clock::time_point, Task> tasks_ VMS_GUARDED_BY(mutex_);
 

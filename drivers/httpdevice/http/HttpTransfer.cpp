@@ -8,7 +8,7 @@
 namespace vms::httpdevice {
 namespace {
 
-constexpr std::size_t kMaxHeaderBytes = std::size_t{64} << 10;
+constexpr size_t kMaxHeaderBytes = size_t{64} << 10;
 
 long Ms(std::chrono::milliseconds time) {
     return static_cast<long>(time.count());
@@ -170,11 +170,10 @@ HttpReply HttpTransfer::Finish(CURLcode code) {
     return reply;
 }
 
-std::size_t HttpTransfer::OnData(char* data, std::size_t size, std::size_t count, void* self) {
+size_t HttpTransfer::OnData(char* data, size_t size, size_t count, void* self) {
     auto& transfer = *static_cast<HttpTransfer*>(self);
-    const std::size_t length = size * count;
-    const std::size_t bound =
-        std::min(transfer.request_.bound.bytes, transfer.settings_.maxAnswerBytes);
+    const size_t length = size * count;
+    const size_t bound = std::min(transfer.request_.bound.bytes, transfer.settings_.maxAnswerBytes);
     if (length > bound - transfer.body_.size())
         return transfer.TooLong();
     try {
@@ -185,15 +184,14 @@ std::size_t HttpTransfer::OnData(char* data, std::size_t size, std::size_t count
     return length;
 }
 
-std::size_t HttpTransfer::OnHeader(char* /*data*/, std::size_t size, std::size_t count,
-                                   void* self) {
+size_t HttpTransfer::OnHeader(char* /*data*/, size_t size, size_t count, void* self) {
     auto& transfer = *static_cast<HttpTransfer*>(self);
     transfer.headerBytes_ += size * count;
     return transfer.headerBytes_ > kMaxHeaderBytes ? transfer.TooLong() : size * count;
 }
 
 /// Ends the transfer, when a callback gives this back.
-std::size_t HttpTransfer::TooLong() {
+size_t HttpTransfer::TooLong() {
     tooLong_ = true;
     return 0;
 }

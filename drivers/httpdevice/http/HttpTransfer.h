@@ -54,14 +54,14 @@ public:
     HttpReply NotFound();
 
 private:
-    static std::size_t OnData(char* data, std::size_t size, std::size_t count, void* self);
-    static std::size_t OnHeader(char* data, std::size_t size, std::size_t count, void* self);
+    static size_t OnData(char* data, size_t size, size_t count, void* self);
+    static size_t OnHeader(char* data, size_t size, size_t count, void* self);
     static int OnProgress(void* cancelled, curl_off_t, curl_off_t, curl_off_t, curl_off_t);
 
     void SetConstantOptions();
     void AddHeader(const std::string& line);
     void LookUpHost();
-    std::size_t TooLong();
+    size_t TooLong();
 
     CURL* const curl_;
     const FamilySettings settings_;
@@ -72,7 +72,7 @@ private:
     std::string hostAndPort_;             ///< as libcurl keeps addresses
     std::shared_ptr<HostLookUp> lookUp_;  ///< null when the URL has an address
     std::string body_;
-    std::size_t headerBytes_ = 0;
+    size_t headerBytes_ = 0;
     bool tooLong_ = false;
     char error_[CURL_ERROR_SIZE] = "";
 };

@@ -9,8 +9,8 @@
 namespace vms::httpdevice {
 namespace {
 
-constexpr std::size_t kJobThreads = 2;
-constexpr std::size_t kLoginThreads = 2;
+constexpr size_t kJobThreads = 2;
+constexpr size_t kLoginThreads = 2;
 constexpr std::chrono::milliseconds kPollTime{5};
 constexpr std::chrono::milliseconds kLogoutTime{1000};
 

@@ -9,7 +9,7 @@
 
 namespace vms::httpdevice {
 
-JobPool::JobPool(std::size_t threads) {
+JobPool::JobPool(size_t threads) {
     while (threads_.size() < threads) {
         try {
             threads_.emplace_back([this] { Work(); });

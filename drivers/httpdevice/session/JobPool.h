@@ -17,7 +17,7 @@ public:
     using Job = std::function<void()>;
 
     /// @throws std::system_error when not even one thread can be had
-    explicit JobPool(std::size_t threads);
+    explicit JobPool(size_t threads);
     /// Stops.
     ~JobPool();
     JobPool(const JobPool&) = delete;

@@ -14,8 +14,8 @@
 namespace vms::httpdevice {
 namespace {
 
-constexpr std::size_t kBlockSize = 16;
-constexpr std::size_t kBlockBase64 = 24;  // with two characters of padding
+constexpr size_t kBlockSize = 16;
+constexpr size_t kBlockBase64 = 24;  // with two characters of padding
 
 using Block = std::array<unsigned char, kBlockSize>;
 

@@ -84,7 +84,7 @@ uint16_t AudioRate(uint8_t codec, uint32_t rate) {
 }  // namespace
 
 bool IsDeviceFrame(const char* data, int length) {
-    const auto size = static_cast<std::size_t>(length);
+    const auto size = static_cast<size_t>(length);
     return data != nullptr && length > static_cast<int>(kFrameHeaderSize) &&
            ntohl(LittleFieldAt<uint32_t>(data, 0)) == size - kFrameHeaderSize &&
            LittleFieldAt<uint8_t>(data, 4) <= kVideo;
@@ -110,7 +110,7 @@ DeviceFrame ReadDeviceFrame(const char* data) {
 }
 
 std::string MakeTalkFrame(AudioCodec codec, int rate, uint32_t serial, uint64_t timestampMs,
-                          const char* data, std::size_t length) {
+                          const char* data, size_t length) {
     std::string frame(kFrameHeaderSize, '\0');
     SetLittleField(frame.data(), 0, htonl(static_cast<uint32_t>(length)));
     SetLittleField(frame.data(), 4, uint8_t{kAudio});

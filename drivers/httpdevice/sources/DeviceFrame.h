@@ -9,7 +9,7 @@
 namespace vms::httpdevice {
 
 /// Bytes in front of the payload of a device's media frame.
-inline constexpr std::size_t kFrameHeaderSize = 36;
+inline constexpr size_t kFrameHeaderSize = 36;
 
 /// What the header of a device's frame says.
 struct DeviceFrame {
@@ -29,6 +29,6 @@ DeviceFrame ReadDeviceFrame(const char* data);
 /// A frame of audio for the device's speaker. Re-entrant.
 /// @param codec,rate as agreed. @param serial counts the frames of the talk
 std::string MakeTalkFrame(AudioCodec codec, int rate, uint32_t serial, uint64_t timestampMs,
-                          const char* data, std::size_t length);
+                          const char* data, size_t length);
 
 }  // namespace vms::httpdevice

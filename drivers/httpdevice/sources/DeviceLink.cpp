@@ -250,7 +250,7 @@ void DeviceLink::Refuse(int len) {
 }
 
 void DeviceLink::OnText(const char* data, int len) {
-    const std::string_view text(data, static_cast<std::size_t>(len));
+    const std::string_view text(data, static_cast<size_t>(len));
     if (!kShortAnswer.Takes(text))
         return Refuse(len);
     Json::Value message;

@@ -11,7 +11,7 @@
 namespace vms::httpdevice {
 namespace {
 
-constexpr std::size_t kMaxToken = 512;
+constexpr size_t kMaxToken = 512;
 
 }  // namespace
 

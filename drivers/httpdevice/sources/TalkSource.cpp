@@ -11,8 +11,8 @@
 namespace vms::httpdevice {
 namespace {
 
-constexpr std::size_t kMaxWaiting = 50;
-constexpr std::size_t kMaxWaitingBytes = std::size_t{1} << 20;
+constexpr size_t kMaxWaiting = 50;
+constexpr size_t kMaxWaitingBytes = size_t{1} << 20;
 
 bool IsCodec(int code) {
     return code == static_cast<int>(AudioCodec::kALaw) ||
@@ -57,7 +57,7 @@ int TalkSource::StartTalk(int channel, int param) {
 void TalkSource::SendTalkData(const char* data, int length) {
     if (data == nullptr || length <= 0)
         return;
-    std::string audio(data, static_cast<std::size_t>(length));
+    std::string audio(data, static_cast<size_t>(length));
     MutexLock lock(mutex_);
     if (agreed_)
         return Send(audio);

@@ -55,7 +55,7 @@ private:
     uint32_t serial_ VMS_GUARDED_BY(mutex_) = 0;
     uint32_t lost_ VMS_GUARDED_BY(mutex_) = 0;  ///< frames that the connection did not take
     std::deque<std::string> waiting_ VMS_GUARDED_BY(mutex_);
-    std::size_t waitingBytes_ VMS_GUARDED_BY(mutex_) = 0;
+    size_t waitingBytes_ VMS_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace vms::httpdevice

@@ -148,8 +148,8 @@ std::vector<std::string> MediaFileDevice::ChannelNames() {
         names.push_back(folder.filename().string());
     MutexLock lock(mutex_);
     for (const auto& [channel, name] : names_) {
-        if (static_cast<std::size_t>(channel) < names.size())
-            names[static_cast<std::size_t>(channel)] = name;
+        if (static_cast<size_t>(channel) < names.size())
+            names[static_cast<size_t>(channel)] = name;
     }
     return names;
 }

@@ -8,7 +8,7 @@ namespace {
 
 constexpr int kMaxPreset = 255;
 constexpr int kMaxCruise = 31;
-constexpr std::size_t kMaxStops = 64;
+constexpr size_t kMaxStops = 64;
 constexpr int kMinDwell = 1;  // s; a tour without any would never rest
 constexpr int kMaxDwell = 3600;
 constexpr double kFar = 360;

@@ -61,7 +61,7 @@ private:
     struct Tour {
         int index = -1;
         std::vector<Stop> stops;
-        std::size_t next = 0;  ///< the stop the head is moving to or dwelling at
+        size_t next = 0;  ///< the stop the head is moving to or dwelling at
     };
 
     /// Brings a running cruise up to date. @return the current time

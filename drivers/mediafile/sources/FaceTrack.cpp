@@ -19,9 +19,9 @@ namespace fs = std::filesystem;
 namespace vms::mediafile {
 namespace {
 
-constexpr std::size_t kMaxPictureBytes = 4 * 1024 * 1024 - 1;
-constexpr std::size_t kMaxSidecarBytes = 16 * 1024 * 1024;
-constexpr std::size_t kMaxPictures = 256;
+constexpr size_t kMaxPictureBytes = 4 * 1024 * 1024 - 1;
+constexpr size_t kMaxSidecarBytes = 16 * 1024 * 1024;
+constexpr size_t kMaxPictures = 256;
 constexpr double kMaxSeconds = 24 * 3600;
 constexpr int64_t kPauseAfterLastMs = 1000;
 
@@ -43,7 +43,7 @@ std::vector<char> ReadFile(const Source& source, const char* name, std::size_t m
     std::vector<char> bytes(size);
     std::ifstream stream(file, std::ios::binary);
     stream.read(bytes.data(), static_cast<std::streamsize>(size));
-    bytes.resize(static_cast<std::size_t>(std::max<std::streamsize>(stream.gcount(), 0)));
+    bytes.resize(static_cast<size_t>(std::max<std::streamsize>(stream.gcount(), 0)));
     return bytes;
 }
 
@@ -51,7 +51,7 @@ std::vector<char> DecodeBase64(const std::string& text) {
     std::vector<char> bytes(AV_BASE64_DECODE_SIZE(text.size()) + 1);
     const int size = av_base64_decode(reinterpret_cast<uint8_t*>(bytes.data()), text.c_str(),
                                       static_cast<int>(bytes.size()));
-    bytes.resize(static_cast<std::size_t>(std::max(size, 0)));
+    bytes.resize(static_cast<size_t>(std::max(size, 0)));
     return bytes;
 }
 

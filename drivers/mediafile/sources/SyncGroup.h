@@ -17,7 +17,7 @@ namespace vms::mediafile {
 /// What a synchronous session and the sources of its channels share. Thread-safe.
 class SyncGroup {
 public:
-    static constexpr std::size_t kMaxChannels = 16;
+    static constexpr size_t kMaxChannels = 16;
 
     /// @param fileTypes mask of the recordings to play, 0 = all
     SyncGroup(std::shared_ptr<const RecordingIndex> index, int fileTypes)

@@ -57,7 +57,7 @@ void TalkSink::SendTalkData(const char* data, int length) {
     if (data == nullptr || length <= 0)
         return;
     MutexLock lock(mutex_);
-    if (file_ == nullptr || file_->Append(data, static_cast<std::size_t>(length)))
+    if (file_ == nullptr || file_->Append(data, static_cast<size_t>(length)))
         return;
     VMS_LOG(2, "TalkSink", "talk ends early: disk full or too long");
     file_.reset();

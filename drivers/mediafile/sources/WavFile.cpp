@@ -13,7 +13,7 @@
 namespace vms::mediafile {
 namespace {
 
-constexpr std::size_t kHeaderSize = 58;
+constexpr size_t kHeaderSize = 58;
 constexpr uint32_t kRate = 8000;
 constexpr uint32_t kMaxBytes = 256U * 1024 * 1024;
 constexpr uint16_t kFormatALaw = 6;
@@ -33,7 +33,7 @@ public:
 
 private:
     std::array<unsigned char, kHeaderSize> bytes_{};
-    std::size_t used_ = 0;
+    size_t used_ = 0;
 };
 
 void WriteFormat(HeaderWriter& header, uint16_t format) {
@@ -78,7 +78,7 @@ WavFile::~WavFile() {
     WriteHeader();
 }
 
-bool WavFile::Append(const char* data, std::size_t size) {
+bool WavFile::Append(const char* data, size_t size) {
     if (size > kMaxBytes - size_ || std::fwrite(data, 1, size, file_.get()) != size)
         return false;
     size_ += static_cast<uint32_t>(size);

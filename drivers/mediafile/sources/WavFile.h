@@ -23,7 +23,7 @@ public:
     WavFile& operator=(const WavFile&) = delete;
 
     /// @return false when the disk is full or the file has reached its longest (256 MiB)
-    bool Append(const char* data, std::size_t size);
+    bool Append(const char* data, size_t size);
 
 private:
     struct FileCloser {

@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "sim/httpdevice/ActionRequest.h"
 #include "sim/httpdevice/DeviceConfigFile.h"
+#include "sim/httpdevice/media/ActionRequest.h"
 
 namespace vms::sim::httpdevice {
 namespace {
@@ -33,9 +33,9 @@ TEST(DeviceFile, DefaultsCountsAndFaultsAdd) {
     ASSERT_EQ(devices.size(), 3u);
     EXPECT_TRUE(devices[1].recorder);
     EXPECT_EQ(devices[1].port, 9001);
-    EXPECT_EQ(devices[1].audio, AudioCodec::Aac);
+    EXPECT_EQ(devices[1].audio, AudioCodec::kAac);
     EXPECT_EQ(devices[2].password, "p");
-    EXPECT_EQ(devices[2].login, LoginFamily::Quorix);
+    EXPECT_EQ(devices[2].login, LoginFamily::kQuorix);
     EXPECT_FALSE(devices[2].version6);
     AssignDeviceFault("1-2:halfOpen", devices);
     FaultBoard board;
@@ -63,14 +63,14 @@ TEST(FaultBoard, EndpointRulesWinAndCountsRunOut) {
     board.Add(ParseDeviceFault("delay=1"));
     board.Add(ParseDeviceFault("delay@login=2"));
     board.Add(ParseDeviceFault("eventsDrop=2"));
-    EXPECT_EQ(board.Find(DeviceFault::Delay, "login"), 2);
-    EXPECT_EQ(board.Find(DeviceFault::Delay, "logout"), 1);
-    EXPECT_TRUE(board.TakeOne(DeviceFault::EventsDrop));
-    EXPECT_TRUE(board.TakeOne(DeviceFault::EventsDrop));
-    EXPECT_FALSE(board.TakeOne(DeviceFault::EventsDrop));
+    EXPECT_EQ(board.Find(DeviceFault::kDelay, "login"), 2);
+    EXPECT_EQ(board.Find(DeviceFault::kDelay, "logout"), 1);
+    EXPECT_TRUE(board.TakeOne(DeviceFault::kEventsDrop));
+    EXPECT_TRUE(board.TakeOne(DeviceFault::kEventsDrop));
+    EXPECT_FALSE(board.TakeOne(DeviceFault::kEventsDrop));
     board.Remove(ParseDeviceFault("delay"));
-    EXPECT_EQ(board.Find(DeviceFault::Delay, "logout"), std::nullopt);
-    EXPECT_EQ(board.Find(DeviceFault::Delay, "login"), 2);
+    EXPECT_EQ(board.Find(DeviceFault::kDelay, "logout"), std::nullopt);
+    EXPECT_EQ(board.Find(DeviceFault::kDelay, "login"), 2);
 }
 
 TEST(ActionRequest, TextsThatAreNoRequestHaveNoAction) {

@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "sim/httpdevice/AnswerFault.h"
-#include "sim/httpdevice/AudioTracks.h"
-#include "sim/httpdevice/DeviceApi.h"
-#include "sim/httpdevice/Sha256.h"
-#include "sim/httpdevice/StreamFault.h"
+#include "sim/httpdevice/api/DeviceApi.h"
+#include "sim/httpdevice/api/Sha256.h"
+#include "sim/httpdevice/faults/AnswerFault.h"
+#include "sim/httpdevice/faults/StreamFault.h"
+#include "sim/httpdevice/media/AudioTracks.h"
 
 namespace vms::sim::httpdevice {
 namespace {
@@ -52,11 +52,11 @@ TEST(StreamFault, CountsMediaFramesOfTheConnection) {
     Batch first = ThreeFrames();
     fault.Apply(first);
     EXPECT_EQ(first.messages.size(), 4u);
-    EXPECT_EQ(first.end, Batch::End::Stay);
+    EXPECT_EQ(first.end, Batch::End::kStay);
     Batch second = ThreeFrames();
     fault.Apply(second);
     EXPECT_EQ(second.messages.size(), 2u) << "the text and the fourth frame";
-    EXPECT_EQ(second.end, Batch::End::Abort);
+    EXPECT_EQ(second.end, Batch::End::kAbort);
 }
 
 TEST(StreamFault, SpoilsFramesAndLeavesTextsAlone) {
@@ -87,7 +87,7 @@ TEST(AudioTracks, CompandingAgreesWithAnotherImplementation) {
 }
 
 TEST(AudioTracks, AacFramesCarryTheirLength) {
-    const SharedTrack track = MakeAudioTrack(AudioCodec::Aac);
+    const SharedTrack track = MakeAudioTrack(AudioCodec::kAac);
     ASSERT_GE(track->frames.size(), 60u);
     for (const Track::Frame& frame : track->frames) {
         const std::string& unit = *frame.payload;

@@ -1,4 +1,4 @@
-#include "sim/httpdevice/MediaStream.h"
+#include "sim/httpdevice/media/MediaStream.h"
 
 #include <gtest/gtest.h>
 
@@ -24,8 +24,8 @@ struct Playing {
     explicit Playing(StreamMode mode, int64_t startMs, int64_t endMs)
         : clock(std::make_shared<MediaClock>(startMs, true, now)),
           stream(mode,
-                 {MakeTrack(FrameHeader::Kind::Video, 40, 25),
-                  MakeTrack(FrameHeader::Kind::Audio, 40, 1)},
+                 {MakeTrack(FrameHeader::Kind::kVideo, 40, 25),
+                  MakeTrack(FrameHeader::Kind::kAudio, 40, 1)},
                  {Recordings(), startMs, endMs, 0}, clock, now) {}
 
     static std::shared_ptr<const Timeline> Recordings() {
@@ -71,7 +71,7 @@ TEST(FrameHeader, SurvivesTheWire) {
 }
 
 TEST(MediaStream, PacesFramesByTheClock) {
-    Playing playing(StreamMode::Playback, kMidnightMs, kMidnightMs + kHourMs);
+    Playing playing(StreamMode::kPlayback, kMidnightMs, kMidnightMs + kHourMs);
     const auto first = playing.After(milliseconds(0));
     ASSERT_EQ(first.size(), 2u);
     EXPECT_EQ(first[0].frameType, 1);
@@ -86,13 +86,13 @@ TEST(MediaStream, PacesFramesByTheClock) {
 }
 
 TEST(MediaStream, HighSpeedSendsKeyFramesAloneAndComesBackOnOne) {
-    Playing playing(StreamMode::Playback, kMidnightMs, kMidnightMs + kHourMs);
+    Playing playing(StreamMode::kPlayback, kMidnightMs, kMidnightMs + kHourMs);
     playing.clock->SetSpeed(playing.now, 8, false);
     for (const FrameHeader& header : playing.After(milliseconds(1100)))
         EXPECT_EQ(header.frameType, 1);
     playing.clock->SetSpeed(playing.now, 1, false);
     for (const FrameHeader& header : playing.After(milliseconds(2000))) {
-        if (header.kind == FrameHeader::Kind::Audio)
+        if (header.kind == FrameHeader::Kind::kAudio)
             continue;
         EXPECT_EQ(header.frameType, 1);
         break;
@@ -101,7 +101,7 @@ TEST(MediaStream, HighSpeedSendsKeyFramesAloneAndComesBackOnOne) {
 
 TEST(MediaStream, PlaybackTakesItsClockOverAGap) {
     const int64_t quiet = kMidnightMs + 2 * kHourMs;
-    Playing playing(StreamMode::Playback, quiet - 1000, quiet + 4 * kHourMs);
+    Playing playing(StreamMode::kPlayback, quiet - 1000, quiet + 4 * kHourMs);
     std::vector<FrameHeader> all = playing.After(milliseconds(1000));
     for (const FrameHeader& header : playing.After(milliseconds(200)))
         all.push_back(header);
@@ -115,7 +115,7 @@ TEST(MediaStream, PlaybackTakesItsClockOverAGap) {
 
 TEST(MediaStream, SynchronousChannelWaitsThroughAGap) {
     const int64_t quiet = kMidnightMs + 2 * kHourMs;
-    Playing playing(StreamMode::Sync, quiet - 1000, quiet + 4 * kHourMs);
+    Playing playing(StreamMode::kSync, quiet - 1000, quiet + 4 * kHourMs);
     EXPECT_EQ(playing.After(milliseconds(999)).size(), 50u);
     EXPECT_EQ(playing.After(milliseconds(kHourMs)).size(), 0u);
     EXPECT_FALSE(playing.stream.finished());
@@ -125,7 +125,7 @@ TEST(MediaStream, SynchronousChannelWaitsThroughAGap) {
 }
 
 TEST(MediaStream, DownloadIsBoundedByTheBudgetAndEnds) {
-    Playing playing(StreamMode::Download, kMidnightMs, kMidnightMs + 10'000);
+    Playing playing(StreamMode::kDownload, kMidnightMs, kMidnightMs + 10'000);
     playing.clock->Pause(playing.now);
     EXPECT_EQ(playing.After(milliseconds(0), 460).size(), 10u);
     EXPECT_EQ(playing.After(milliseconds(0)).size(), 490u);

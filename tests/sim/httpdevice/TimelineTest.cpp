@@ -1,4 +1,4 @@
-#include "sim/httpdevice/Timeline.h"
+#include "sim/httpdevice/media/Timeline.h"
 
 #include <gtest/gtest.h>
 
