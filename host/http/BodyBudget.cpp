@@ -4,8 +4,8 @@
 
 namespace vms::host {
 
-bool BodyBudget::Take(std::size_t bytes) {
-    std::size_t used = used_;
+bool BodyBudget::Take(size_t bytes) {
+    size_t used = used_;
     do {
         if (bytes > most_ - used)
             return false;
@@ -25,7 +25,7 @@ BodyBudget::Share& BodyBudget::Share::operator=(Share&& other) noexcept {
     return *this;
 }
 
-bool BodyBudget::Share::Resize(BodyBudget& budget, std::size_t bytes) {
+bool BodyBudget::Share::Resize(BodyBudget& budget, size_t bytes) {
     if (bytes > bytes_ && !budget.Take(bytes - bytes_))
         return false;
     if (bytes < bytes_)

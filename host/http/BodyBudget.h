@@ -8,13 +8,13 @@ namespace vms::host {
 /// How much memory the bodies and messages that clients are sending may take in all. Thread-safe.
 class BodyBudget {
 public:
-    static constexpr std::size_t kMost = std::size_t{64} << 20;
+    static constexpr size_t kMost = size_t{64} << 20;
 
     /// So much of each body or message need not be booked: whoever uses the budget up keeps nobody
     /// from small requests. The bound of connections bounds their sum.
-    static constexpr std::size_t kUnbooked = std::size_t{16} << 10;
+    static constexpr size_t kUnbooked = size_t{16} << 10;
 
-    explicit BodyBudget(std::size_t most = kMost) : most_(most) {}
+    explicit BodyBudget(size_t most = kMost) : most_(most) {}
     BodyBudget(const BodyBudget&) = delete;
     BodyBudget& operator=(const BodyBudget&) = delete;
 
@@ -29,26 +29,26 @@ public:
 
         /// Makes the share so many bytes. Shrinking is always granted.
         /// @return false when the budget has not enough left; the share is as before
-        [[nodiscard]] bool Resize(BodyBudget& budget, std::size_t bytes);
+        [[nodiscard]] bool Resize(BodyBudget& budget, size_t bytes);
 
-        std::size_t Bytes() const { return bytes_; }
+        size_t Bytes() const { return bytes_; }
 
     private:
         void Release();
 
         BodyBudget* budget_ = nullptr;
-        std::size_t bytes_ = 0;
+        size_t bytes_ = 0;
     };
 
     /// Bytes granted at the moment.
-    std::size_t Used() const { return used_; }
+    size_t Used() const { return used_; }
 
 private:
-    bool Take(std::size_t bytes);
-    void GiveBack(std::size_t bytes) { used_ -= bytes; }
+    bool Take(size_t bytes);
+    void GiveBack(size_t bytes) { used_ -= bytes; }
 
-    const std::size_t most_;
-    std::atomic<std::size_t> used_{0};
+    const size_t most_;
+    std::atomic<size_t> used_{0};
 };
 
 }  // namespace vms::host

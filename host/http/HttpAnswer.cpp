@@ -24,7 +24,7 @@ public:
 
 private:
     const std::string text_;
-    std::size_t given_ = 0;
+    size_t given_ = 0;
 };
 
 bool NeverHasBody(int status) {
@@ -32,7 +32,7 @@ bool NeverHasBody(int status) {
 }
 
 /// What goes before a chunk; its body ends with the line end that belongs to it.
-FramePrefix ChunkPrefix(std::size_t bytes) {
+FramePrefix ChunkPrefix(size_t bytes) {
     FramePrefix prefix;
     const int size = std::snprintf(prefix.bytes.data(), prefix.bytes.size(), "%zx\r\n", bytes);
     prefix.size = static_cast<uint8_t>(size);

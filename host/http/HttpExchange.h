@@ -54,7 +54,7 @@ struct HttpResponse {
 class HttpBody {
 public:
     /// The longest piece, bytes.
-    static constexpr std::size_t kMostBytes = std::size_t{64} << 10;
+    static constexpr size_t kMostBytes = size_t{64} << 10;
 
     /// Takes a piece of at most `kMostBytes`; an empty one = the body has ended; nothing = it has
     /// failed, and the connection is broken off so that it does not look whole. Any thread, also
@@ -86,7 +86,7 @@ protected:
 class HttpReply {
 public:
     /// As many bytes of an answer by Write may wait for the client.
-    static constexpr std::size_t kMostWaiting = std::size_t{1} << 20;
+    static constexpr size_t kMostWaiting = size_t{1} << 20;
 
     virtual ~HttpReply() = default;
     HttpReply(const HttpReply&) = delete;

@@ -91,7 +91,7 @@ void HttpPlaces::WaitUntilClosed() {
         left_.Wait(mutex_);
 }
 
-std::size_t HttpPlaces::Taken() const {
+size_t HttpPlaces::Taken() const {
     MutexLock lock(mutex_);
     return taken_ + refused_;
 }

@@ -25,7 +25,7 @@ public:
     /// left.
     class Place;
 
-    explicit HttpPlaces(std::size_t most) : most_(most) {}
+    explicit HttpPlaces(size_t most) : most_(most) {}
 
     /// @param close ends the newcomer, should it have to go; called on any thread, with no lock
     /// held
@@ -42,22 +42,22 @@ public:
     /// Returns once they have.
     void WaitUntilClosed() VMS_EXCLUDES(mutex_);
 
-    std::size_t Taken() const VMS_EXCLUDES(mutex_);
+    size_t Taken() const VMS_EXCLUDES(mutex_);
 
 private:
     /// Connections beyond the bound that are told so at a time.
-    static constexpr std::size_t kRefusals = 64;
+    static constexpr size_t kRefusals = 64;
 
     Entry Admit(std::function<void()>& closeOther) VMS_REQUIRES(mutex_);
     void GiveBack(Place& place) VMS_EXCLUDES(mutex_);
     void Forget(Place& place) VMS_REQUIRES(mutex_);
 
-    const std::size_t most_;
+    const size_t most_;
     mutable Mutex mutex_;
     CondVar left_;
     bool closed_ VMS_GUARDED_BY(mutex_) = false;
-    std::size_t taken_ VMS_GUARDED_BY(mutex_) = 0;
-    std::size_t refused_ VMS_GUARDED_BY(mutex_) = 0;
+    size_t taken_ VMS_GUARDED_BY(mutex_) = 0;
+    size_t refused_ VMS_GUARDED_BY(mutex_) = 0;
     uint64_t turns_ VMS_GUARDED_BY(mutex_) = 0;
     std::set<Place*> served_ VMS_GUARDED_BY(mutex_);          ///< all that have not left
     std::map<uint64_t, Place*> idle_ VMS_GUARDED_BY(mutex_);  ///< longest idle first

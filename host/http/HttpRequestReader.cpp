@@ -19,6 +19,10 @@ namespace beast = boost::beast;
 namespace http = beast::http;
 using beast::error_code;
 
+/// Chunks end with no less than "0\r\n\r\n", and the library's parser may not be shown less than
+/// that once it has seen the beginning of it.
+constexpr size_t kLeastOfChunks = 5;
+
 std::string_view View(beast::string_view text) {
     return {text.data(), text.size()};
 }
@@ -26,12 +30,12 @@ std::string_view View(beast::string_view text) {
 /// A body on its way: what it takes and where that is booked.
 struct Bytes {
     std::string text;
-    std::size_t most = 0;
+    size_t most = 0;
     BodyBudget* budget = nullptr;
     BodyBudget::Share share;
-    bool isLonger = false;    ///< than it may be
-    bool isBeyond = false;    ///< the budget
-    std::size_t framing = 0;  ///< bytes of chunk extensions
+    bool isLonger = false;  ///< than it may be
+    bool isBeyond = false;  ///< the budget
+    size_t framing = 0;     ///< bytes of chunk extensions
 };
 
 /// The body type by which the library hands over what it reads. Memory grows as the bytes come,
@@ -44,11 +48,14 @@ struct BookedBody {
         template <bool isRequest, class Fields>
         reader(http::header<isRequest, Fields>&, Bytes& bytes) : bytes_(bytes) {}
 
-        void init(const boost::optional<std::uint64_t>&, error_code& error) { error = {}; }
+        void init(const boost::optional<uint64_t>& length, error_code& error) {
+            bytes_.most = std::min<uint64_t>(bytes_.most, length.value_or(bytes_.most));
+            error = {};
+        }
 
         template <class Buffers>
-        std::size_t put(const Buffers& buffers, error_code& error) {
-            const std::size_t count = beast::buffer_bytes(buffers);
+        size_t put(const Buffers& buffers, error_code& error) {
+            const size_t count = beast::buffer_bytes(buffers);
             if (!Grow(count)) {
                 error = http::error::body_limit;
                 return 0;
@@ -62,16 +69,18 @@ struct BookedBody {
         void finish(error_code& error) { error = {}; }
 
     private:
-        bool Grow(std::size_t count) {
+        bool Grow(size_t count) {
             bytes_.isLonger = count > bytes_.most - bytes_.text.size();
             if (bytes_.isLonger)
                 return false;
-            const std::size_t size = bytes_.text.size() + count;
+            const size_t size = bytes_.text.size() + count;
             if (size <= std::max(bytes_.share.Bytes(), BodyBudget::kUnbooked))
                 return true;
-            const std::size_t room =
-                std::min(bytes_.most, std::max(size, 2 * bytes_.share.Bytes()));
-            bytes_.isBeyond = !bytes_.share.Resize(*bytes_.budget, room);
+            size_t room = std::min(bytes_.most, std::max(size, 2 * bytes_.share.Bytes()));
+            if (!bytes_.share.Resize(*bytes_.budget, room)) {
+                room = size;
+                bytes_.isBeyond = !bytes_.share.Resize(*bytes_.budget, room);
+            }
             if (bytes_.isBeyond)
                 return false;
             bytes_.text.reserve(room);
@@ -85,8 +94,8 @@ struct BookedBody {
 }  // namespace
 
 struct HttpRequestReader::Parser {
-    Parser(const HttpLimits& limits, std::size_t head) {
-        message.header_limit(static_cast<std::uint32_t>(head) + 1);
+    Parser(const HttpLimits& limits, size_t head) {
+        message.header_limit(static_cast<uint32_t>(head) + 1);
         message.body_limit(UINT64_MAX);  // the body type knows better
         message.on_chunk_header(onChunk);
         message.get().body().most = limits.body;
@@ -94,10 +103,10 @@ struct HttpRequestReader::Parser {
 
     Bytes& Body() { return message.get().body(); }
 
-    std::size_t total = 0;  ///< bytes taken as the body, framing included
+    size_t total = 0;  ///< bytes taken as the body, framing included
     bool lastChunk = false;
-    std::function<void(std::uint64_t, beast::string_view, error_code&)> onChunk =
-        [this](std::uint64_t size, beast::string_view extensions, error_code&) {
+    std::function<void(uint64_t, beast::string_view, error_code&)> onChunk =
+        [this](uint64_t size, beast::string_view extensions, error_code&) {
             Body().framing += extensions.size();
             lastChunk = size == 0;
         };
@@ -115,7 +124,7 @@ HttpRequestReader::Progress HttpRequestReader::Fail(int status, const std::strin
 
 HttpRequestReader::Progress HttpRequestReader::ReadHead(std::string& input) {
     // An empty line before a request is left over from the one before (RFC 9112, 2.2).
-    std::size_t blank = 0;
+    size_t blank = 0;
     while (searched_ == 0 && input.compare(blank, 2, "\r\n") == 0)
         blank += 2;
     input.erase(0, blank);
@@ -125,7 +134,7 @@ HttpRequestReader::Progress HttpRequestReader::ReadHead(std::string& input) {
     if (!input.empty() && input.front() != '\r' &&
         std::isalpha(static_cast<unsigned char>(input.front())) == 0)
         return Fail(400, "this is no HTTP request");
-    const std::size_t end = input.find("\r\n\r\n", searched_);
+    const size_t end = input.find("\r\n\r\n", searched_);
     if (end == std::string::npos ? input.size() >= limits_.head : end + 4 > limits_.head)
         return Fail(431, "the header is longer than " + std::to_string(limits_.head) + " bytes");
     if (end == std::string::npos) {
@@ -140,7 +149,7 @@ HttpRequestReader::Progress HttpRequestReader::ReadHead(std::string& input) {
 HttpRequestReader::Progress HttpRequestReader::ParseHead() {
     parser_ = std::make_unique<Parser>(limits_, head_.size());
     error_code error;
-    std::size_t taken = 0;
+    size_t taken = 0;
     do {
         taken += parser_->message.put(asio::buffer(head_) + taken, error);
     } while (!error && !parser_->message.is_header_done());
@@ -230,10 +239,11 @@ HttpRequestReader::Progress HttpRequestReader::ReadBody(std::string& input, Body
     body.budget = &budget;
     if (message.content_length().value_or(0) > limits_.body)
         body.isLonger = true;
-    std::size_t taken = 0;
+    size_t taken = 0;
     error_code error = body.isLonger ? http::error::body_limit : error_code{};
-    while (!error && !message.is_done() && taken < input.size()) {
-        const std::size_t count = message.put(asio::buffer(input) + taken, error);
+    const size_t least = message.chunked() ? kLeastOfChunks : 1;
+    while (!error && !message.is_done() && input.size() - taken >= least) {
+        const size_t count = message.put(asio::buffer(input) + taken, error);
         taken += count;
         if (parser_->lastChunk && message.is_done())
             body.framing += count;  // the trailer
@@ -259,7 +269,7 @@ HttpRequestReader::Progress HttpRequestReader::BodyFailure() {
 }
 
 /// @param waiting bytes that are part of a chunk's header or of the trailer
-bool HttpRequestReader::CheckLength(std::size_t waiting) {
+bool HttpRequestReader::CheckLength(size_t waiting) {
     if (head_.size() + parser_->Body().framing + waiting > limits_.head) {
         Fail(431, "header, chunk extensions and trailer are longer than " +
                       std::to_string(limits_.head) + " bytes");

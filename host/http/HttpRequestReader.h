@@ -11,8 +11,8 @@ namespace vms::host {
 
 /// How long a request may be.
 struct HttpLimits {
-    std::size_t head;  ///< bytes of header, chunk extensions and trailer together
-    std::size_t body;  ///< bytes; the chunks of one are read up to twice as many
+    size_t head;  ///< bytes of header, chunk extensions and trailer together
+    size_t body;  ///< bytes; the chunks of one are read up to twice as many
 };
 
 /// Reads one request of HTTP/1.x from the bytes of a connection as they come: first its head, then,
@@ -63,13 +63,13 @@ private:
     bool ReadFields();
     bool CheckFields();
     Progress BodyFailure();
-    bool CheckLength(std::size_t waiting);
+    bool CheckLength(size_t waiting);
 
     const HttpLimits limits_;
     std::unique_ptr<Parser> parser_;
     std::string head_;
-    std::size_t searched_ = 0;  ///< no end of the head begins before here
-    std::size_t blank_ = 0;     ///< bytes of empty lines before the head
+    size_t searched_ = 0;  ///< no end of the head begins before here
+    size_t blank_ = 0;     ///< bytes of empty lines before the head
     HttpRequest request_;
     HttpResponse failure_;
 };

@@ -29,7 +29,7 @@ public:
         context_->pool.join();
     }
 
-    std::size_t Connections() const { return context_->places->Taken(); }
+    size_t Connections() const { return context_->places->Taken(); }
 
 private:
     const std::shared_ptr<HttpContext> context_;
@@ -51,7 +51,7 @@ void HttpServer::Stop() {
     impl_->Stop();
 }
 
-std::size_t HttpServer::Connections() const {
+size_t HttpServer::Connections() const {
     return impl_->Connections();
 }
 

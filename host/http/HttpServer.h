@@ -16,17 +16,17 @@ class ILogHandler;
 namespace vms::host {
 
 struct HttpSettings {
-    std::size_t connections = 4096;  ///< at most, those that have been upgraded included
-    std::size_t longestHead = std::size_t{16} << 10;  ///< bytes of header, chunk extensions and
-                                                      ///< trailer of a request together
-    std::size_t longestBody = std::size_t{4} << 20;   ///< bytes
-    std::size_t threads = 2;                          ///< that handlers run on
-    std::chrono::milliseconds idle{30'000};           ///< longest wait for a request to begin
-    std::chrono::milliseconds request{30'000};        ///< from its first byte to its last
-    std::chrono::milliseconds unread{30'000};  ///< longest time in which a client takes nothing of
-                                               ///< what waits for it
-    std::chrono::milliseconds linger{2'000};   ///< how long a client that is through may still send
-    SendLimits send;                           ///< of each connection
+    size_t connections = 4096;                  ///< at most, those that have been upgraded included
+    size_t longestHead = size_t{16} << 10;      ///< bytes of header, chunk extensions and
+                                                ///< trailer of a request together
+    size_t longestBody = size_t{4} << 20;       ///< bytes
+    size_t threads = 2;                         ///< that handlers run on
+    std::chrono::milliseconds idle{30'000};     ///< longest wait for a request to begin
+    std::chrono::milliseconds request{30'000};  ///< from its first byte to its last
+    std::chrono::milliseconds unread{30'000};   ///< longest time in which a client takes nothing of
+                                                ///< what waits for it
+    std::chrono::milliseconds linger{2'000};  ///< how long a client that is through may still send
+    SendLimits send;                          ///< of each connection
 };
 
 /// Serves HTTP/1.1 to any number of clients, each on the I/O thread of its wire: no client and no
@@ -58,7 +58,7 @@ public:
     void Stop();
 
     /// Those that have been upgraded included.
-    std::size_t Connections() const;
+    size_t Connections() const;
 
 private:
     class Impl;

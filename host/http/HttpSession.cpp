@@ -13,8 +13,8 @@ namespace {
 namespace asio = boost::asio;
 using boost::system::error_code;
 
-constexpr std::size_t kRoom = std::size_t{4} << 10;       ///< read at once
-constexpr std::size_t kBodyRoom = std::size_t{64} << 10;  ///< the same, of a body
+constexpr size_t kRoom = size_t{4} << 10;       ///< read at once
+constexpr size_t kBodyRoom = size_t{16} << 10;  ///< the same, of a body
 constexpr char kContinue[] = "HTTP/1.1 100 Continue\r\n\r\n";
 
 const char* RefusalText(int status) {
@@ -116,17 +116,17 @@ void HttpSession::Read() {
     if (reading_)
         return;
     reading_ = true;
-    const std::size_t room = state_ == State::kBody ? kBodyRoom : kRoom;
+    const size_t room = state_ == State::kBody ? kBodyRoom : kRoom;
     if (room_.size() != room)
         std::vector<char>(room).swap(room_);
-    connection_->GetWire().ReadSome(
-        asio::buffer(room_), [self = shared_from_this()](error_code error, std::size_t count) {
-            self->reading_ = false;
-            self->OnRead(error, count);
-        });
+    connection_->GetWire().ReadSome(asio::buffer(room_),
+                                    [self = shared_from_this()](error_code error, size_t count) {
+                                        self->reading_ = false;
+                                        self->OnRead(error, count);
+                                    });
 }
 
-void HttpSession::OnRead(error_code error, std::size_t count) {
+void HttpSession::OnRead(error_code error, size_t count) {
     if (state_ == State::kOver)
         return;
     if (error) {
@@ -193,6 +193,8 @@ void HttpSession::NewAnswer() {
 void HttpSession::AwaitRequest() {
     state_ = State::kHead;
     context_->places->SetIdle(*place_);
+    if (input_.empty())
+        std::string().swap(input_);  // whoever idles keeps no room
     reader_ = std::make_unique<HttpRequestReader>(
         HttpLimits{context_->settings.longestHead, context_->settings.longestBody});
     NewAnswer();

@@ -56,7 +56,7 @@ private:
     std::function<void()> Event(Function function);
 
     void Read();
-    void OnRead(boost::system::error_code error, std::size_t count);
+    void OnRead(boost::system::error_code error, size_t count);
     void OnInput();
     void OnInputEnd(bool isOrderly);
 

@@ -1,8 +1,9 @@
 // The HTTP server on raw sockets: what it takes for a request, what it refuses, and whom it lets
 // in.
 #include <gmock/gmock-matchers.h>
+#include <boost/asio/post.hpp>
 
-#include <algorithm>
+#include <array>
 #include <atomic>
 #include <future>
 
@@ -115,7 +116,7 @@ TEST_F(HttpServerTest, WhatIsNoRequestIsRefused) {
         get("/", host + "Transfer-Encoding: xchunked\r\n"),
         get("/", host + "Transfer-Encoding: gzip\r\n"),
         get("/", host + "Transfer-Encoding: chunked\r\nTransfer-Encoding: chunked\r\n"),
-        get("/", host + "Transfer-Encoding: chunked\r\n") + "zz\r\n",
+        get("/", host + "Transfer-Encoding: chunked\r\n") + "zz\r\n\r\n",
         get("/", host + "Transfer-Encoding: chunked\r\n") + "3\r\nabcdefgh",
         "GET / HTTP/1.0\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n"};
     for (const std::string& bytes : broken)
@@ -339,6 +340,19 @@ TEST_F(HttpServerTest, AnUpgradeIsHandedOverWithAllThatCame) {
     std::string answer;
     ASSERT_TRUE(client.Socket().Read(5, answer));
     EXPECT_EQ(server_->Connections(), 1U);
+
+    // Nobody else reads.
+    ASSERT_TRUE(client.Socket().Send("more"));
+    std::array<char, 8> room{};
+    std::promise<size_t> count;
+    boost::asio::post(it.connection->Io().Context(), [&] {
+        it.connection->GetWire().ReadSome(
+            boost::asio::buffer(room),
+            [&](boost::system::error_code, size_t bytes) { count.set_value(bytes); });
+    });
+    auto read = count.get_future();
+    ASSERT_EQ(read.wait_for(20s), std::future_status::ready);
+    EXPECT_EQ(std::string(room.data(), read.get()), "more");
     server_->Stop();
     EXPECT_TRUE(it.connection->SendRaw("still there"));
     ASSERT_TRUE(client.Socket().Read(11, answer));
