@@ -1,34 +1,13 @@
 #include "drivers/httpdevice/sources/KeyFrameSink.h"
 
-#include <cstdint>
-#include <cstring>
 #include <utility>
 
-#include "media/unit/MediaHeader.h"
+#include "drivers/common/LiveUnit.h"
 
 namespace vms::httpdevice {
-namespace {
-
-bool IsKeyFrame(const char* data, int length) {
-    if (length < static_cast<int>(kMediaHeaderSize))
-        return false;
-    uint32_t flags = 0;
-    std::memcpy(&flags, data + 4, sizeof flags);
-    return (flags & 0x3U) == static_cast<uint32_t>(MediaType::kVideo) &&
-           ((flags >> 2) & 0x1fU) == static_cast<uint32_t>(FrameType::kKey);
-}
-
-}  // namespace
-
 int KeyFrameSink::SteramCallback(std::string key, char* data, int length) {
     IStreamCallback* const sink = sink_;
-    if (sink == nullptr)
-        return 0;
-    // First of all: a player that comes between the two calls then sees this picture twice, which
-    // is harmless, instead of pictures that build on one it has never seen.
-    if (IsKeyFrame(data, length))
-        sink->UpdateKeyFrame(key, data, length);
-    return sink->SteramCallback(std::move(key), data, length);
+    return sink != nullptr ? HandLiveUnit(*sink, key, data, length) : 0;
 }
 
 int KeyFrameSink::MsgCallback(std::string key, const char* message) {

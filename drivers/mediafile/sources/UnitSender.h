@@ -29,7 +29,6 @@ public:
 
 private:
     void Complete(MediaPacket& packet, uint32_t timestampMs);
-    void Deliver(MediaPacket& packet);
 
     IStreamCallback* const sink_;
     const std::string key_;
