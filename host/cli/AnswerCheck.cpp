@@ -8,18 +8,18 @@ namespace {
 
 std::string Reason(const Answer& answer) {
     switch (answer.kind) {
-        case Answer::Kind::answered:
+        case Answer::Kind::kAnswered:
             return answer.body.empty() ? "the module answered with a failure"
                                        : "the module answered: " + Printable(answer.body);
-        case Answer::Kind::threw:
+        case Answer::Kind::kThrew:
             return "the module's handler failed without an answer (device unreachable, login "
                    "refused "
                    "or no such stream)";
-        case Answer::Kind::silent:
+        case Answer::Kind::kSilent:
             return "no answer in time";
-        case Answer::Kind::queueFull:
+        case Answer::Kind::kQueueFull:
             return "too many requests are waiting on the bus, try again later";
-        case Answer::Kind::noHandler:
+        case Answer::Kind::kNoHandler:
             return "the module does not know this command";
     }
     return "unknown outcome";

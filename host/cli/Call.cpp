@@ -30,7 +30,6 @@ std::string CheckCommandId(const std::string& text) {
 /// Starts the one module that is asked; the others stay unloaded.
 void StartModule(const CallOptions& options, const Invocation& invocation, Host& host) {
     const HostConfig config = ReadHostConfig(options.config, invocation.library);
-    PrintWarnings(config);
     const ModuleConfig* module = config.FindModule(options.module);
     if (module == nullptr)
         throw HostError(options.config + " has no module named \"" + options.module + "\"");
@@ -55,7 +54,7 @@ int RunCall(const CallOptions& options, const Invocation& invocation, Host& host
     const Answer last = host.Bus().AskPages(
         request, [&](const Answer& answer) { progress.Print([&] { PrintAnswer(answer); }); },
         SecondsToWait(options.timeout));
-    if (last.kind != Answer::Kind::answered)
+    if (last.kind != Answer::Kind::kAnswered)
         throw HostError(FailureText(last, asked, host.ModuleLog()));
     return last.Succeeded() ? 0 : 1;
 }

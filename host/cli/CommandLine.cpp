@@ -87,7 +87,7 @@ Options AddCommand(CLI::App& app, Invocation& invocation, const CommandInfo& inf
     command.callback([&invocation, info, run = std::move(run)] {
         invocation.name = info.name;
         invocation.host.signals = info.signals;
-        invocation.host.printing = invocation.verbose ? LogPrinting::everything : info.printing;
+        invocation.host.printing = invocation.verbose ? LogPrinting::kEverything : info.printing;
         invocation.run = run;
     });
     Options options(command);
@@ -100,11 +100,6 @@ Options AddCommand(CLI::App& app, Invocation& invocation, const CommandInfo& inf
 
 BusClient::Duration SecondsToWait(double seconds) {
     return std::chrono::duration_cast<BusClient::Duration>(std::chrono::duration<double>(seconds));
-}
-
-void PrintWarnings(const HostConfig& config) {
-    for (const std::string& warning : config.warnings)
-        PrintError("warning: " + warning);
 }
 
 void RunCommandLine(int argc, char** argv) {

@@ -31,8 +31,8 @@ struct CommandInfo {
     std::string name;
     std::string description;
     std::string example;
-    WatchedSignals signals = WatchedSignals::none;  ///< see HostOptions
-    LogPrinting printing = LogPrinting::nothing;    ///< unless --verbose is given
+    WatchedSignals signals = WatchedSignals::kNone;  ///< see HostOptions
+    LogPrinting printing = LogPrinting::kNothing;    ///< unless --verbose is given
 };
 
 /// A new command, with the options that all share (--library, --verbose).
@@ -42,9 +42,6 @@ Options AddCommand(CLI::App& app, Invocation& invocation, const CommandInfo& inf
 
 /// Seconds of an option as a wait.
 BusClient::Duration SecondsToWait(double seconds);
-
-/// One line on standard error per member of the file that nobody reads.
-void PrintWarnings(const HostConfig& config);
 
 /// The name under which commands without a configuration file run the module of --library.
 inline constexpr char kOnvifModule[] = "onvif";

@@ -64,7 +64,7 @@ Answer Search(const DiscoverOptions& options, const Invocation& invocation, Host
 int RunDiscover(const DiscoverOptions& options, const Invocation& invocation, Host& host) {
     FoundCameras found(options.json);
     const Answer last = Search(options, invocation, host, found);
-    if (last.kind == Answer::Kind::silent && options.timeout > 0)
+    if (last.kind == Answer::Kind::kSilent && options.timeout > 0)
         throw HostError("stopped before the search had ended, " + found.Table().Summary());
     RequireSuccess(last, "search, " + found.Table().Summary(), host.ModuleLog());
     if (!options.json)

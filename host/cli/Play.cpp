@@ -105,7 +105,7 @@ void AddPlay(CLI::App& app, Invocation& invocation) {
             "--end. Reads pause, resume, speed N, seek SECONDS, talk FILE, hush and quit "
             "from standard input",
         .example = "vmshost play --url ws://127.0.0.1:8080/stream --key KEY --out clip.ts",
-        .signals = WatchedSignals::stop};
+        .signals = WatchedSignals::kStop};
     Options command = AddCommand(app, invocation, info,
                                  [options](Host& host) { return RunPlay(*options, host); });
     constexpr int kMost = std::numeric_limits<int>::max();

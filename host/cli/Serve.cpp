@@ -23,7 +23,7 @@ namespace {
 constexpr std::chrono::seconds kShutdown(7);
 
 /// Of bus, server and modules before the first device and player, and some for those.
-constexpr std::size_t kThreads = 48;
+constexpr size_t kThreads = 48;
 
 struct ServeOptions {
     std::string config;
@@ -117,7 +117,6 @@ void Serve(const ServeOptions& options, const Invocation& invocation, const Host
 
 int RunServe(const ServeOptions& options, const Invocation& invocation, Host& host) {
     const HostConfig config = ReadHostConfig(options.config, invocation.library);
-    PrintWarnings(config);
     RaiseDescriptorLimit();
     RequireThreads(kThreads);
     HostServer server(config.http, host.ModuleLog());
@@ -140,8 +139,8 @@ void AddServe(CLI::App& app, Invocation& invocation) {
             "Run modules, stream server and HTTP API until stopped; SIGHUP reads the "
             "device lists anew",
         .example = "vmshost serve --config vmshost.json",
-        .signals = WatchedSignals::stopAndReload,
-        .printing = LogPrinting::warnings};
+        .signals = WatchedSignals::kStopAndReload,
+        .printing = LogPrinting::kWarnings};
     Options command = AddCommand(app, invocation, info, [options, &invocation](Host& host) {
         return RunServe(*options, invocation, host);
     });

@@ -97,7 +97,6 @@ void PrintReports(const WatchOptions& options, const HostConfig& config, StatusF
 
 int RunWatch(const WatchOptions& options, const Invocation& invocation, Host& host) {
     const HostConfig config = ReadHostConfig(options.config, invocation.library);
-    PrintWarnings(config);
     for (const ModuleConfig& module : config.modules)
         host.Modules().Start(module);
     // From here on: what the modules report before they have their devices is no news.
@@ -119,7 +118,7 @@ void AddWatch(CLI::App& app, Invocation& invocation) {
         .name = "watch",
         .description = "Print the status reports of configured devices until stopped",
         .example = "vmshost watch --config vmshost.json",
-        .signals = WatchedSignals::stop};
+        .signals = WatchedSignals::kStop};
     Options command = AddCommand(app, invocation, info, [options, &invocation](Host& host) {
         return RunWatch(*options, invocation, host);
     });

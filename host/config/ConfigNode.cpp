@@ -28,6 +28,13 @@ const char* KindOf(const Json::Value& value) {
     return "something else";
 }
 
+std::string Listed(std::initializer_list<const char*> names) {
+    std::string list;
+    for (const char* const name : names)
+        list += (list.empty() ? "" : ", ") + std::string(name);
+    return list;
+}
+
 }  // namespace
 
 bool ConfigNode::Has(const char* key) const {
@@ -92,14 +99,13 @@ void ConfigNode::RequireObject() const {
         Expected("an object");
 }
 
-void ConfigNode::WarnOfUnknown(std::initializer_list<const char*> known,
-                               std::vector<std::string>& warnings) const {
+void ConfigNode::RequireKnown(std::initializer_list<const char*> known) const {
     RequireObject();
     for (const std::string& key : value_.getMemberNames()) {
         const bool isKnown =
             std::any_of(known.begin(), known.end(), [&](const char* name) { return key == name; });
         if (!isKnown)
-            warnings.push_back(file_ + ": " + At(key.c_str()).path_ + ": unknown, ignored");
+            At(key.c_str()).Fail("no such member; known are " + Listed(known));
     }
 }
 

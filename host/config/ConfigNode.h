@@ -32,9 +32,8 @@ public:
 
     void RequireObject() const;
 
-    /// One warning per member that is not among the known ones.
-    void WarnOfUnknown(std::initializer_list<const char*> known,
-                       std::vector<std::string>& warnings) const;
+    /// That every member is among the known ones: one that nobody reads is a slip of the pen.
+    void RequireKnown(std::initializer_list<const char*> known) const;
 
     /// Throws HostError: "file: path: problem".
     [[noreturn]] void Fail(const std::string& problem) const;

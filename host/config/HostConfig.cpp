@@ -13,6 +13,7 @@ namespace {
 constexpr int kAnyLowest = std::numeric_limits<int>::min();
 constexpr int kAnyHighest = std::numeric_limits<int>::max();
 constexpr int kHighestPort = 65535;
+constexpr int kMostBodyMegabytes = 65536;
 
 /// One pass over a configuration file.
 class ConfigReading {
@@ -23,7 +24,7 @@ public:
     HostConfig Read() {
         const Json::Value document = ReadJsonFile(file_);
         const ConfigNode root(file_, document);
-        root.WarnOfUnknown({"http", "modules"}, config_.warnings);
+        root.RequireKnown({"http", "modules"});
         if (root.Has("http"))
             ReadHttp(root.At("http"));
         if (!root.Has("modules"))
@@ -37,16 +38,18 @@ public:
 
 private:
     void ReadHttp(const ConfigNode& node) {
-        node.WarnOfUnknown({"host", "port", "advertise", "token"}, config_.warnings);
+        node.RequireKnown({"host", "port", "advertise", "token", "bodyMegabytes"});
         HttpConfig& http = config_.http;
         http.host = node.TextOr("host", http.host);
         http.port = node.IntegerOr("port", http.port, 0, kHighestPort);
         http.advertise = node.TextOr("advertise", http.advertise);
         http.token = node.TextOr("token", http.token);
+        http.bodyMegabytes =
+            node.IntegerOr("bodyMegabytes", http.bodyMegabytes, 1, kMostBodyMegabytes);
     }
 
     void ReadModule(const ConfigNode& node) {
-        node.WarnOfUnknown({"name", "library", "config", "devices"}, config_.warnings);
+        node.RequireKnown({"name", "library", "config", "devices"});
         ModuleConfig module;
         module.name = node.NonEmptyText("name");
         if (config_.FindModule(module.name) != nullptr)
@@ -65,10 +68,9 @@ private:
     }
 
     Json::Value ReadDevice(const ConfigNode& node) {
-        node.WarnOfUnknown({"id", "name", "uctype", "devtype", "ptype", "channelnum", "status",
-                            "ip", "port", "httpPort", "username", "password", "streamType",
-                            "connectType", "p2p", "enable", "httpsEnable"},
-                           config_.warnings);
+        node.RequireKnown({"id", "name", "uctype", "devtype", "ptype", "channelnum", "status", "ip",
+                           "port", "httpPort", "username", "password", "streamType", "connectType",
+                           "p2p", "enable", "httpsEnable"});
         for (const char* key : {"name", "uctype", "ip", "username", "password"})
             node.TextOr(key, "");
         for (const char* key :

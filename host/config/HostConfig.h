@@ -10,9 +10,11 @@ namespace vms::host {
 /// Where the host listens.
 struct HttpConfig {
     std::string host = "127.0.0.1";
-    int port = 8080;        ///< 0..65535; 0 = any free one
-    std::string advertise;  ///< host name for players, "" = the listening address
-    std::string token;      ///< secret of the API, "" = open
+    int port = 8080;         ///< 0..65535; 0 = any free one
+    std::string advertise;   ///< host name for players, "" = the listening address
+    std::string token;       ///< secret of the API, "" = open
+    int bodyMegabytes = 64;  ///< 1..65536; memory (MiB) for the bodies and messages that clients
+                             ///< are sending, all together
 };
 
 /// One module to run.
@@ -27,7 +29,6 @@ struct ModuleConfig {
 struct HostConfig {
     HttpConfig http;
     std::vector<ModuleConfig> modules;  ///< at least one
-    std::vector<std::string> warnings;  ///< members nobody reads
 
     /// @return null when there is no module of that name
     const ModuleConfig* FindModule(const std::string& name) const;

@@ -75,8 +75,6 @@ void DeviceLists::ReloadNow() {
 
 void DeviceLists::Warn(const HostConfig& wanted) {
     const HostConfig current = Current();
-    for (const std::string& warning : wanted.warnings)
-        log_.Log(2, kTag, "%s", warning.c_str());
     bool sameModules = wanted.modules.size() == current.modules.size();
     for (const ModuleConfig& module : current.modules) {
         const ModuleConfig* found = wanted.FindModule(module.name);

@@ -30,13 +30,13 @@ namespace vms::host {
 namespace {
 
 constexpr char kStreamPath[] = "/stream";
-constexpr std::size_t kMostLanes = 16;  ///< threads on which modules hear of players
-constexpr std::size_t kMostIoThreads = 4;
+constexpr size_t kMostLanes = 16;  ///< threads on which modules hear of players
+constexpr size_t kMostIoThreads = 4;
 constexpr std::chrono::seconds kSweep(1);
 constexpr std::chrono::seconds kCloseWait(2);  ///< players are cut off after half a second
 
-std::size_t IoThreadCount() {
-    return std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, kMostIoThreads);
+size_t IoThreadCount() {
+    return std::clamp<size_t>(std::thread::hardware_concurrency(), 1, kMostIoThreads);
 }
 
 bool IsAnyAddress(const std::string& host) {
@@ -73,6 +73,7 @@ public:
         : log_(log),
           limits_(limits),
           access_(config.token, {config.host, config.advertise, HostName()}),
+          budget_(static_cast<size_t>(config.bodyMegabytes) << 20),
           io_(IoThreadCount()),
           listener_(config.host, config.port, IoThreads(), log),
           streams_(receivers_, AdvertisedHost(config), listener_.Port()) {}
@@ -208,7 +209,7 @@ std::vector<RelayInfo> HostServer::Relays() const {
 
 StreamSummary HostServer::Summary() const {
     const StreamTotals& totals = impl_->Totals();
-    std::size_t connected = 0;
+    size_t connected = 0;
     const SendCounts sent = impl_->Players().Totals(connected);
     return {totals.players,    totals.requests,    sent.sentUnits, sent.sentBytes,
             sent.droppedUnits, totals.slowPlayers, connected};

@@ -35,11 +35,12 @@ std::string WithDevice(const std::string& members) {
 
 TEST(HostConfig, ReadsAllItDescribes) {
     const vms::host::test::TemporaryFile file(R"({
-        "http": {"host": "0.0.0.0", "port": 0, "advertise": "nvr.local", "token": "t"},
+        "http": {"host": "0.0.0.0", "port": 0, "advertise": "nvr.local", "token": "t",
+                 "bodyMegabytes": 16},
         "modules": [
             {"name": "one", "library": "../lib/one.so", "config": {"streamserver": {"port": 1}},
              "devices": [{"id": "a", "ip": "10.0.0.5", "port": 80, "password": "p", "p2p": false}]},
-            {"name": "two", "colour": "red"}]})");
+            {"name": "two"}]})");
     const vms::host::HostConfig config = vms::host::ReadHostConfig(file.Path(), kDefaultLibrary);
     EXPECT_EQ(config.http.host, "0.0.0.0");
     EXPECT_EQ(config.http.port, 0);
@@ -52,10 +53,16 @@ TEST(HostConfig, ReadsAllItDescribes) {
     EXPECT_EQ(config.modules[0].devices[0]["port"], 80);
     EXPECT_EQ(config.modules[1].library, kDefaultLibrary);
     EXPECT_EQ(config.modules[1].config, "");
-    EXPECT_THAT(config.warnings, ElementsAre(HasSubstr("modules[1].colour: unknown")));
+    EXPECT_EQ(config.http.bodyMegabytes, 16);
 }
 
 TEST(HostConfig, SaysWhereItIsWrongAndWhatWasExpected) {
+    EXPECT_THAT(Problem(R"({"modules": [{"name": "two", "colour": "red"}]})"),
+                HasSubstr("modules[0].colour: no such member; known are name, library, config"));
+    EXPECT_THAT(Problem(R"({"http": {"prot": 80}, "modules": [{"name": "m"}]})"),
+                HasSubstr("http.prot: no such member"));
+    EXPECT_THAT(Problem(WithDevice(R"("id": "b", "passwort": "x")")),
+                HasSubstr("modules[0].devices[1].passwort: no such member"));
     EXPECT_THAT(Problem("{\"modules\": [}"), HasSubstr("Line 1, Column 14"));
     EXPECT_THAT(Problem("{} x"), HasSubstr("Line 1"));
     EXPECT_NE(Problem(std::string(5000, '[')), "");
