@@ -11,6 +11,9 @@
 namespace vms::host {
 namespace {
 
+/// A list of 10,000 devices has nine tenths of that.
+constexpr size_t kMostValues = 100'000;
+
 std::optional<int32_t> ReadCommandId(const Json::Value& value) {
     if (value.isString())
         return ParseCommandId(value.asString());
@@ -22,6 +25,8 @@ std::optional<int32_t> ReadCommandId(const Json::Value& value) {
 /// @return what is wrong, "" = nothing
 std::string ReadCommand(const std::string& text, BusRequest& request) {
     Json::Value document;
+    if (MostJsonValues(text) > kMostValues)
+        return "the request has more than 100,000 values";
     if (!ParseJson(text.c_str(), document) || !document.isObject())
         return "the request is not a JSON object";
     const auto id = ReadCommandId(Member(document, "id"));
@@ -36,6 +41,8 @@ std::string ReadCommand(const std::string& text, BusRequest& request) {
         request.body = body.asString();
     else if (!body.isNull())
         request.body = CompactJson(body);
+    if (MostJsonValues(request.body) > kMostValues)
+        return "\"body\" has more than 100,000 values";
     return "";
 }
 
@@ -48,15 +55,15 @@ std::string AnswerText(const Answer& answer) {
 
 HttpResponse Whole(const Answer& answer) {
     switch (answer.kind) {
-        case Answer::Kind::answered:
+        case Answer::Kind::kAnswered:
             return {200, "application/json", AnswerText(answer) + "\n", {}};
-        case Answer::Kind::threw:
+        case Answer::Kind::kThrew:
             return HttpFailure(502, "the module failed with an exception");
-        case Answer::Kind::silent:
+        case Answer::Kind::kSilent:
             return HttpFailure(504, "the module has not answered");
-        case Answer::Kind::queueFull:
+        case Answer::Kind::kQueueFull:
             return HttpFailure(503, "too many requests are waiting");
-        case Answer::Kind::noHandler:
+        case Answer::Kind::kNoHandler:
             return HttpFailure(404, "no module of that name handles this command");
     }
     return HttpFailure(500, "unknown outcome");
@@ -107,7 +114,7 @@ BusClient::AsyncSinks PagesTo(const std::shared_ptr<HttpReply>& reply,
             reply->Send(Whole(last));
             return;
         }
-        if (last.kind != Answer::Kind::answered)
+        if (last.kind != Answer::Kind::kAnswered)
             reply->Write(Whole(last).body);
         reply->End();
     };
@@ -143,7 +150,8 @@ void CommandApi::Serve(const HttpRequest& request, std::shared_ptr<HttpReply> re
             return;
         }
     }
-    auto share = shares_->Take(ShareName(command), request.body.size(), problem);
+    auto share = shares_->Take(ShareName(command),
+                               {request.body.size(), MostJsonValues(command.body)}, problem);
     if (share == nullptr) {
         unwatched_->Opened(stream, "");
         reply->Send(HttpFailure(503, problem));

@@ -15,10 +15,11 @@ namespace vms::host {
 /// "body"}. "id" is a number or a text such as "0x10010a"; "body" a text, or JSON that is sent as
 /// text. The pages of a device search come a line each, as they are found.
 ///
-/// Status 400 = no such request can be, 404 = nobody handles it, 502 = the handler threw, 503 = too
-/// many are waiting, in all or for this device (without one: for this module), or this client has
-/// opened too many streams that nobody watches, 504 = no answer in time. A request counts until its
-/// handler has returned, even if its client has left. Thread-safe; no thread waits.
+/// Status 400 = no such request can be, or it has more than 100,000 JSON values, 404 = nobody
+/// handles it, 502 = the handler threw, 503 = too many are waiting, in all or for this device
+/// (without one: for this module), or this client has opened too many streams that nobody watches,
+/// 504 = no answer in time. A request counts until its handler has returned, even if its client has
+/// left. Thread-safe; no thread waits.
 class CommandApi {
 public:
     /// @param bus must outlive this object

@@ -11,7 +11,7 @@ uint64_t UnwatchedStreams::Open(const std::string& client) {
     const auto ofClient = std::count_if(streams_.begin(), streams_.end(), [&](const auto& stream) {
         return stream.second.client == client;
     });
-    if (streams_.size() >= limits_.inAll || static_cast<std::size_t>(ofClient) >= limits_.perClient)
+    if (streams_.size() >= limits_.inAll || static_cast<size_t>(ofClient) >= limits_.perClient)
         return 0;
     streams_.emplace(++last_, Stream{client, "", now});
     return last_;

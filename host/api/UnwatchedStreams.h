@@ -10,8 +10,8 @@
 namespace vms::host {
 
 struct UnwatchedLimits {
-    std::size_t perClient = 32;
-    std::size_t inAll = 128;
+    size_t perClient = 32;
+    size_t inAll = 128;
     /// By then a player has come, or the module has given the stream up.
     std::chrono::steady_clock::duration lifetime = std::chrono::seconds(15);
 };

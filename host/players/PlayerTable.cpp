@@ -43,7 +43,7 @@ std::vector<std::shared_ptr<Player>> PlayerTable::All() const {
     return all;
 }
 
-SendCounts PlayerTable::Totals(std::size_t& connected) const {
+SendCounts PlayerTable::Totals(size_t& connected) const {
     MutexLock lock(mutex_);
     connected = players_.size();
     SendCounts sum = gone_;

@@ -34,7 +34,7 @@ public:
 
     /// What has been sent to and withheld from all players, those that have left included: these
     /// counts never go back. @param connected players now
-    SendCounts Totals(std::size_t& connected) const VMS_EXCLUDES(mutex_);
+    SendCounts Totals(size_t& connected) const VMS_EXCLUDES(mutex_);
 
     /// Takes nobody in from now on.
     void Close() VMS_EXCLUDES(mutex_);

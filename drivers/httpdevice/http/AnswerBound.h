@@ -1,8 +1,9 @@
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <string_view>
+
+#include "platform/Json.h"
 
 namespace vms::httpdevice {
 
@@ -23,12 +24,8 @@ inline constexpr AnswerBound kLongAnswer{size_t{2} << 20, 100'000};
 /// Items that a list in one answer may have.
 inline constexpr size_t kMaxItems = 4000;
 
-/// Every value but the first stands behind one of these. Those within texts count too: nothing
-/// honest has that many.
 inline bool AnswerBound::Takes(std::string_view json) const {
-    const auto separates = [](char c) { return c == ',' || c == '[' || c == '{'; };
-    return json.size() <= bytes &&
-           static_cast<size_t>(std::count_if(json.begin(), json.end(), separates)) <= values;
+    return json.size() <= bytes && MostJsonValues(json) <= values;
 }
 
 }  // namespace vms::httpdevice

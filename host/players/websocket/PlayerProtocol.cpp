@@ -5,14 +5,20 @@
 #include "platform/SysCommandHelper.h"
 
 namespace vms::host {
+namespace {
+
+constexpr size_t kMostValues = 10'000;
+
+}  // namespace
 
 bool ReadPlayerRequest(const std::string& text, PlayerRequest& request) {
     Json::Value document;
-    if (!ParseJson(text.c_str(), document) || !ReadInt(document, "cmd", request.command))
+    if (MostJsonValues(text) > kMostValues || !ParseJson(text.c_str(), document) ||
+        !ReadInt(document, "cmd", request.command))
         return false;
     ReadString(document, "key", request.key);
     ReadString(document, "body", request.body);
-    return true;
+    return MostJsonValues(request.body) <= kMostValues;
 }
 
 std::string PlayerAnswer(const PlayerRequest& request, int result) {

@@ -8,7 +8,8 @@
 namespace vms::host {
 
 /// Reads a request, {"cmd": 1049088, "key": "...", "body": "..."}; "key" and "body" may be missing.
-/// @return false for anything but an object with a whole number "cmd"
+/// @return false for anything but an object with a whole number "cmd", and for more than 10,000
+/// values
 bool ReadPlayerRequest(const std::string& text, PlayerRequest& request);
 
 /// The answer to a request: {"cmd", "key", "result"}; 0 = carried out, -1 = not.

@@ -7,7 +7,7 @@
 namespace vms::host {
 namespace {
 
-FramePrefix Make(unsigned opcode, std::size_t length) {
+FramePrefix Make(unsigned opcode, size_t length) {
     constexpr unsigned kFinal = 0x80;
     FramePrefix prefix;
     prefix.bytes[0] = static_cast<char>(kFinal | opcode);
@@ -28,11 +28,11 @@ FramePrefix Make(unsigned opcode, std::size_t length) {
 
 }  // namespace
 
-FramePrefix TextFrame(std::size_t payloadBytes) {
+FramePrefix TextFrame(size_t payloadBytes) {
     return Make(1, payloadBytes);
 }
 
-FramePrefix BinaryFrame(std::size_t payloadBytes) {
+FramePrefix BinaryFrame(size_t payloadBytes) {
     return Make(2, payloadBytes);
 }
 

@@ -10,8 +10,8 @@ namespace vms::host {
 //     byte 0   0x80 (final) | opcode: 1 text, 2 binary
 //     byte 1   length below 126, or 126: 2 bytes follow, or 127: 8 bytes follow (big-endian)
 
-FramePrefix TextFrame(std::size_t payloadBytes);
-FramePrefix BinaryFrame(std::size_t payloadBytes);
+FramePrefix TextFrame(size_t payloadBytes);
+FramePrefix BinaryFrame(size_t payloadBytes);
 
 /// A unit as a binary message; shares its bytes.
 Chunk UnitFrame(const MediaUnit& unit);

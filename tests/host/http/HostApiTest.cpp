@@ -110,10 +110,10 @@ protected:
     TestResponse Command(const std::string& text) { return Fetch(Port(), "POST", "/", text); }
 
     /// Clients that wait for an answer of a device.
-    std::vector<std::unique_ptr<TestHttp>> Waiting(std::size_t count, const std::string& device) {
+    std::vector<std::unique_ptr<TestHttp>> Waiting(size_t count, const std::string& device) {
         const uint64_t posted = GetCommandBusStats().posted;
         std::vector<std::unique_ptr<TestHttp>> clients;
-        for (std::size_t i = 0; i < count; ++i) {
+        for (size_t i = 0; i < count; ++i) {
             clients.push_back(std::make_unique<TestHttp>(Port()));
             clients.back()->Send("POST", "/",
                                  R"({"module": "m", "id": 1048842, "body": "wait",)"
@@ -198,7 +198,7 @@ TEST_F(HostApiTest, AnInterruptEndsEveryWait) {
     TestHttp client(Port());
     client.Send("POST", "/api/commands", R"({"module": "m", "id": 1048842, "body": "silent"})");
     std::thread asker([this] {
-        EXPECT_EQ(bus_.Ask({"m", TV_CMD_GET_CAPABILITY, "", "silent"}).kind, Answer::Kind::silent);
+        EXPECT_EQ(bus_.Ask({"m", TV_CMD_GET_CAPABILITY, "", "silent"}).kind, Answer::Kind::kSilent);
     });
     EXPECT_TRUE(Eventually([this] { return handled_ == 2; }));
     bus_.Interrupt();
@@ -297,6 +297,31 @@ TEST_F(HostApiTest, WaitingRequestsHaveABoundInAllAndInBytes) {
     EXPECT_TRUE(Eventually([this] {
         return Command(R"({"module": "m", "id": 1048842, "deviceId": "c"})").status == 200;
     }));
+}
+
+TEST_F(HostApiTest, BodiesOfManyValuesAreRefusedBeforeTheyAreRead) {
+    const auto command = [](const std::string& body) {
+        return R"({"module": "m", "id": 1048842, "deviceId": "d", "body": )" + body + "}";
+    };
+    const auto list = [](int length) {
+        std::string text = "[0";
+        for (int i = 1; i < length; ++i)
+            text += ",0";
+        return text + "]";
+    };
+    StartCommands(20s, {.values = 20'000});
+    EXPECT_THAT(Command(command(list(100'000))).body, HasSubstr("more than 100,000 values"));
+    std::string hidden = "\"[0";
+    for (int i = 0; i < 100'000; ++i)
+        hidden += "\\u002c0";
+    EXPECT_THAT(Command(command(hidden + "]\"")).body, HasSubstr("more than 100,000 values"));
+    EXPECT_EQ(Command(command(list(30'000))).status, 503);
+    EXPECT_EQ(handled_, 0);
+    const auto waiting = Waiting(1, "d");
+    EXPECT_EQ(Command(command(list(30'000))).status, 503);
+    gate_.Open();
+    EXPECT_EQ(Command(command(list(19'000))).status, 200);
+    EXPECT_EQ(Command(command(list(19'000))).status, 200) << "the first has been given back";
 }
 
 TEST_F(HostApiTest, RequestsThatWaitHoldNoThread) {
