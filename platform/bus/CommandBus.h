@@ -13,8 +13,8 @@
 namespace vms {
 
 struct CommandBusOptions {
-    std::size_t maxWaitingRequests = 10'000;
-    std::size_t maxWaitingDeliveries = 100'000;
+    size_t maxWaitingRequests = 10'000;
+    size_t maxWaitingDeliveries = 100'000;
     std::chrono::milliseconds lifetime{70'000};  ///< of a posted request after its last answer
     DeliveryQueue::Clock clock = std::chrono::steady_clock::now;  ///< must not go back
     WorkerPool::Options workers{};

@@ -7,8 +7,8 @@
 #include "platform/bus/CommandSerial.h"
 
 namespace vms {
-DeliveryQueue::DeliveryQueue(std::size_t maxWaiting, std::chrono::milliseconds lifetime,
-                             Clock clock, BusLog& log)
+DeliveryQueue::DeliveryQueue(size_t maxWaiting, std::chrono::milliseconds lifetime, Clock clock,
+                             BusLog& log)
     : maxWaiting_(maxWaiting), clock_(std::move(clock)), log_(log), pending_(lifetime) {}
 
 DeliveryQueue::~DeliveryQueue() {
@@ -84,8 +84,8 @@ void DeliveryQueue::Unsubscribe(int64_t token) {
 
 bool DeliveryQueue::Notify(const __tagTvCommand& notification) {
     const __enumTvCommand id = IdOfSerial(notification.serial);
-    std::size_t accepted = 0;
-    std::size_t dropped = 0;
+    size_t accepted = 0;
+    size_t dropped = 0;
     {
         MutexLock lock(mutex_);
         for (const auto& [token, subscription] : subscriptions_) {

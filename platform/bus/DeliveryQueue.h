@@ -33,8 +33,7 @@ public:
     /// @param maxWaiting answers and notifications not yet delivered
     /// @param lifetime   of a posted request after its last answer
     /// @param log        must outlive the queue
-    DeliveryQueue(std::size_t maxWaiting, std::chrono::milliseconds lifetime, Clock clock,
-                  BusLog& log);
+    DeliveryQueue(size_t maxWaiting, std::chrono::milliseconds lifetime, Clock clock, BusLog& log);
     ~DeliveryQueue();
     DeliveryQueue(const DeliveryQueue&) = delete;
     DeliveryQueue& operator=(const DeliveryQueue&) = delete;
@@ -128,7 +127,7 @@ private:
     Job TakeFront() VMS_REQUIRES(mutex_);
     void Execute(Job job) noexcept;
 
-    const std::size_t maxWaiting_;
+    const size_t maxWaiting_;
     const Clock clock_;
     BusLog& log_;
     std::atomic<bool> fullReported_{false};  ///< until the queue has been empty again
@@ -145,7 +144,7 @@ private:
     std::vector<int64_t> running_ VMS_GUARDED_BY(mutex_);
     bool delivering_ VMS_GUARDED_BY(mutex_) = false;  ///< one thread at a time
     bool waitingInCallback_ VMS_GUARDED_BY(mutex_) = false;
-    std::size_t waitingForCallback_ VMS_GUARDED_BY(mutex_) = 0;
+    size_t waitingForCallback_ VMS_GUARDED_BY(mutex_) = 0;
     bool sleeping_ VMS_GUARDED_BY(mutex_) = false;  ///< the thread, and nobody has rung yet
     bool armed_ VMS_GUARDED_BY(mutex_) = false;     ///< the doorbell rings within kMidHandlerDelay
     std::chrono::steady_clock::time_point lastArmed_ VMS_GUARDED_BY(mutex_);  ///< or wanted so

@@ -37,7 +37,7 @@ private:
     bool Admit(RequestPtr& request, Ready& ready);
     void ContinueStrand(const std::string& deviceId, Ready& ready);
 
-    std::size_t active_ = 0;       ///< admitted and not finished
+    size_t active_ = 0;            ///< admitted and not finished
     bool barrierRunning_ = false;  ///< then it is the only active one
     /// Per device with an active request: those that wait for it.
     std::unordered_map<std::string, std::list<RequestPtr>> strands_;

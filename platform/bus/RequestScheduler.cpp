@@ -30,7 +30,7 @@ thread_local const BusModule* runningModule = nullptr;
 
 }  // namespace
 
-RequestScheduler::RequestScheduler(const WorkerPool::Options& workers, std::size_t maxWaiting,
+RequestScheduler::RequestScheduler(const WorkerPool::Options& workers, size_t maxWaiting,
                                    BusLog& log, Reports reports)
     : maxWaiting_(maxWaiting), log_(log), reports_(std::move(reports)), pool_(workers) {}
 
@@ -177,7 +177,7 @@ bool RequestScheduler::Finish(const BusRequest& request, bool threw) {
         drained_.NotifyAll();
         reports_.drained();
     }
-    for (std::size_t i = 0; i < ready.size(); ++i) {
+    for (size_t i = 0; i < ready.size(); ++i) {
         if (i + 1 < ready.size())
             pool_.Submit(TaskFor(std::move(ready[i])));
         else

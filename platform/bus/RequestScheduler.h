@@ -45,7 +45,7 @@ public:
 
     /// @param maxWaiting requests accepted and not started, over all modules
     /// @param log        must outlive the scheduler
-    RequestScheduler(const WorkerPool::Options& workers, std::size_t maxWaiting, BusLog& log,
+    RequestScheduler(const WorkerPool::Options& workers, size_t maxWaiting, BusLog& log,
                      Reports reports);
 
     /// Whether the calling thread is inside a handler of this or another scheduler.
@@ -77,7 +77,7 @@ private:
     bool Finish(const BusRequest& request, bool threw) VMS_EXCLUDES(mutex_);
     WorkerPool::Task TaskFor(RequestPtr request);
 
-    const std::size_t maxWaiting_;
+    const size_t maxWaiting_;
     BusLog& log_;
     const Reports reports_;
 
@@ -85,7 +85,7 @@ private:
     CondVar drained_;
     /// What is inside a module is guarded by mutex_ too.
     std::map<std::string, std::shared_ptr<BusModule>, std::less<>> modules_ VMS_GUARDED_BY(mutex_);
-    std::size_t waiting_ VMS_GUARDED_BY(mutex_) = 0;
+    size_t waiting_ VMS_GUARDED_BY(mutex_) = 0;
     bool fullReported_ VMS_GUARDED_BY(mutex_) = false;
     CommandBusStats stats_ VMS_GUARDED_BY(mutex_);
 

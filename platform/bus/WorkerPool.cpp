@@ -79,7 +79,7 @@ void WorkerPool::Stop() {
     }
 }
 
-std::size_t WorkerPool::Workers() {
+size_t WorkerPool::Workers() {
     MutexLock lock(mutex_);
     return workers_;
 }
@@ -116,8 +116,7 @@ void WorkerPool::WatchBacklog() {
 
 /// One worker more for every task that waits. @return false when a thread could not be started
 bool WorkerPool::Grow() {
-    for (std::size_t missing = queue_.size(); missing > 0 && workers_ < options_.maxWorkers;
-         --missing) {
+    for (size_t missing = queue_.size(); missing > 0 && workers_ < options_.maxWorkers; --missing) {
         if (!StartWorker())
             return false;
     }

@@ -20,8 +20,8 @@ public:
     using Task = std::function<void()>;
 
     struct Options {
-        std::size_t baseWorkers = 4;  ///< started on demand, kept until the end
-        std::size_t maxWorkers = 64;
+        size_t baseWorkers = 4;   ///< started on demand, kept until the end
+        size_t maxWorkers = 320;  ///< more than a host lets strangers' requests wait
         std::chrono::milliseconds idleTime{10'000};  ///< after which a surplus worker ends
         std::chrono::milliseconds growAfter{1};  ///< without a task taken, before workers are added
     };
@@ -42,7 +42,7 @@ public:
     /// task.
     void Stop() VMS_EXCLUDES(mutex_);
 
-    std::size_t Workers() VMS_EXCLUDES(mutex_);
+    size_t Workers() VMS_EXCLUDES(mutex_);
 
 private:
     /// Place of one worker. Slots live as long as the pool, so they can be notified without the
@@ -72,7 +72,7 @@ private:
     /// surplus ones stay idle long enough to end.
     std::vector<Slot*> idle_ VMS_GUARDED_BY(mutex_);
     std::deque<Task> queue_ VMS_GUARDED_BY(mutex_);
-    std::size_t workers_ VMS_GUARDED_BY(mutex_) = 0;
+    size_t workers_ VMS_GUARDED_BY(mutex_) = 0;
     uint64_t taken_ VMS_GUARDED_BY(mutex_) = 0;  ///< tasks taken from the queue so far
     bool stopping_ VMS_GUARDED_BY(mutex_) = false;
 
