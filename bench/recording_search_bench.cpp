@@ -115,7 +115,7 @@ int main(int argc, char** argv) {
 
     const auto days = channel.NewIndex();
     auto start = Clock::now();
-    const std::size_t count = days->Days(0, 0, 0, 0).size();
+    const size_t count = days->Days(0, 0, 0, 0).size();
     std::printf("%-45s %8.1f ms %7zu found\n", "days", MsSince(start), count);
     Search("fresh, half an hour in the middle", *channel.NewIndex(), middle, middle + 1'800'000);
     Search("fresh, all from the middle", *channel.NewIndex(), middle, 0);

@@ -30,7 +30,7 @@ public:
     int QueryDataCountToSend(std::string) override { return -1; }
 };
 
-std::string VideoFrame(std::size_t payload) {
+std::string VideoFrame(size_t payload) {
     std::string frame(36 + payload, 'v');
     std::memset(frame.data(), 0, 36);
     frame[4] = 1;
@@ -47,7 +47,7 @@ double NanosecondsOf(int count, Work work) {
 
 void BM_Reframe(benchmark::State& state) {
     constexpr int kBatch = 200;
-    const auto payload = static_cast<std::size_t>(state.range(0));
+    const auto payload = static_cast<size_t>(state.range(0));
     const std::string frame = VideoFrame(payload);
     NullSink sink;
     __tagTvVideoParam device;

@@ -57,7 +57,7 @@ public:
     void OnLinkEnd(const std::string&) override { ++texts; }
     void OnLinkLost() override {}
 
-    std::size_t sum = 0;
+    size_t sum = 0;
     int texts = 0;
     int frames = 0;
 

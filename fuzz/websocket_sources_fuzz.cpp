@@ -53,8 +53,8 @@ int UnitsMade(const uint8_t* data, int size) {
         return made;
     }();
     const int before = sink.units;
-    const std::unique_ptr<char[]> copy(new char[static_cast<std::size_t>(size)]);
-    std::memcpy(copy.get(), data, static_cast<std::size_t>(size));
+    const std::unique_ptr<char[]> copy(new char[static_cast<size_t>(size)]);
+    std::memcpy(copy.get(), data, static_cast<size_t>(size));
     source.OnRecv(1, copy.get(), size);
     return sink.units - before;
 }

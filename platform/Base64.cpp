@@ -10,11 +10,11 @@ std::string base64_encode(const unsigned char* data, unsigned int length) {
         return {};
     // A multiple of three, so that padding arises at the very end only, and small enough for an
     // int.
-    constexpr std::size_t kChunk = 3u << 24;
-    std::string text((std::size_t{length} + 2) / 3 * 4, '\0');
+    constexpr size_t kChunk = 3u << 24;
+    std::string text((size_t{length} + 2) / 3 * 4, '\0');
     auto* out = reinterpret_cast<unsigned char*>(text.data());
-    for (std::size_t done = 0; done < length; done += kChunk) {
-        const std::size_t count = std::min(kChunk, length - done);
+    for (size_t done = 0; done < length; done += kChunk) {
+        const size_t count = std::min(kChunk, length - done);
         out += EVP_EncodeBlock(out, data + done, static_cast<int>(count));
     }
     return text;

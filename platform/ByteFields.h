@@ -8,36 +8,36 @@ namespace vms {
 /// A number within bytes, in the byte order of the host, wherever it lies. Re-entrant.
 /// @param bytes at least `offset` + sizeof(T) of them
 template <class T>
-T FieldAt(const char* bytes, std::size_t offset) {
+T FieldAt(const char* bytes, size_t offset) {
     T value;
     std::memcpy(&value, bytes + offset, sizeof value);
     return value;
 }
 
 template <class T>
-void SetField(char* bytes, std::size_t offset, T value) {
+void SetField(char* bytes, size_t offset, T value) {
     std::memcpy(bytes + offset, &value, sizeof value);
 }
 
 /// The same in little-endian order, whatever the host's.
 template <class T>
-T LittleFieldAt(const char* bytes, std::size_t offset) {
+T LittleFieldAt(const char* bytes, size_t offset) {
     T value = 0;
-    for (std::size_t i = 0; i < sizeof(T); ++i)
+    for (size_t i = 0; i < sizeof(T); ++i)
         value = static_cast<T>(value | T{static_cast<unsigned char>(bytes[offset + i])} << (8 * i));
     return value;
 }
 
 template <class T>
-void SetLittleField(char* bytes, std::size_t offset, T value) {
-    for (std::size_t i = 0; i < sizeof(T); ++i)
+void SetLittleField(char* bytes, size_t offset, T value) {
+    for (size_t i = 0; i < sizeof(T); ++i)
         bytes[offset + i] = static_cast<char>(value >> (8 * i));
 }
 
 /// The same in network order.
 template <class T>
-void SetBigField(char* bytes, std::size_t offset, T value) {
-    for (std::size_t i = 0; i < sizeof(T); ++i)
+void SetBigField(char* bytes, size_t offset, T value) {
+    for (size_t i = 0; i < sizeof(T); ++i)
         bytes[offset + i] = static_cast<char>(value >> (8 * (sizeof(T) - 1 - i)));
 }
 

@@ -24,7 +24,7 @@ void AddOnce(std::list<std::string>& ips, std::string ip) {
 
 std::string Trimmed(const std::string& text) {
     constexpr const char* kBlanks = " \t\r\n";
-    const std::size_t first = text.find_first_not_of(kBlanks);
+    const size_t first = text.find_first_not_of(kBlanks);
     if (first == std::string::npos)
         return {};
     return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);

@@ -6,19 +6,19 @@
 namespace vms {
 namespace {
 
-constexpr std::size_t kPage = 4096;
+constexpr size_t kPage = 4096;
 
-std::size_t RoundUp(std::size_t size) {
+size_t RoundUp(size_t size) {
     return (size + kPage - 1) / kPage * kPage;
 }
 
 }  // namespace
 
-char* ReusableBuffer::Reserve(std::size_t size, std::size_t keep) {
+char* ReusableBuffer::Reserve(size_t size, size_t keep) {
     if (size <= capacity_)
         return memory_.get();
     // A quarter to spare, so that sizes which creep up do not grow the memory every time.
-    const std::size_t capacity = RoundUp(std::max(size, std::max(capacity_, peak_) * 5 / 4));
+    const size_t capacity = RoundUp(std::max(size, std::max(capacity_, peak_) * 5 / 4));
     auto memory = std::make_unique_for_overwrite<char[]>(capacity);
     if (keep > 0)
         std::memcpy(memory.get(), memory_.get(), keep);
@@ -27,7 +27,7 @@ char* ReusableBuffer::Reserve(std::size_t size, std::size_t keep) {
     return memory_.get();
 }
 
-void ReusableBuffer::EndUse(std::size_t size) {
+void ReusableBuffer::EndUse(size_t size) {
     peak_ = std::max(peak_, size);
     if (++uses_ < kWindow)
         return;

@@ -14,9 +14,9 @@ namespace vms {
 /// What all WebSocket clients of the process go by. Values out of range are moved into it.
 struct WebSocketSettings {
     /// Longest message taken, 1 byte to 1 GiB; a longer one closes the connection with code 1009.
-    std::size_t maxMessageBytes = std::size_t{16} << 20;
+    size_t maxMessageBytes = size_t{16} << 20;
     /// Text that may wait to be sent, per client; Send refuses what would exceed it.
-    std::size_t maxQueuedBytes = std::size_t{1} << 20;
+    size_t maxQueuedBytes = size_t{1} << 20;
     /// Silence after which the peer is pinged, at least 1 ms.
     std::chrono::milliseconds pingAfter{10'000};
     /// Further silence after which the connection is given up, at least 1 ms.

@@ -14,7 +14,7 @@ std::string AfterEqualsSign(std::string_view text) {
 
 std::string LoggableText(const char* data, int length) {
     constexpr int kMaxLength = 64 << 10;
-    return std::string(data, static_cast<std::size_t>(std::min(length, kMaxLength)));
+    return std::string(data, static_cast<size_t>(std::min(length, kMaxLength)));
 }
 
 std::string SendRequest(IWebSocketClient& client, const Json::Value& request) {

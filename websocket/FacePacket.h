@@ -5,7 +5,7 @@
 namespace vms {
 
 /// Of the device's packets and of the frames made of them alike.
-inline constexpr std::size_t kFaceHeaderSize = 32;
+inline constexpr size_t kFaceHeaderSize = 32;
 
 /// Whether a packet begins with its signature. Re-entrant. @param device kFaceHeaderSize bytes
 bool IsFacePacket(const char* device);

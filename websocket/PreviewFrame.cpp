@@ -59,7 +59,7 @@ constexpr uint32_t kDefaultFrameRate = 30;
 constexpr uint32_t kAac8kHz = 8000;
 
 template <class T>
-T Get(const char* header, std::size_t offset) {
+T Get(const char* header, size_t offset) {
     return le2host(FieldAt<T>(header, offset));
 }
 

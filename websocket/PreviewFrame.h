@@ -5,8 +5,8 @@
 
 namespace vms {
 
-inline constexpr std::size_t kDeviceFrameHeaderSize = 36;
-inline constexpr std::size_t kStreamFrameHeaderSize = 32;
+inline constexpr size_t kDeviceFrameHeaderSize = 36;
+inline constexpr size_t kStreamFrameHeaderSize = 32;
 
 /// What the rest of the preview client wants to know of a frame.
 struct PreviewFrame {

@@ -145,7 +145,7 @@ void TaveroFaceFrame_ws::Deliver(const char* data, int len) {
     IStreamCallback* const sink = callback;
     if (sink == nullptr)
         return;
-    const auto size = static_cast<std::size_t>(len);
+    const auto size = static_cast<size_t>(len);
     char* const out = frame.Reserve(size);
     vms::ConvertFaceHeader(data, out);
     std::memcpy(out + kFaceHeaderSize, data + kFaceHeaderSize, size - kFaceHeaderSize);

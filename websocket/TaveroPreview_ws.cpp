@@ -168,8 +168,8 @@ void TaveroPreview_ws::OnRecv(long long, const char* data, int len) {
 }
 
 void TaveroPreview_ws::Deliver(const char* data, int len) {
-    const std::size_t payload = static_cast<std::size_t>(len) - kDeviceFrameHeaderSize;
-    const std::size_t size = kStreamFrameHeaderSize + payload;
+    const size_t payload = static_cast<size_t>(len) - kDeviceFrameHeaderSize;
+    const size_t size = kStreamFrameHeaderSize + payload;
     char* const out = frame.Reserve(size);
     const vms::PreviewFrame info = vms::ConvertPreviewHeader(data, out);
     if (info.isVideo && std::exchange(logFirstVideo, false)) {

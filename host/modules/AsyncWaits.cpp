@@ -107,7 +107,7 @@ void AsyncWait::Post(const BusRequest& request) {
     const int64_t serial = PostRequest(
         bus_, request,
         [self](const __tagTvCommand& response) {
-            self->Put({Answer::Kind::answered, response.result, response.body});
+            self->Put({Answer::Kind::kAnswered, response.result, response.body});
         },
         [self](bool threw) { self->HandlerEnded(threw); });
     {
@@ -154,7 +154,7 @@ void AsyncWait::HandlerEnded(bool threw) {
         handled_ = true;
     }
     if (threw)
-        End({Answer::Kind::threw, 0, {}});
+        End({Answer::Kind::kThrew, 0, {}});
     ForgetIfThrough();
 }
 

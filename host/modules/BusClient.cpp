@@ -19,7 +19,7 @@ class Inbox {
 public:
     void Put(const __tagTvCommand& response) VMS_EXCLUDES(mutex_) {
         MutexLock lock(mutex_);
-        answers_.push_back({Answer::Kind::answered, response.result, response.body});
+        answers_.push_back({Answer::Kind::kAnswered, response.result, response.body});
         changed_.NotifyAll();
     }
 
@@ -45,7 +45,7 @@ public:
                 break;
         }
         if (answers_.empty())
-            return {threw_ ? Answer::Kind::threw : Answer::Kind::silent, 0, {}};
+            return {threw_ ? Answer::Kind::kThrew : Answer::Kind::kSilent, 0, {}};
         Answer answer = std::move(answers_.front());
         answers_.pop_front();
         return answer;
@@ -179,7 +179,7 @@ Answer BusClient::AskPages(const BusRequest& request, const PageSink& onAnswer, 
     const Waits::Posted posted(*this, serial, *inbox);
     for (;;) {
         Answer answer = inbox->Next(std::min(end, Clock::now() + silence));
-        if (answer.kind != Answer::Kind::answered)
+        if (answer.kind != Answer::Kind::kAnswered)
             return answer;
         onAnswer(answer);
         if (!IsOpenPage(answer.body))

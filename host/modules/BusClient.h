@@ -23,17 +23,17 @@ struct BusRequest {
 /// What came of a request.
 struct Answer {
     enum class Kind {
-        answered,   ///< result and body hold the module's answer
-        threw,      ///< the handler ended with an exception; no answer will come
-        silent,     ///< nothing came in time
-        queueFull,  ///< too many requests are waiting on the bus
-        noHandler,  ///< nobody registered this command for this module
+        kAnswered,   ///< result and body hold the module's answer
+        kThrew,      ///< the handler ended with an exception; no answer will come
+        kSilent,     ///< nothing came in time
+        kQueueFull,  ///< too many requests are waiting on the bus
+        kNoHandler,  ///< nobody registered this command for this module
     };
-    Kind kind = Kind::silent;
+    Kind kind = Kind::kSilent;
     int32_t result = 0;  ///< 1 success, -1 failure
     std::string body;
 
-    bool Succeeded() const { return kind == Kind::answered && result == 1; }
+    bool Succeeded() const { return kind == Kind::kAnswered && result == 1; }
 };
 
 /// Whether more answers to the same request follow this one: a page of a search that is not its

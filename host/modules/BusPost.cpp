@@ -16,7 +16,7 @@ int64_t PostRequest(ICommandBus& bus, const BusRequest& request, ICommandBus::Ca
 
 Answer RefusedAnswer(int64_t postResult) {
     const bool full = postResult == ICommandBus::kQueueFull;
-    return {full ? Answer::Kind::queueFull : Answer::Kind::noHandler, 0, {}};
+    return {full ? Answer::Kind::kQueueFull : Answer::Kind::kNoHandler, 0, {}};
 }
 
 }  // namespace vms::host

@@ -8,8 +8,8 @@
 namespace vms::host {
 
 struct HostOptions {
-    LogPrinting printing = LogPrinting::nothing;    ///< to standard error
-    WatchedSignals signals = WatchedSignals::none;  ///< the command's to handle
+    LogPrinting printing = LogPrinting::kNothing;    ///< to standard error
+    WatchedSignals signals = WatchedSignals::kNone;  ///< the command's to handle
 };
 
 /// What every command works with: bus, log and modules of this process. Create at most one at a

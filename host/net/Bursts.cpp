@@ -12,7 +12,7 @@
 namespace vms::host {
 namespace {
 
-constexpr std::size_t kBatch = SendRing::kBatch;
+constexpr size_t kBatch = SendRing::kBatch;
 
 /// Sees to one client. Without memory it goes without, so that the claims on others are given back.
 template <class Step>
@@ -57,7 +57,7 @@ void Bursts::Send(std::span<const std::shared_ptr<Connection>> clients, const Ch
     }
     std::unique_ptr<Tools> tools = Take();
     const std::string_view bytes = chunk.prefix.size == 0 ? chunk.body : tools->Joined(chunk);
-    for (std::size_t at = 0; at < clients.size(); at += kBatch)
+    for (size_t at = 0; at < clients.size(); at += kBatch)
         SendSome(*tools, clients.subspan(at, std::min(kBatch, clients.size() - at)), chunk, bytes);
     tools->memory.EndUse(bytes.size());
     GiveBack(std::move(tools));
@@ -77,7 +77,7 @@ void Bursts::SendSome(Tools& tools, std::span<const std::shared_ptr<Connection>>
         });
     }
     tools.ring.Send(tools.sockets, bytes, tools.taken);
-    for (std::size_t i = 0; i < tools.claimed.size(); ++i)
+    for (size_t i = 0; i < tools.claimed.size(); ++i)
         WithMemory([&] { tools.claimed[i]->Release(chunk, tools.taken[i]); });
 }
 

@@ -26,7 +26,7 @@ struct Chunk {
     UnitKind kind = UnitKind::kOther;
     uint32_t timestampMs = 0;
 
-    std::size_t Size() const { return prefix.size + body.size(); }
+    size_t Size() const { return prefix.size + body.size(); }
 };
 
 /// A chunk with a copy of these bytes. @throws std::bad_alloc

@@ -2,7 +2,7 @@
 
 namespace vms::host {
 
-SendVerdict DropPolicy::Admit(UnitKind kind, std::size_t bytes, std::size_t units) {
+SendVerdict DropPolicy::Admit(UnitKind kind, size_t bytes, size_t units) {
     const bool overBound = IsOverBound(bytes, units);
     if (overBound && now_() - *overSince_ >= limits_.patience)
         return SendVerdict::kTooSlow;
@@ -26,7 +26,7 @@ void DropPolicy::Begin(bool holds) {
     overSince_.reset();
 }
 
-bool DropPolicy::IsOverBound(std::size_t bytes, std::size_t units) {
+bool DropPolicy::IsOverBound(size_t bytes, size_t units) {
     const bool over = bytes >= limits_.liveBytes || units >= limits_.liveUnits;
     if (!over)
         overSince_.reset();

@@ -10,11 +10,11 @@ namespace vms::host {
 
 /// How much may wait for one client.
 struct SendLimits {
-    std::size_t liveBytes = std::size_t{4} << 20;  ///< from here on live units are dropped
-    std::size_t liveUnits = 256;  ///< the same, in units: about ten seconds of pictures
-    std::size_t wholeBytes = std::size_t{64} << 20;   ///< what is not live: beyond, given up
-    std::size_t controlBytes = std::size_t{1} << 20;  ///< answers to what the client has sent, and
-                                                      ///< messages: beyond, given up
+    size_t liveBytes = size_t{4} << 20;     ///< from here on live units are dropped
+    size_t liveUnits = 256;                 ///< the same, in units: about ten seconds of pictures
+    size_t wholeBytes = size_t{64} << 20;   ///< what is not live: beyond, given up
+    size_t controlBytes = size_t{1} << 20;  ///< answers to what the client has sent, and
+                                            ///< messages: beyond, given up
     std::chrono::steady_clock::duration patience =
         std::chrono::seconds(10);  ///< who stays over a live bound so long is given up; a newcomer
                                    ///< waits for a key picture no longer either
@@ -41,13 +41,13 @@ public:
         : limits_(limits), now_(now) {}
 
     /// @param bytes, units that wait for the client, without what it was given to begin with
-    SendVerdict Admit(UnitKind kind, std::size_t bytes, std::size_t units);
+    SendVerdict Admit(UnitKind kind, size_t bytes, size_t units);
 
     /// A stream begins anew. @param holds pictures are of no use before the next key picture
     void Begin(bool holds);
 
 private:
-    bool IsOverBound(std::size_t bytes, std::size_t units);
+    bool IsOverBound(size_t bytes, size_t units);
 
     std::optional<Time> overSince_;  ///< unset: there was room
     Time begun_{};

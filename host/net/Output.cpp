@@ -9,14 +9,14 @@ namespace vms::host {
 namespace {
 
 /// Hands a frame, from byte `sent` on, to the wire.
-ssize_t Write(Wire& wire, const FramePrefix& prefix, std::string_view body, std::size_t sent) {
+ssize_t Write(Wire& wire, const FramePrefix& prefix, std::string_view body, size_t sent) {
     iovec parts[2];
-    std::size_t count = 0;
+    size_t count = 0;
     if (sent < prefix.size) {
         parts[count++] = {const_cast<char*>(prefix.bytes.data()) + sent, prefix.size - sent};
         sent = prefix.size;
     }
-    const std::size_t skipped = sent - prefix.size;
+    const size_t skipped = sent - prefix.size;
     parts[count++] = {const_cast<char*>(body.data()) + skipped, body.size() - skipped};
     return wire.Write(parts, count);
 }
@@ -64,7 +64,7 @@ Output::Outcome Output::Release(const Chunk& chunk, ssize_t taken) {
         released_.NotifyAll();
     if (taken < 0)
         return Fail();
-    const auto sent = static_cast<std::size_t>(taken);
+    const auto sent = static_cast<size_t>(taken);
     if (sent == chunk.Size())
         queue_.CountSent(chunk.body.size(), true);
     else if ((sent > 0 || !finished_) && !QueueRest(chunk, sent))
@@ -73,7 +73,7 @@ Output::Outcome Output::Release(const Chunk& chunk, ssize_t taken) {
 }
 
 /// @return false when there is no memory for it
-bool Output::QueueRest(const Chunk& chunk, std::size_t sent) {
+bool Output::QueueRest(const Chunk& chunk, size_t sent) {
     try {
         queue_.PushFront({chunk, SendQueue::Class::kUnit, sent});
         return true;
@@ -142,7 +142,7 @@ Output::Outcome Output::Transmit(const FramePrefix& prefix, std::string_view bod
     const ssize_t taken = first ? Write(*wire_, prefix, body, 0) : 0;
     if (taken < 0)
         return Fail();
-    const auto sent = static_cast<std::size_t>(taken);
+    const auto sent = static_cast<size_t>(taken);
     if (sent == prefix.size + body.size())
         queue_.CountSent(body.size(), what == SendQueue::Class::kUnit);
     else
@@ -159,7 +159,7 @@ bool Output::Flush() {
             Fail();
             return false;
         }
-        frame.sent += static_cast<std::size_t>(taken);
+        frame.sent += static_cast<size_t>(taken);
         if (frame.sent < frame.chunk.Size())
             return true;
         queue_.Pop();

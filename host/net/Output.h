@@ -83,7 +83,7 @@ private:
     Outcome Transmit(const FramePrefix& prefix, std::string_view body, SendQueue::Class what,
                      const Chunk* shared) VMS_REQUIRES(mutex_);
     bool Rests() const VMS_REQUIRES(mutex_) { return !claimed_ && queue_.Empty(); }
-    bool QueueRest(const Chunk& chunk, std::size_t sent) VMS_REQUIRES(mutex_);
+    bool QueueRest(const Chunk& chunk, size_t sent) VMS_REQUIRES(mutex_);
     Outcome Fail() VMS_REQUIRES(mutex_);
     void GiveUpUnsent() VMS_REQUIRES(mutex_);
 

@@ -23,7 +23,7 @@ public:
         socket_.set_option(boost::asio::socket_base::send_buffer_size(kKernelBuffer), ignored);
     }
 
-    ssize_t Write(const iovec* parts, std::size_t count) override {
+    ssize_t Write(const iovec* parts, size_t count) override {
         msghdr message{};
         message.msg_iov = const_cast<iovec*>(parts);
         message.msg_iovlen = count;

@@ -14,12 +14,12 @@ void SendQueue::PushFront(Frame frame) {
     frames_.push_front(std::move(frame));
 }
 
-std::size_t SendQueue::ControlCost(const Frame& frame) {
+size_t SendQueue::ControlCost(const Frame& frame) {
     return frame.chunk.body.size() + kFrameCost;
 }
 
 void SendQueue::CountQueued(const Frame& frame) {
-    const std::size_t bytes = frame.chunk.body.size();
+    const size_t bytes = frame.chunk.body.size();
     counts_.queuedBytes += bytes;
     if (frame.IsUnit())
         ++counts_.queuedUnits;
@@ -33,7 +33,7 @@ void SendQueue::CountQueued(const Frame& frame) {
 
 void SendQueue::Pop() {
     const Frame& frame = frames_.front();
-    const std::size_t bytes = frame.chunk.body.size();
+    const size_t bytes = frame.chunk.body.size();
     counts_.queuedBytes -= bytes;
     if (frame.IsUnit())
         --counts_.queuedUnits;
@@ -53,7 +53,7 @@ void SendQueue::Clear() {
     counts_.queuedUnits = preludeUnits_ = 0;
 }
 
-void SendQueue::CountSent(std::size_t bodyBytes, bool isUnit) {
+void SendQueue::CountSent(size_t bodyBytes, bool isUnit) {
     counts_.sentBytes += bodyBytes;
     if (isUnit)
         ++counts_.sentUnits;

@@ -12,8 +12,8 @@ struct SendCounts {
     uint64_t sentUnits = 0;
     uint64_t sentBytes = 0;  ///< units and texts, without framing
     uint64_t droppedUnits = 0;
-    std::size_t queuedUnits = 0;
-    std::size_t queuedBytes = 0;
+    size_t queuedUnits = 0;
+    size_t queuedBytes = 0;
 };
 
 /// What waits for one client because the network did not take it. Not thread-safe.
@@ -30,7 +30,7 @@ public:
     struct Frame {
         Chunk chunk;
         Class what = Class::kUnit;
-        std::size_t sent = 0;
+        size_t sent = 0;
 
         bool IsUnit() const { return what <= Class::kPrelude; }
     };
@@ -43,28 +43,28 @@ public:
     void Clear();
 
     /// Counts a frame that has gone without waiting.
-    void CountSent(std::size_t bodyBytes, bool isUnit);
+    void CountSent(size_t bodyBytes, bool isUnit);
     void CountDropped() { ++counts_.droppedUnits; }
 
     const SendCounts& Counts() const { return counts_; }
     /// Bytes that count towards the bounds, with what it costs to keep small ones.
-    std::size_t BoundBytes() const {
+    size_t BoundBytes() const {
         return counts_.queuedBytes - preludeBytes_ + (frames_.size() - preludeUnits_) * kFrameCost;
     }
-    std::size_t BoundUnits() const { return counts_.queuedUnits - preludeUnits_; }
-    std::size_t ControlBytes() const { return controlBytes_; }
+    size_t BoundUnits() const { return counts_.queuedUnits - preludeUnits_; }
+    size_t ControlBytes() const { return controlBytes_; }
 
 private:
-    static constexpr std::size_t kFrameCost = 256;
+    static constexpr size_t kFrameCost = 256;
 
-    static std::size_t ControlCost(const Frame& frame);
+    static size_t ControlCost(const Frame& frame);
     void CountQueued(const Frame& frame);
 
     // What every unit of every client touches comes first.
     SendCounts counts_;
-    std::size_t preludeBytes_ = 0;
-    std::size_t preludeUnits_ = 0;
-    std::size_t controlBytes_ = 0;
+    size_t preludeBytes_ = 0;
+    size_t preludeUnits_ = 0;
+    size_t controlBytes_ = 0;
     std::deque<Frame> frames_;
 };
 

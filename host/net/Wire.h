@@ -22,7 +22,7 @@ struct Peer {
 /// thread; what any thread may call says so.
 class Wire {
 public:
-    using ReadHandler = std::function<void(boost::system::error_code, std::size_t)>;
+    using ReadHandler = std::function<void(boost::system::error_code, size_t)>;
     using ReadyHandler = std::function<void(boost::system::error_code)>;
 
     virtual ~Wire() = default;
@@ -31,7 +31,7 @@ public:
 
     /// Sends what the kernel takes now; never waits. Any thread, one at a time, until Close.
     /// @return bytes taken, 0 = none now, -1 = the connection is broken
-    virtual ssize_t Write(const iovec* parts, std::size_t count) = 0;
+    virtual ssize_t Write(const iovec* parts, size_t count) = 0;
 
     /// A connected, non-blocking socket on which bytes may be written as they are, in place of
     /// Write; -1 where they must be changed on the way. Constant.

@@ -22,10 +22,10 @@ std::string Trimmed(const std::string& text) {
 std::optional<PlayCommand> ParsePlayCommand(const std::string& line) {
     using Kind = PlayCommand::Kind;
     static const std::map<std::string, Spelling> kSpellings{
-        {"pause", {Kind::pause, false}}, {"resume", {Kind::resume, false}},
-        {"speed", {Kind::speed, true}},  {"seek", {Kind::seek, true}},
-        {"talk", {Kind::talk, true}},    {"hush", {Kind::hush, false}},
-        {"quit", {Kind::quit, false}}};
+        {"pause", {Kind::kPause, false}}, {"resume", {Kind::kResume, false}},
+        {"speed", {Kind::kSpeed, true}},  {"seek", {Kind::kSeek, true}},
+        {"talk", {Kind::kTalk, true}},    {"hush", {Kind::kHush, false}},
+        {"quit", {Kind::kQuit, false}}};
     const std::string text = Trimmed(line);
     const size_t blank = text.find_first_of(" \t");
     const auto found = kSpellings.find(text.substr(0, blank));

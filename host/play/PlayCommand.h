@@ -7,7 +7,7 @@ namespace vms::host {
 
 /// What can be typed while a stream plays.
 struct PlayCommand {
-    enum class Kind { pause, resume, speed, seek, talk, hush, quit };
+    enum class Kind { kPause, kResume, kSpeed, kSeek, kTalk, kHush, kQuit };
     Kind kind;
     std::string argument;  ///< number or file, "" = none
 };

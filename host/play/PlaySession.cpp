@@ -25,15 +25,15 @@ bool IsEnd(const std::string& message) {
 
 int CommandOf(PlayCommand::Kind kind) {
     switch (kind) {
-        case PlayCommand::Kind::pause:
+        case PlayCommand::Kind::kPause:
             return TV_STREAM_PLAYBACK_PAUSE;
-        case PlayCommand::Kind::resume:
+        case PlayCommand::Kind::kResume:
             return TV_STREAM_PLAYBACK_RESUME;
-        case PlayCommand::Kind::speed:
+        case PlayCommand::Kind::kSpeed:
             return TV_STREAM_PLAYBACK_SPEED;
-        case PlayCommand::Kind::seek:
+        case PlayCommand::Kind::kSeek:
             return TV_STREAM_PLAYBACK_SEEK;
-        case PlayCommand::Kind::talk:
+        case PlayCommand::Kind::kTalk:
             return TV_STREAM_TALK_START;
         default:
             return TV_STREAM_TALK_STOP;
@@ -85,13 +85,13 @@ void PlaySession::TakeEvents() {
 
 void PlaySession::TakeEvent(const LinkEvent& event) {
     switch (event.kind) {
-        case LinkEvent::Kind::open:
+        case LinkEvent::Kind::kOpen:
             link_.Request(request_.startCommand, request_.key, request_.startBody);
             return;
-        case LinkEvent::Kind::unit:
+        case LinkEvent::Kind::kUnit:
             TakeUnit(event.bytes);
             return;
-        case LinkEvent::Kind::answer:
+        case LinkEvent::Kind::kAnswer:
             if (event.result == 0)
                 return;
             if (event.command != request_.startCommand)
@@ -99,11 +99,11 @@ void PlaySession::TakeEvent(const LinkEvent& event) {
             else if (!request_.refusalIsFine)
                 throw HostError("the server knows no such stream; ask the module for it again");
             return;
-        case LinkEvent::Kind::message:
+        case LinkEvent::Kind::kMessage:
             statistics_.AddMessage(event.bytes);
             done_ = IsEnd(event.bytes);
             return;
-        case LinkEvent::Kind::closed:
+        case LinkEvent::Kind::kClosed:
             throw HostError("the connection has ended: " + event.bytes);
     }
 }
@@ -153,16 +153,16 @@ void PlaySession::TakeInput() {
 }
 
 void PlaySession::Carry(const PlayCommand& command) {
-    if (command.kind == PlayCommand::Kind::quit) {
+    if (command.kind == PlayCommand::Kind::kQuit) {
         done_ = true;
         return;
     }
     std::string body = command.argument;
-    if (command.kind == PlayCommand::Kind::talk) {
+    if (command.kind == PlayCommand::Kind::kTalk) {
         if (!BeginTalk(command.argument))
             return;
         body = std::to_string(talk_->parameter);
-    } else if (command.kind == PlayCommand::Kind::hush) {
+    } else if (command.kind == PlayCommand::Kind::kHush) {
         talk_.reset();
     }
     link_.Request(CommandOf(command.kind), request_.key, body);

@@ -14,12 +14,12 @@ constexpr size_t kMostWaiting = size_t{8} << 20;  ///< bytes
 
 LinkEvent ReadText(const std::string& text) {
     Json::Value document;
-    LinkEvent event{LinkEvent::Kind::message, {}, 0, 0};
+    LinkEvent event{LinkEvent::Kind::kMessage, {}, 0, 0};
     if (!ParseJson(text.c_str(), document))
         return event;
     ReadInt(document, "cmd", event.command);
     if (ReadInt(document, "result", event.result))
-        event.kind = LinkEvent::Kind::answer;
+        event.kind = LinkEvent::Kind::kAnswer;
     else
         ReadString(document, "body", event.bytes);
     return event;
@@ -68,11 +68,11 @@ bool PlayerLink::SendUnit(const std::string& unit) {
 }
 
 void PlayerLink::OnConnect(long long, const char*, int) {
-    Put({LinkEvent::Kind::open, {}, 0, 0});
+    Put({LinkEvent::Kind::kOpen, {}, 0, 0});
 }
 
 void PlayerLink::OnClose(long long, int, const char* msg) {
-    Put({LinkEvent::Kind::closed, msg != nullptr ? msg : "", 0, 0});
+    Put({LinkEvent::Kind::kClosed, msg != nullptr ? msg : "", 0, 0});
 }
 
 /// A unit's first byte is 0, that of a text a brace.
@@ -81,7 +81,7 @@ void PlayerLink::OnRecv(long long, const char* data, int len) {
     if (!bytes.empty() && bytes.front() == '{')
         Put(ReadText(bytes));
     else
-        Put({LinkEvent::Kind::unit, std::move(bytes), 0, 0});
+        Put({LinkEvent::Kind::kUnit, std::move(bytes), 0, 0});
 }
 
 void PlayerLink::Put(LinkEvent event) {

@@ -19,7 +19,7 @@ namespace vms::host {
 
 /// What comes from the stream server.
 struct LinkEvent {
-    enum class Kind { open, unit, answer, message, closed };
+    enum class Kind { kOpen, kUnit, kAnswer, kMessage, kClosed };
     Kind kind;
     std::string bytes;  ///< the unit, the message's body, or why the connection is closed
     int command = 0;    ///< of an answer

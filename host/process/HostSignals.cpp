@@ -13,13 +13,13 @@
 namespace vms::host {
 
 HostSignals::HostSignals(WatchedSignals watched) {
-    if (watched == WatchedSignals::none)
+    if (watched == WatchedSignals::kNone)
         return;
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
-    if (watched == WatchedSignals::stopAndReload)
+    if (watched == WatchedSignals::kStopAndReload)
         sigaddset(&signals, SIGHUP);
     pthread_sigmask(SIG_BLOCK, &signals, &before_);
     descriptor_ = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);

@@ -6,9 +6,9 @@ namespace vms::host {
 
 /// Which signals a command handles itself.
 enum class WatchedSignals {
-    none,
-    stop,           ///< SIGINT and SIGTERM
-    stopAndReload,  ///< these and SIGHUP
+    kNone,
+    kStop,           ///< SIGINT and SIGTERM
+    kStopAndReload,  ///< these and SIGHUP
 };
 
 /// Turns signals into a readable file descriptor while it lives, for commands that end in their own

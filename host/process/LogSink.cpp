@@ -14,12 +14,12 @@ namespace vms::host {
 namespace {
 
 std::shared_ptr<spdlog::logger> MakePrinter(const std::string& name, LogPrinting printing) {
-    if (printing == LogPrinting::nothing)
+    if (printing == LogPrinting::kNothing)
         return nullptr;
     auto printer = std::make_shared<spdlog::logger>(
         name, std::make_shared<spdlog::sinks::stderr_color_sink_mt>());
-    printer->set_level(printing == LogPrinting::warnings ? spdlog::level::warn
-                                                         : spdlog::level::trace);
+    printer->set_level(printing == LogPrinting::kWarnings ? spdlog::level::warn
+                                                          : spdlog::level::trace);
     printer->set_pattern("%H:%M:%S.%e %^%L%$ %n %v");
     return printer;
 }

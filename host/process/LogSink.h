@@ -18,9 +18,9 @@ namespace vms::host {
 
 /// Which log lines are printed.
 enum class LogPrinting {
-    nothing,
-    warnings,  ///< warnings and errors: level 2 and above
-    everything,
+    kNothing,
+    kWarnings,  ///< warnings and errors: level 2 and above
+    kEverything,
 };
 
 /// Takes the log lines of modules or of the bus: keeps the latest for error messages and, on

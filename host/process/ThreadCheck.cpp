@@ -10,7 +10,7 @@
 
 namespace vms::host {
 
-void RequireThreads(std::size_t count) {
+void RequireThreads(size_t count) {
     std::latch enough(1);
     std::vector<std::thread> threads;
     threads.reserve(count);

@@ -21,7 +21,7 @@ public:
     /// For so long a player is waited for.
     static constexpr std::chrono::seconds kPatience{5};
     /// As many at a time; further streams do without.
-    static constexpr std::size_t kMost = 128;
+    static constexpr size_t kMost = 128;
 
     /// @param relays, lanes must outlive this object
     ExpectedStreams(RelayTable& relays, Lanes& lanes)
@@ -47,7 +47,7 @@ private:
     RelayTable& relays_;
     const std::shared_ptr<Lane> lane_;
     Mutex mutex_;
-    std::size_t wanted_ VMS_GUARDED_BY(mutex_) = 0;    ///< not yet taken
+    size_t wanted_ VMS_GUARDED_BY(mutex_) = 0;         ///< not yet taken
     std::deque<Share> shares_ VMS_GUARDED_BY(mutex_);  ///< oldest first
     bool closed_ VMS_GUARDED_BY(mutex_) = false;
 };

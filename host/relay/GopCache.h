@@ -12,8 +12,8 @@ namespace vms::host {
 
 /// How much of a stream is kept for those who come later.
 struct GopLimits {
-    std::size_t bytes = std::size_t{16} << 20;
-    std::size_t items = 4096;
+    size_t bytes = size_t{16} << 20;
+    size_t items = 4096;
     std::chrono::steady_clock::duration age = std::chrono::seconds(30);
 };
 
@@ -31,7 +31,7 @@ public:
     explicit GopCache(const GopLimits& limits = {}) : limits_(limits) {}
 
     /// @param bytes the item counts with
-    void Add(Item item, UnitKind kind, uint32_t timestampMs, std::size_t bytes, Time now) {
+    void Add(Item item, UnitKind kind, uint32_t timestampMs, size_t bytes, Time now) {
         if (kind == UnitKind::kKeyPicture)
             Begin(now);
         if (!open_)
@@ -104,7 +104,7 @@ private:
 
     const GopLimits limits_;
     std::vector<Entry> entries_;
-    std::size_t bytes_ = 0;
+    size_t bytes_ = 0;
     bool open_ = false;  ///< a key picture has come, and what follows it fits
     Time begun_;
 };

@@ -11,7 +11,7 @@ namespace vms::host {
 
 /// How a way out of a relay goes.
 struct OutletCounts {
-    std::size_t clients = 0;
+    size_t clients = 0;
     uint64_t takenUnits = 0;
 };
 

@@ -39,7 +39,7 @@ public:
 private:
     struct Entry {
         std::shared_ptr<Relay> relay;  ///< null while the modules are asked
-        std::size_t shares = 0;
+        size_t shares = 0;
     };
 
     std::shared_ptr<Relay> Share(const std::string& key) VMS_EXCLUDES(mutex_);

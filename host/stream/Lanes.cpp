@@ -18,7 +18,7 @@ void RunGuarded(Lanes::Task& task) noexcept {
 
 }  // namespace
 
-Lanes::Lanes(std::size_t mostThreads) : mostThreads_(mostThreads) {
+Lanes::Lanes(size_t mostThreads) : mostThreads_(mostThreads) {
     MutexLock lock(mutex_);
     threads_.emplace_back([this] { Run(); });
 }

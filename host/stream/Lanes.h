@@ -18,7 +18,7 @@ public:
     using Task = std::function<void()>;
 
     /// @throws std::system_error when not even one thread can be had
-    explicit Lanes(std::size_t mostThreads);
+    explicit Lanes(size_t mostThreads);
 
     /// Runs what waits, then ends the threads.
     ~Lanes();
@@ -35,11 +35,11 @@ private:
     void Run() VMS_EXCLUDES(mutex_);
     bool StartThread() VMS_REQUIRES(mutex_);
 
-    const std::size_t mostThreads_;
+    const size_t mostThreads_;
     Mutex mutex_;
     CondVar wake_;
     std::deque<Task> tasks_ VMS_GUARDED_BY(mutex_);
-    std::size_t idle_ VMS_GUARDED_BY(mutex_) = 0;
+    size_t idle_ VMS_GUARDED_BY(mutex_) = 0;
     bool stopping_ VMS_GUARDED_BY(mutex_) = false;
     std::vector<std::thread> threads_ VMS_GUARDED_BY(mutex_);
 };

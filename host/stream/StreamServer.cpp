@@ -11,7 +11,7 @@ int StreamServer::SendData(long long connectionId, const char* data, int length,
     const auto receiver = receivers_.Find(connectionId);
     if (receiver == nullptr)
         return -1;
-    const std::string_view unit(data, static_cast<std::size_t>(length));
+    const std::string_view unit(data, static_cast<size_t>(length));
     return receiver->SendUnit(unit, isPlayback) ? 0 : -1;
 }
 

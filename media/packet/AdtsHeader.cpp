@@ -16,7 +16,7 @@ constexpr int kLastRateIndex = 12;
 
 }  // namespace
 
-std::optional<AacConfig> ParseAacConfig(const uint8_t* data, std::size_t size) {
+std::optional<AacConfig> ParseAacConfig(const uint8_t* data, size_t size) {
     if (data == nullptr || size < 2)
         return std::nullopt;
     int objectType = data[0] >> 3;
@@ -31,8 +31,7 @@ std::optional<AacConfig> ParseAacConfig(const uint8_t* data, std::size_t size) {
     return AacConfig{objectType - 1, rateIndex, channels};
 }
 
-std::array<uint8_t, kAdtsHeaderSize> MakeAdtsHeader(const AacConfig& config,
-                                                    std::size_t frameSize) {
+std::array<uint8_t, kAdtsHeaderSize> MakeAdtsHeader(const AacConfig& config, size_t frameSize) {
     const auto length = static_cast<unsigned>(frameSize + kAdtsHeaderSize);
     const auto byte = [](unsigned value) { return static_cast<uint8_t>(value & 0xff); };
     const auto profile = static_cast<unsigned>(config.profile);
@@ -47,7 +46,7 @@ std::array<uint8_t, kAdtsHeaderSize> MakeAdtsHeader(const AacConfig& config,
             0xfc};
 }
 
-bool StartsWithAdts(const uint8_t* data, std::size_t size) {
+bool StartsWithAdts(const uint8_t* data, size_t size) {
     return size >= kAdtsHeaderSize && data[0] == 0xff && (data[1] & 0xf6) == 0xf0;
 }
 

@@ -7,7 +7,7 @@
 
 namespace vms {
 
-inline constexpr std::size_t kAdtsHeaderSize = 7;
+inline constexpr size_t kAdtsHeaderSize = 7;
 
 /// What an ADTS header needs to know of an AAC stream.
 struct AacConfig {
@@ -17,12 +17,12 @@ struct AacConfig {
 };
 
 /// Reads an AudioSpecificConfig (ISO 14496-3). @return nothing when it cannot be put into ADTS
-std::optional<AacConfig> ParseAacConfig(const uint8_t* data, std::size_t size);
+std::optional<AacConfig> ParseAacConfig(const uint8_t* data, size_t size);
 
 /// Header of one frame. @param frameSize bytes of the frame itself, below 8 KiB
-std::array<uint8_t, kAdtsHeaderSize> MakeAdtsHeader(const AacConfig& config, std::size_t frameSize);
+std::array<uint8_t, kAdtsHeaderSize> MakeAdtsHeader(const AacConfig& config, size_t frameSize);
 
 /// Whether a frame already begins with an ADTS header.
-bool StartsWithAdts(const uint8_t* data, std::size_t size);
+bool StartsWithAdts(const uint8_t* data, size_t size);
 
 }  // namespace vms

@@ -38,8 +38,8 @@ std::unique_ptr<AudioPacketizer> AudioPacketizer::Create(const AVStream& stream)
     std::unique_ptr<AudioPacketizer> packetizer(
         new AudioPacketizer(*codec, parameters.sample_rate));
     if (packetizer->IsAac() && parameters.extradata_size > 0) {
-        packetizer->aac_ = ParseAacConfig(parameters.extradata,
-                                          static_cast<std::size_t>(parameters.extradata_size));
+        packetizer->aac_ =
+            ParseAacConfig(parameters.extradata, static_cast<size_t>(parameters.extradata_size));
     }
     return packetizer;
 }
@@ -48,7 +48,7 @@ bool AudioPacketizer::Convert(const AVPacket& packet, MediaPacket& out) const {
     const int limit = IsAac() ? kMaxAacBytes : kMaxAudioBytes;
     if (packet.size <= 0 || packet.size > limit)
         return false;
-    const auto size = static_cast<std::size_t>(packet.size);
+    const auto size = static_cast<size_t>(packet.size);
     const bool bare = IsAac() && !StartsWithAdts(packet.data, size);
     if (bare && !aac_)
         return false;

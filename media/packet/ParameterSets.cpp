@@ -24,8 +24,8 @@ bool IsSlice(VideoCodec codec, int type) {
 
 }  // namespace
 
-bool HasParameterSets(VideoCodec codec, const uint8_t* data, std::size_t size) {
-    for (std::size_t i = 0; i + 3 < size; ++i) {
+bool HasParameterSets(VideoCodec codec, const uint8_t* data, size_t size) {
+    for (size_t i = 0; i + 3 < size; ++i) {
         if (data[i] != 0 || data[i + 1] != 0 || data[i + 2] != 1)
             continue;
         const int type = UnitType(codec, data[i + 3]);
@@ -37,7 +37,7 @@ bool HasParameterSets(VideoCodec codec, const uint8_t* data, std::size_t size) {
     return false;
 }
 
-bool StartsWithStartCode(const uint8_t* data, std::size_t size) {
+bool StartsWithStartCode(const uint8_t* data, size_t size) {
     if (size < 4 || data[0] != 0 || data[1] != 0)
         return false;
     return data[2] == 1 || (data[2] == 0 && data[3] == 1);

@@ -8,9 +8,9 @@
 namespace vms {
 
 /// Whether an Annex B access unit carries a sequence parameter set. Re-entrant.
-bool HasParameterSets(VideoCodec codec, const uint8_t* data, std::size_t size);
+bool HasParameterSets(VideoCodec codec, const uint8_t* data, size_t size);
 
 /// Whether bytes begin with an Annex B start code.
-bool StartsWithStartCode(const uint8_t* data, std::size_t size);
+bool StartsWithStartCode(const uint8_t* data, size_t size);
 
 }  // namespace vms

@@ -60,7 +60,7 @@ bool VideoPacketizer::OpenFilter(const AVStream& stream) {
     if (avcodec_parameters_copy(filter->par_in, stream.codecpar) < 0 || av_bsf_init(filter) < 0)
         return false;
     const AVCodecParameters& out = *filter->par_out;
-    const auto size = static_cast<std::size_t>(std::max(out.extradata_size, 0));
+    const auto size = static_cast<size_t>(std::max(out.extradata_size, 0));
     if (out.extradata != nullptr && StartsWithStartCode(out.extradata, size))
         parameterSets_.assign(out.extradata, out.extradata + size);
     return true;
@@ -97,7 +97,7 @@ void VideoPacketizer::Pack(const AVPacket& packet, MediaPacket& out) const {
 
 bool VideoPacketizer::NeedsParameterSets(const AVPacket& packet, bool key) const {
     return key && !parameterSets_.empty() &&
-           !HasParameterSets(codec_, packet.data, static_cast<std::size_t>(packet.size));
+           !HasParameterSets(codec_, packet.data, static_cast<size_t>(packet.size));
 }
 
 void VideoPacketizer::Flush() {

@@ -11,8 +11,8 @@ namespace fs = std::filesystem;
 namespace vms {
 namespace {
 
-constexpr std::size_t kMaxTold = 100;
-constexpr std::size_t kMaxToldLength = 200;
+constexpr size_t kMaxTold = 100;
+constexpr size_t kMaxToldLength = 200;
 
 /// @return empty for what cannot be looked at
 fs::path Resolve(const fs::path& path) {

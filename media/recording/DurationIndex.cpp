@@ -36,7 +36,7 @@ void DurationIndex::Learn(const fs::path& folder, RecordingListing& listing) {
 }
 
 void DurationIndex::Await(const fs::path& folder, RecordingListing& listing,
-                          const std::vector<std::size_t>& which, Clock::time_point deadline) {
+                          const std::vector<size_t>& which, Clock::time_point deadline) {
     MutexLock lock(mutex_);
     table_.Hurry(folder.native(), listing, which);
     while (!RecallAll(folder, listing, which) && open_ && running_) {
@@ -48,9 +48,9 @@ void DurationIndex::Await(const fs::path& folder, RecordingListing& listing,
 }
 
 bool DurationIndex::RecallAll(const fs::path& folder, RecordingListing& listing,
-                              const std::vector<std::size_t>& which) {
+                              const std::vector<size_t>& which) {
     bool all = true;
-    for (const std::size_t i : which)
+    for (const size_t i : which)
         all = table_.Recall(folder.native(), listing[i]) && all;
     return all;
 }

@@ -33,8 +33,7 @@ public:
     /// waits until they are known, the deadline has come or nobody looks into files any more.
     /// @param which indices in ascending order
     void Await(const std::filesystem::path& folder, RecordingListing& listing,
-               const std::vector<std::size_t>& which, Clock::time_point deadline)
-        VMS_EXCLUDES(mutex_);
+               const std::vector<size_t>& which, Clock::time_point deadline) VMS_EXCLUDES(mutex_);
 
     /// From now on files may be looked into again.
     void Open() VMS_EXCLUDES(mutex_);
@@ -50,7 +49,7 @@ private:
     void Run() VMS_EXCLUDES(mutex_);
     void LookIntoAll() VMS_EXCLUDES(mutex_);
     bool RecallAll(const std::filesystem::path& folder, RecordingListing& listing,
-                   const std::vector<std::size_t>& which) VMS_REQUIRES(mutex_);
+                   const std::vector<size_t>& which) VMS_REQUIRES(mutex_);
 
     std::atomic<bool> stop_{false};  ///< also ends reading a file
 

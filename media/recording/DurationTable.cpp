@@ -52,7 +52,7 @@ std::vector<DurationTable::Entry> DurationTable::Merge(std::vector<Entry> before
 
 void DurationTable::Queue(Folder& folder) {
     folder.pending.clear();
-    for (std::size_t i = 0; i < folder.entries.size(); ++i) {
+    for (size_t i = 0; i < folder.entries.size(); ++i) {
         if (!IsKnown(folder.entries[i].known))
             folder.pending.push_back(static_cast<uint32_t>(i));
     }
@@ -76,9 +76,9 @@ void DurationTable::MakeRoom(const Folder& newest) {
 }
 
 void DurationTable::Hurry(const std::string& folder, const RecordingListing& listing,
-                          const std::vector<std::size_t>& which) {
+                          const std::vector<size_t>& which) {
     ++count_;
-    for (const std::size_t i : which) {
+    for (const size_t i : which) {
         Entry* entry = Find(folder, listing[i].name);
         if (entry == nullptr || IsKnown(entry->known))
             continue;

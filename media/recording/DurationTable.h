@@ -24,7 +24,7 @@ public:
     };
 
     /// @param maxEntries recordings of all folders together, some 150 bytes each
-    explicit DurationTable(std::size_t maxEntries = kMaxListed) : maxEntries_(maxEntries) {}
+    explicit DurationTable(size_t maxEntries = kMaxListed) : maxEntries_(maxEntries) {}
 
     /// Takes over what a folder lists, forgets what it lists no more and fills in what is known. A
     /// recording that is asked for in another version than the known one is unknown again.
@@ -34,7 +34,7 @@ public:
     /// Puts recordings of a listing that has been entered before all others.
     /// @param which indices in ascending order
     void Hurry(const std::string& folder, const RecordingListing& listing,
-               const std::vector<std::size_t>& which);
+               const std::vector<size_t>& which);
 
     /// Fills in what is known.
     /// @return false when it is not known, but will be
@@ -45,7 +45,7 @@ public:
     /// What has come of a task.
     void Store(const Task& task, const FileVersion& version, const Knowledge& known);
 
-    std::size_t Size() const { return size_; }
+    size_t Size() const { return size_; }
 
 private:
     struct Entry {
@@ -67,10 +67,10 @@ private:
     static void Queue(Folder& folder);
     static bool HasWork(Folder& folder);
 
-    const std::size_t maxEntries_;
+    const size_t maxEntries_;
     Folders folders_;
-    std::size_t size_ = 0;  ///< entries of all folders
-    uint64_t count_ = 0;    ///< of listings and questions
+    size_t size_ = 0;     ///< entries of all folders
+    uint64_t count_ = 0;  ///< of listings and questions
 };
 
 }  // namespace vms

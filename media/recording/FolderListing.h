@@ -12,7 +12,7 @@
 namespace vms {
 
 /// So many recordings of a channel are seen; of more, the newest.
-inline constexpr std::size_t kMaxListed = 200'000;
+inline constexpr size_t kMaxListed = 200'000;
 
 /// What is known of a file's content.
 struct Knowledge {

@@ -31,7 +31,7 @@ private:
 
     const RecordingList recordings_;
     const std::atomic<bool>& stop_;
-    std::size_t next_ = 0;
+    size_t next_ = 0;
     std::unique_ptr<RecordingReader> reader_;
     int64_t reachedMs_;     ///< time of the latest packet, at first the start
     bool joining_ = false;  ///< looking for the key picture at which a later file is joined

@@ -18,7 +18,7 @@ constexpr int64_t kDayMs = 24LL * 3600 * 1000;
 /// How long a recording is taken to be that nothing else is known of.
 constexpr int64_t kExpectedMs = 3600LL * 1000;
 /// A file is looked into within a millisecond or two.
-constexpr std::size_t kFew = 32;
+constexpr size_t kFew = 32;
 constexpr std::chrono::milliseconds kFewTime{3000};
 constexpr std::chrono::milliseconds kManyTime{50};
 constexpr std::chrono::milliseconds kPlayTime{1000};
@@ -30,7 +30,7 @@ struct Query {
     int fileTypes;
 };
 
-using Indices = std::vector<std::size_t>;
+using Indices = std::vector<size_t>;
 
 /// Whether a recording can match by its name alone; spares looking into the others.
 bool MayMatch(const ListedRecording& recording, const Query& query) {
@@ -52,7 +52,7 @@ void Mark(const fs::path& folder, RecordingListing& listing, const Query& query)
 /// The recordings that start within [fromMs, toMs), are asked for and not known.
 Indices Unknown(const RecordingListing& listing, int64_t fromMs, int64_t toMs) {
     Indices unknown;
-    for (std::size_t i = 0; i < listing.size(); ++i) {
+    for (size_t i = 0; i < listing.size(); ++i) {
         const ListedRecording& recording = listing[i];
         if (recording.asked && recording.known.content == Content::kUnknown &&
             recording.startMs >= fromMs && recording.startMs < toMs)
@@ -70,14 +70,14 @@ Indices UnknownAtBegin(const RecordingListing& listing, const Query& query) {
 }
 
 /// Start of the first recording that starts later than this one; `listing` is by start.
-int64_t NextStart(const RecordingListing& listing, std::size_t index) {
+int64_t NextStart(const RecordingListing& listing, size_t index) {
     const int64_t startMs = listing[index].startMs;
     while (index < listing.size() && listing[index].startMs == startMs)
         ++index;
     return index < listing.size() ? listing[index].startMs : INT64_MAX;
 }
 
-int64_t EndOf(const RecordingListing& listing, std::size_t index) {
+int64_t EndOf(const RecordingListing& listing, size_t index) {
     const ListedRecording& recording = listing[index];
     if (recording.known.content == Content::kVideo)
         return recording.startMs + recording.known.durationMs;
@@ -86,7 +86,7 @@ int64_t EndOf(const RecordingListing& listing, std::size_t index) {
 
 RecordingList Collect(const fs::path& folder, const RecordingListing& listing, int64_t beginMs) {
     RecordingList found;
-    for (std::size_t i = 0; i < listing.size(); ++i) {
+    for (size_t i = 0; i < listing.size(); ++i) {
         const ListedRecording& recording = listing[i];
         const int64_t endMs = EndOf(listing, i);
         if (!recording.asked || recording.known.content == Content::kNoVideo || endMs <= beginMs)
@@ -119,7 +119,7 @@ void RecordingIndex::RequireChannel(int channel) const {
 
 fs::path RecordingIndex::ChannelFolder(int channel) const {
     const std::vector<fs::path> folders = Channels();
-    const auto index = static_cast<std::size_t>(channel);
+    const auto index = static_cast<size_t>(channel);
     return channel >= 0 && index < folders.size() ? folders[index] : fs::path();
 }
 
@@ -163,7 +163,7 @@ std::set<int> RecordingIndex::Days(int channel, int64_t beginMs, int64_t endMs,
     durations_->Learn(folder, listing);
     const Query query{beginMs, endMs, fileTypes};
     std::set<int> days;
-    for (std::size_t i = 0; i < listing.size(); ++i) {
+    for (size_t i = 0; i < listing.size(); ++i) {
         if (!MayMatch(listing[i], query) || listing[i].known.content == Content::kNoVideo)
             continue;
         const int64_t from = std::max(listing[i].startMs, beginMs);

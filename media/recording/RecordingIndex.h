@@ -60,7 +60,7 @@ public:
 
 private:
     void Await(const std::filesystem::path& folder, RecordingListing& listing,
-               const std::vector<std::size_t>& which, std::chrono::milliseconds time) const;
+               const std::vector<size_t>& which, std::chrono::milliseconds time) const;
 
     const std::filesystem::path root_;
     const std::shared_ptr<DurationIndex> durations_;

@@ -6,7 +6,7 @@
 namespace vms {
 namespace {
 
-constexpr std::size_t kTimeLength = 16;  // YYYYMMDDTHHMMSSZ
+constexpr size_t kTimeLength = 16;  // YYYYMMDDTHHMMSSZ
 
 struct TypeName {
     const char* text;
@@ -14,15 +14,15 @@ struct TypeName {
 };
 constexpr TypeName kTypes[] = {{"schedule", 1}, {"motion", 2}, {"alarm", 16}};
 
-bool IsDigits(const std::string& text, std::size_t from, std::size_t count) {
+bool IsDigits(const std::string& text, size_t from, size_t count) {
     return std::all_of(text.begin() + static_cast<std::ptrdiff_t>(from),
                        text.begin() + static_cast<std::ptrdiff_t>(from + count),
                        [](char c) { return c >= '0' && c <= '9'; });
 }
 
-int Number(const std::string& text, std::size_t from, std::size_t count) {
+int Number(const std::string& text, size_t from, size_t count) {
     int value = 0;
-    for (std::size_t i = from; i < from + count; ++i)
+    for (size_t i = from; i < from + count; ++i)
         value = value * 10 + (text[i] - '0');
     return value;
 }
@@ -66,7 +66,7 @@ bool IsMediaExtension(const std::string& text) {
 
 std::optional<RecordingName> ParseRecordingName(const std::string& name) {
     const std::optional<int64_t> start = ParseTime(name);
-    const std::size_t dot = name.rfind('.');
+    const size_t dot = name.rfind('.');
     if (!start || dot == std::string::npos || dot <= kTimeLength || name[kTimeLength] != '_')
         return std::nullopt;
     const int type = ParseType(name.substr(kTimeLength + 1, dot - kTimeLength - 1));
@@ -83,7 +83,7 @@ int DayNumber(int64_t ms) {
 std::string TimeText(int64_t ms) {
     const std::tm fields = UtcFields(ms);
     char text[32];
-    const std::size_t length = std::strftime(text, sizeof text, "%Y%m%dT%H%M%SZ", &fields);
+    const size_t length = std::strftime(text, sizeof text, "%Y%m%dT%H%M%SZ", &fields);
     return std::string(text, length);
 }
 

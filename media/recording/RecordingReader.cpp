@@ -15,7 +15,7 @@ namespace {
 constexpr AVRational kMilliseconds{1, 1000};
 constexpr int kMaxDamaged = 200;
 constexpr int64_t kMaxOverrunMs = 5000;
-constexpr std::size_t kMaxGatheredBytes = 64U * 1024 * 1024;
+constexpr size_t kMaxGatheredBytes = 64U * 1024 * 1024;
 /// How far before the wanted time to look for a key picture, for containers without an index.
 constexpr int64_t kSeekBackMs[] = {0, 3000, 15000};
 
@@ -155,7 +155,7 @@ bool RecordingReader::GatherFrom(int64_t fromMs, int64_t timeMs) {
 
 bool RecordingReader::Gather(int64_t timeMs) {
     pending_.clear();
-    std::size_t bytes = 0;
+    size_t bytes = 0;
     MediaPacket packet;
     while (bytes < kMaxGatheredBytes && Read(packet)) {
         const bool beyond = packet.IsVideo() && packet.timeMs > timeMs;

@@ -100,7 +100,7 @@ MediaCodec MediaUnitHeader::Codec() const {
 const char* CodecName(MediaCodec codec) {
     static constexpr const char* kNames[] = {"unknown", "h264",  "h265", "jpeg",
                                              "alaw",    "mulaw", "aac",  "face"};
-    return kNames[static_cast<std::size_t>(codec)];
+    return kNames[static_cast<size_t>(codec)];
 }
 
 void WriteMediaHeader(const MediaUnitHeader& header, char* out) {

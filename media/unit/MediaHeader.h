@@ -7,7 +7,7 @@
 namespace vms {
 
 /// Bytes in front of every payload that goes to a player.
-inline constexpr std::size_t kMediaHeaderSize = 32;
+inline constexpr size_t kMediaHeaderSize = 32;
 
 enum class MediaType : uint8_t { kVideo = 0, kAudio = 1, kFace = 3 };
 

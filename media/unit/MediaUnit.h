@@ -34,7 +34,7 @@ public:
 
 private:
     std::shared_ptr<const char[]> bytes_;
-    std::size_t size_ = 0;
+    size_t size_ = 0;
     MediaUnitHeader header_;
     UnitKind kind_ = UnitKind::kOther;
 };

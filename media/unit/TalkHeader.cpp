@@ -7,7 +7,7 @@
 
 namespace vms {
 
-void WriteTalkHeader(std::size_t length, char* out) {
+void WriteTalkHeader(size_t length, char* out) {
     constexpr uint32_t kTalk = 2;
     const uint32_t word = kTalk | static_cast<uint32_t>(length & kLongestTalk) << 7;
     std::memset(out, 0, kTalkHeaderSize);

@@ -5,10 +5,10 @@
 namespace vms {
 
 /// Bytes in front of every piece of talk audio that a player sends.
-inline constexpr std::size_t kTalkHeaderSize = 32;
+inline constexpr size_t kTalkHeaderSize = 32;
 
 /// Longest piece: its length has 22 bits.
-inline constexpr std::size_t kLongestTalk = (std::size_t{1} << 22) - 1;
+inline constexpr size_t kLongestTalk = (size_t{1} << 22) - 1;
 
 /// Writes the header of a piece of talk audio. Re-entrant.
 ///
@@ -16,6 +16,6 @@ inline constexpr std::size_t kLongestTalk = (std::size_t{1} << 22) - 1;
 ///
 /// @param length bytes of audio, at most kLongestTalk
 /// @param out    kTalkHeaderSize bytes, every one of which is written
-void WriteTalkHeader(std::size_t length, char* out);
+void WriteTalkHeader(size_t length, char* out);
 
 }  // namespace vms

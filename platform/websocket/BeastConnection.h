@@ -52,7 +52,7 @@ private:
     /// What only connecting needs.
     struct Attempt {
         HostResolver::Addresses addresses;
-        std::size_t next = 0;
+        size_t next = 0;
         websocket::response_type response;
     };
 
@@ -81,7 +81,7 @@ private:
     // BeastTransfer.inl: while open
     void Open();
     void ReadMore();
-    void OnRead(Code error, std::size_t size);
+    void OnRead(Code error, size_t size);
     void DeliverMessage();
     void EndRead(Code error);
     void WriteNext();
@@ -114,7 +114,7 @@ private:
     KeepAlive keepAlive_;
     std::unique_ptr<Attempt> attempt_;
     ReusableBuffer message_;
-    std::size_t filled_ = 0;  ///< bytes of the message so far
+    size_t filled_ = 0;  ///< bytes of the message so far
     HandlerMemory readMemory_;
     OutgoingFrame writing_;
     bool pinging_ = false;  ///< a ping waits to be written

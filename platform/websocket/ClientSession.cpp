@@ -23,7 +23,7 @@ void ClientSession::Opened(std::string_view protocol) {
     });
 }
 
-void ClientSession::Received(const char* data, std::size_t size) {
+void ClientSession::Received(const char* data, size_t size) {
     gate_.Deliver(
         [&](INetEventHandle& handler) { handler.OnRecv(handle_, data, static_cast<int>(size)); });
 }

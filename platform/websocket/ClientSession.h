@@ -19,7 +19,7 @@ public:
     CallbackGate& Gate() { return gate_; }
 
     void Opened(std::string_view protocol) override;
-    void Received(const char* data, std::size_t size) override;
+    void Received(const char* data, size_t size) override;
     void Ended(int code, const char* message) override;
     void Dropped() override { MarkClosed(); }
 

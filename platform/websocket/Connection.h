@@ -18,7 +18,7 @@ public:
 
     virtual void Opened(std::string_view protocol) = 0;
     /// @param data valid during the call, not null
-    virtual void Received(const char* data, std::size_t size) = 0;
+    virtual void Received(const char* data, size_t size) = 0;
     /// The last report. @param code close code, or one of the negative codes of EndCodes.h
     virtual void Ended(int code, const char* message) = 0;
     /// The I/O threads are gone and the connection with them; nothing is reported any more. Called

@@ -15,7 +15,7 @@ public:
     HandlerMemory(const HandlerMemory&) = delete;
     HandlerMemory& operator=(const HandlerMemory&) = delete;
 
-    void* Allocate(std::size_t size) {
+    void* Allocate(size_t size) {
         if (inUse_ || size > storage_.size())
             return ::operator new(size);
         inUse_ = true;
@@ -43,8 +43,8 @@ public:
     template <class U>
     HandlerAllocator(const HandlerAllocator<U>& other) : memory_(other.memory_) {}
 
-    T* allocate(std::size_t count) { return static_cast<T*>(memory_->Allocate(count * sizeof(T))); }
-    void deallocate(T* memory, std::size_t) { memory_->Free(memory); }
+    T* allocate(size_t count) { return static_cast<T*>(memory_->Allocate(count * sizeof(T))); }
+    void deallocate(T* memory, size_t) { memory_->Free(memory); }
 
     template <class U>
     bool operator==(const HandlerAllocator<U>& other) const {

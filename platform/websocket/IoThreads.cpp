@@ -17,8 +17,8 @@ namespace vms {
 namespace {
 
 /// More than one, so that a slow handler leaves most other clients served.
-std::size_t ThreadCount() {
-    return std::clamp<std::size_t>(std::thread::hardware_concurrency(), 2, 4);
+size_t ThreadCount() {
+    return std::clamp<size_t>(std::thread::hardware_concurrency(), 2, 4);
 }
 
 constinit std::atomic<bool> over{false};

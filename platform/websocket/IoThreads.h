@@ -45,7 +45,7 @@ private:
     static void End(Loop& loop);
 
     std::vector<Loop> loops_;  ///< constant once made
-    std::atomic<std::size_t> turn_{0};
+    std::atomic<size_t> turn_{0};
     HostResolver resolver_;  ///< goes first: connections that wait for a name belong to the loops
 };
 

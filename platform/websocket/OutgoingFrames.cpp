@@ -6,7 +6,7 @@ namespace vms {
 namespace {
 
 /// What an entry takes beside its bytes, so that countless empty ones are bounded too.
-constexpr std::size_t kEntryBytes = 64;
+constexpr size_t kEntryBytes = 64;
 
 }  // namespace
 

@@ -20,7 +20,7 @@ class OutgoingFrames {
 public:
     enum class Push { kFull, kQueued, kWakeWriter };
 
-    explicit OutgoingFrames(std::size_t maxBytes) : maxBytes_(maxBytes) {}
+    explicit OutgoingFrames(size_t maxBytes) : maxBytes_(maxBytes) {}
 
     /// @return kWakeWriter when the writer rests and the caller is to start it
     Push Add(std::string_view bytes, bool text) VMS_EXCLUDES(mutex_);
@@ -31,11 +31,11 @@ public:
     bool WriterRests() VMS_EXCLUDES(mutex_);
 
 private:
-    const std::size_t maxBytes_;
+    const size_t maxBytes_;
 
     Mutex mutex_;
     std::deque<OutgoingFrame> frames_ VMS_GUARDED_BY(mutex_);
-    std::size_t bytes_ VMS_GUARDED_BY(mutex_) = 0;
+    size_t bytes_ VMS_GUARDED_BY(mutex_) = 0;
     bool writing_ VMS_GUARDED_BY(mutex_) = false;
 };
 

@@ -22,7 +22,7 @@ Store& TheStore() {
 
 WebSocketSettings InRange(WebSocketSettings settings) {
     constexpr std::chrono::milliseconds kLeastTime{1};
-    settings.maxMessageBytes = std::clamp<std::size_t>(settings.maxMessageBytes, 1, 1 << 30);
+    settings.maxMessageBytes = std::clamp<size_t>(settings.maxMessageBytes, 1, 1 << 30);
     settings.pingAfter = std::max(settings.pingAfter, kLeastTime);
     settings.pongTimeout = std::max(settings.pongTimeout, kLeastTime);
     settings.closeTimeout = std::max(settings.closeTimeout, kLeastTime);

@@ -77,7 +77,7 @@ bool WebSocketClient::SendFrame(const char* data, int length, bool text) try {
         return false;
     const auto connection = CurrentConnection();
     return connection != nullptr &&
-           connection->Send(std::string_view(data, static_cast<std::size_t>(length)), text);
+           connection->Send(std::string_view(data, static_cast<size_t>(length)), text);
 } catch (const std::bad_alloc&) {
     return false;
 }

@@ -8,7 +8,7 @@ using vms::host::LogPrinting;
 using vms::host::LogSink;
 
 TEST(LogSink, KeepsPrintableLinesWithoutTheirEnds) {
-    LogSink sink("test", LogPrinting::nothing);
+    LogSink sink("test", LogPrinting::kNothing);
     sink.Log(1, "F", "port %d\r\n", 80);
     sink.Log(1, "F", "%s", "two\nlines\x1b[2J");
     sink.Log(1, nullptr, "%s\n", "");
@@ -16,7 +16,7 @@ TEST(LogSink, KeepsPrintableLinesWithoutTheirEnds) {
 }
 
 TEST(LogSink, LinesMayBeLongButNotEndless) {
-    LogSink sink("test", LogPrinting::nothing);
+    LogSink sink("test", LogPrinting::kNothing);
     for (const size_t length : {255U, 256U, 4000U}) {
         sink.Log(1, "F", "%s", std::string(length, 'x').c_str());
         EXPECT_EQ(sink.LastLine(), std::string(length, 'x'));
@@ -26,7 +26,7 @@ TEST(LogSink, LinesMayBeLongButNotEndless) {
 }
 
 TEST(LogSink, DropsWhatIsBelowItsLevelAndTheOldest) {
-    LogSink sink("test", LogPrinting::nothing);
+    LogSink sink("test", LogPrinting::kNothing);
     sink.SetLevel(2);
     sink.Log(1, "F", "event");
     EXPECT_EQ(sink.LastLine(), "");
@@ -37,7 +37,7 @@ TEST(LogSink, DropsWhatIsBelowItsLevelAndTheOldest) {
 }
 
 TEST(LogSink, MasksBeforeControlCharactersAreReplaced) {
-    LogSink sink("test", LogPrinting::nothing);
+    LogSink sink("test", LogPrinting::kNothing);
     sink.Log(1, "F", "%s", "Cookie: id=1\r\nAccept: */*");
     EXPECT_EQ(sink.LastLine(), "Cookie: ***??Accept: */*");
     const std::string cut = std::string(LogSink::kLongestLine - 20, 'x') + R"({"password": ")";

@@ -52,7 +52,7 @@ TEST(ModuleSet, AStoppedModuleIsOffTheBusAndCanBeStartedAgain) {
         host.Modules().Start(Config("fake"));
         EXPECT_EQ(Call(host, "fake").body, "cam says \"{}\"");
         ASSERT_TRUE(host.Modules().StopWithin(std::chrono::seconds(20)));
-        EXPECT_EQ(Call(host, "fake").kind, Answer::Kind::noHandler);
+        EXPECT_EQ(Call(host, "fake").kind, Answer::Kind::kNoHandler);
     }
 }
 

@@ -94,7 +94,7 @@ TEST(BusDelivery, AnAnswerInTheMiddleOfAHandlerDoesNotWaitForItsEnd) {
         if (request->body == "long")
             gate.Wait();
     });
-    for (std::size_t round = 1; round <= 20; ++round) {
+    for (size_t round = 1; round <= 20; ++round) {
         bus.Post(kModule, Request(kId, "", "short"), BodiesTo(journal));
         ASSERT_TRUE(journal.WaitFor(round));
     }
@@ -258,7 +258,7 @@ protected:
     }
 
     std::atomic<int> now_{1'000};
-    std::size_t passed_ = 0;
+    size_t passed_ = 0;
     Journal journal_;
     Journal fences_;
     std::shared_ptr<int> held_ = std::make_shared<int>(0);

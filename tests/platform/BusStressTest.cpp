@@ -98,7 +98,7 @@ TEST(BusStress, EveryRequestIsAnsweredOnceAndInOrder) {
         const int64_t serial =
             bus.Post(kModule, Request(kId, std::to_string(i % kDevices), std::to_string(i)),
                      [&](const __tagTvCommand& answer) {
-                         int& before = last[static_cast<std::size_t>(std::stoi(answer.deviceId))];
+                         int& before = last[static_cast<size_t>(std::stoi(answer.deviceId))];
                          misplaced += std::stoi(answer.body) > before ? 0 : 1;
                          before = std::stoi(answer.body);
                          ++answered;

@@ -29,7 +29,7 @@ public:
     }
 
     /// @return whether there were that many entries before patience ran out
-    [[nodiscard]] bool WaitFor(std::size_t count) VMS_EXCLUDES(mutex_) {
+    [[nodiscard]] bool WaitFor(size_t count) VMS_EXCLUDES(mutex_) {
         const auto deadline = std::chrono::steady_clock::now() + kPatience;
         MutexLock lock(mutex_);
         while (entries_.size() < count) {
@@ -44,9 +44,9 @@ public:
         return entries_;
     }
 
-    std::size_t Count(const std::string& entry) VMS_EXCLUDES(mutex_) {
+    size_t Count(const std::string& entry) VMS_EXCLUDES(mutex_) {
         MutexLock lock(mutex_);
-        return static_cast<std::size_t>(std::count(entries_.begin(), entries_.end(), entry));
+        return static_cast<size_t>(std::count(entries_.begin(), entries_.end(), entry));
     }
 
 private:

@@ -131,7 +131,7 @@ TEST(Base64, PublishedVectorsAndEdges) {
 
 /// Longer than what is encoded at once: no padding in between and nothing lost at the seam.
 TEST(Base64, LongInputHasOneSeamlessText) {
-    const std::size_t chunk = 3u << 24;
+    const size_t chunk = 3u << 24;
     const std::string text = Encode(std::string(chunk, 'a') + "b");
     ASSERT_EQ(text.size(), (chunk / 3 + 1) * 4);
     EXPECT_EQ(text.substr(text.size() - 8), "YWFhYg==");

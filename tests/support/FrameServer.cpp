@@ -29,7 +29,7 @@ uint64_t Number(std::string_view bytes) {
 }
 
 void Unmask(std::string& payload, std::string_view key) {
-    for (std::size_t i = 0; i < payload.size(); ++i)
+    for (size_t i = 0; i < payload.size(); ++i)
         payload[i] = static_cast<char>(payload[i] ^ key[i % 4]);
 }
 
@@ -52,7 +52,7 @@ std::string Encode(const Frame& frame) {
     std::string bytes;
     bytes.push_back(static_cast<char>((frame.fin ? 0x80 : 0) | frame.rsv << 4 | frame.opcode));
     const int maskBit = frame.masked ? 0x80 : 0;
-    const std::size_t size = frame.payload.size();
+    const size_t size = frame.payload.size();
     const int width = size < 126 ? 0 : size < 65536 ? 2 : 8;
     const int length = width == 0 ? static_cast<int>(size) : width == 2 ? 126 : 127;
     bytes.push_back(static_cast<char>(maskBit | length));
@@ -76,7 +76,7 @@ FramePeer::~FramePeer() {
     close(fd_);
 }
 
-bool FramePeer::Fill(std::size_t size) {
+bool FramePeer::Fill(size_t size) {
     while (pending_.size() < size) {
         std::array<char, 65536> buffer;
         if (!WaitFor(fd_))
@@ -84,13 +84,13 @@ bool FramePeer::Fill(std::size_t size) {
         const ssize_t count = recv(fd_, buffer.data(), buffer.size(), 0);
         if (count <= 0)
             return false;
-        pending_.append(buffer.data(), static_cast<std::size_t>(count));
+        pending_.append(buffer.data(), static_cast<size_t>(count));
     }
     return true;
 }
 
 bool FramePeer::ReadRequest() {
-    std::size_t end = 0;
+    size_t end = 0;
     while ((end = pending_.find("\r\n\r\n")) == std::string::npos) {
         if (!Fill(pending_.size() + 1))
             return false;
@@ -102,7 +102,7 @@ bool FramePeer::ReadRequest() {
 
 std::string FramePeer::AcceptKey() const {
     constexpr std::string_view kField = "Sec-WebSocket-Key: ";
-    const std::size_t begin = request_.find(kField) + kField.size();
+    const size_t begin = request_.find(kField) + kField.size();
     const std::string key = request_.substr(begin, request_.find('\r', begin) - begin);
     return Base64Sha1(key + "258EAFA5-E914-47DA-95CA-C5AB0DC85B11");
 }
@@ -121,7 +121,7 @@ bool FramePeer::Write(std::string_view bytes) const {
         const ssize_t count = send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
         if (count <= 0)
             return false;
-        bytes.remove_prefix(static_cast<std::size_t>(count));
+        bytes.remove_prefix(static_cast<size_t>(count));
     }
     return true;
 }
@@ -131,13 +131,13 @@ bool FramePeer::Read(Frame& frame) {
         return false;
     const auto first = static_cast<unsigned char>(pending_[0]);
     const auto second = static_cast<unsigned char>(pending_[1]);
-    const std::size_t length = second & 0x7f;
-    const std::size_t width = length < 126 ? 0 : length == 126 ? 2 : 8;
-    const std::size_t keyAt = 2 + width;
-    const std::size_t payloadAt = keyAt + ((second & 0x80) != 0 ? 4 : 0);
+    const size_t length = second & 0x7f;
+    const size_t width = length < 126 ? 0 : length == 126 ? 2 : 8;
+    const size_t keyAt = 2 + width;
+    const size_t payloadAt = keyAt + ((second & 0x80) != 0 ? 4 : 0);
     if (!Fill(payloadAt))
         return false;
-    const std::size_t size = width == 0 ? length : Number({pending_.data() + 2, width});
+    const size_t size = width == 0 ? length : Number({pending_.data() + 2, width});
     if (!Fill(payloadAt + size))
         return false;
     frame = {first & 0x0f, pending_.substr(payloadAt, size), (first & 0x80) != 0, (first >> 4) & 7,

@@ -53,7 +53,7 @@ public:
     int Descriptor() const { return fd_; }
 
 private:
-    bool Fill(std::size_t size);
+    bool Fill(size_t size);
 
     const int fd_;
     std::string request_;

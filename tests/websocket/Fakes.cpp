@@ -26,7 +26,7 @@ public:
         return true;
     }
     bool Send(const char* text, int length) override {
-        TheJournal().Add("client: send " + std::string(text, static_cast<std::size_t>(length)));
+        TheJournal().Add("client: send " + std::string(text, static_cast<size_t>(length)));
         return true;
     }
     void Stop() override { stopped_ = true; }
@@ -74,7 +74,7 @@ std::vector<std::string> Journal::Take() {
 int FakeSink::SteramCallback(std::string key, char* data, int length) {
     MutexLock lock(mutex_);
     lastKey_ = std::move(key);
-    units_.emplace_back(data, static_cast<std::size_t>(length));
+    units_.emplace_back(data, static_cast<size_t>(length));
     return 0;
 }
 
@@ -99,16 +99,15 @@ std::string FakeSink::LastKey() {
     return lastKey_;
 }
 
-void Put(std::string& bytes, std::size_t offset, uint64_t value, int width) {
+void Put(std::string& bytes, size_t offset, uint64_t value, int width) {
     for (int i = 0; i < width; ++i)
-        bytes[offset + static_cast<std::size_t>(i)] = static_cast<char>(value >> (8 * i));
+        bytes[offset + static_cast<size_t>(i)] = static_cast<char>(value >> (8 * i));
 }
 
-uint64_t Get(const std::string& bytes, std::size_t offset, int width) {
+uint64_t Get(const std::string& bytes, size_t offset, int width) {
     uint64_t value = 0;
     for (int i = width - 1; i >= 0; --i)
-        value =
-            value << 8 | static_cast<unsigned char>(bytes[offset + static_cast<std::size_t>(i)]);
+        value = value << 8 | static_cast<unsigned char>(bytes[offset + static_cast<size_t>(i)]);
     return value;
 }
 

@@ -55,7 +55,7 @@ private:
 };
 
 /// Little-endian bytes for hand-made headers.
-void Put(std::string& bytes, std::size_t offset, uint64_t value, int width);
-uint64_t Get(const std::string& bytes, std::size_t offset, int width);
+void Put(std::string& bytes, size_t offset, uint64_t value, int width);
+uint64_t Get(const std::string& bytes, size_t offset, int width);
 
 }  // namespace vms::test

@@ -33,7 +33,7 @@ TEST_F(OverASocket, APreviewFromPlayToLoss) {
     EXPECT_NE(play.payload.find("\"play\""), std::string::npos);
     std::string frame(36, '\0');
     Put(frame, 4, 1, 1);
-    for (const std::size_t size : {1u, 20'000u, 300'000u})
+    for (const size_t size : {1u, 20'000u, 300'000u})
         ASSERT_TRUE(peer->Write({2, frame + std::string(size, 'v')}));
     ASSERT_TRUE(Eventually([this] { return sink_.Units().size() == 3; }));
     EXPECT_EQ(sink_.Units()[2].substr(32), std::string(300'000, 'v'));

@@ -35,7 +35,7 @@ protected:
 
     /// The unit made of a frame; empty when there was none.
     std::string UnitOf(const std::string& bytes) {
-        const std::size_t before = sink_.Units().size();
+        const size_t before = sink_.Units().size();
         Receive(bytes);
         return sink_.Units().size() > before ? sink_.Units().back() : "";
     }
@@ -105,7 +105,7 @@ TEST_F(Preview, SessionComesFromJsonOrPlainText) {
         Journal();
         source.StopPreview("key");
         const std::string line = Journal().front();
-        const std::size_t begin = line.find("sessionID\" : \"") + 14;
+        const size_t begin = line.find("sessionID\" : \"") + 14;
         return line.substr(begin, line.find('"', begin) - begin);
     };
     EXPECT_EQ(session("token=abc"), "abc");

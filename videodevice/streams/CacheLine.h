@@ -7,7 +7,7 @@ namespace vms {
 
 /// Bytes that two processors cannot write to at once without slowing each other down: two cache
 /// lines of 64, since processors fetch them in pairs.
-inline constexpr std::size_t kCacheLine = 128;
+inline constexpr size_t kCacheLine = 128;
 
 /// Gives memory whose cache lines hold nothing else.
 template <class T>
@@ -18,13 +18,11 @@ struct CacheLineAllocator {
     template <class U>
     CacheLineAllocator(const CacheLineAllocator<U>&) {}
 
-    T* allocate(std::size_t count) {
-        const std::size_t lines = (count * sizeof(T) + kCacheLine - 1) / kCacheLine;
+    T* allocate(size_t count) {
+        const size_t lines = (count * sizeof(T) + kCacheLine - 1) / kCacheLine;
         return static_cast<T*>(::operator new(lines* kCacheLine, std::align_val_t(kCacheLine)));
     }
-    void deallocate(T* memory, std::size_t) {
-        ::operator delete(memory, std::align_val_t(kCacheLine));
-    }
+    void deallocate(T* memory, size_t) { ::operator delete(memory, std::align_val_t(kCacheLine)); }
 
     friend bool operator==(const CacheLineAllocator&, const CacheLineAllocator&) { return true; }
 };

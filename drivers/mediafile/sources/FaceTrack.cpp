@@ -32,7 +32,7 @@ struct Source {
 };
 
 /// @return empty for a file that is missing, special, too long or elsewhere
-std::vector<char> ReadFile(const Source& source, const char* name, std::size_t maxBytes) {
+std::vector<char> ReadFile(const Source& source, const char* name, size_t maxBytes) {
     const fs::path file = source.folder / name;
     std::error_code error;
     if (!fs::is_regular_file(file, error) || !source.roots.Admit(file))

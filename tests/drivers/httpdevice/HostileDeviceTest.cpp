@@ -14,7 +14,7 @@ constexpr int kBegin = kUntil - 4 * kHour;
 
 class HostileDeviceTest : public FamilyFixture {
 protected:
-    static int Asked(const HttpDevsim& sim, const char* endpoint, std::size_t index = 0) {
+    static int Asked(const HttpDevsim& sim, const char* endpoint, size_t index = 0) {
         return sim.State(index)["stats"]["counts"][endpoint].asInt();
     }
     static int Logins(const HttpDevsim& sim) { return Asked(sim, "session/login"); }
@@ -77,22 +77,22 @@ TEST_F(HostileDeviceTest, LongHeartbeatsCountAsLifeAndNothingElse) {
 
 TEST_F(HostileDeviceTest, SilentDevicesDoNotHoldUpTheFacesOfAnother) {
     Init("requestTimeoutMs=120000");  // longer than any wait here
-    constexpr std::size_t kSilent = 12;
+    constexpr size_t kSilent = 12;
     const HttpDevsim sim({"--count", "13", "--face-interval-ms", "100"});
     std::vector<std::shared_ptr<IVideoDevice>> devices;
-    for (std::size_t i = 0; i <= kSilent; ++i) {
+    for (size_t i = 0; i <= kSilent; ++i) {
         devices.push_back(Make(sim.Device(i)));
         ASSERT_TRUE(Works(*devices.back()));
     }
     UnitRecorder nothing;
     UnitRecorder sink;
     std::vector<std::unique_ptr<IFaceFrameServer>> faces;
-    for (std::size_t i = 0; i < kSilent; ++i) {
+    for (size_t i = 0; i < kSilent; ++i) {
         sim.SetFault(i, "silent@heart-beat");
         faces.emplace_back(factory_.CreateFaceFrameServer(devices[i].get()));
         ASSERT_EQ(faces.back()->StartFaceFrame("silent", 0, &nothing), 0);
     }
-    for (std::size_t i = 0; i < 4; ++i)
+    for (size_t i = 0; i < 4; ++i)
         ASSERT_TRUE(Eventually([&] { return Asked(sim, "session/heart-beat", i) > 0; }));
     faces.emplace_back(factory_.CreateFaceFrameServer(devices[kSilent].get()));
     ASSERT_EQ(faces.back()->StartFaceFrame("face", 0, &sink), 0);

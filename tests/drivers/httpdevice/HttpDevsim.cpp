@@ -16,7 +16,7 @@ std::vector<std::string> CommandLine(const std::vector<std::string>& options) {
     return command;
 }
 
-std::size_t Append(char* data, std::size_t size, std::size_t count, void* out) {
+size_t Append(char* data, size_t size, size_t count, void* out) {
     static_cast<std::string*>(out)->append(data, size * count);
     return size * count;
 }
@@ -37,7 +37,7 @@ HttpDevsim::HttpDevsim(const std::vector<std::string>& options) : process_(Comma
     throw std::runtime_error("devsim httpdevice did not get ready");
 }
 
-__tagTvVideoParam HttpDevsim::Device(std::size_t index, bool https) const {
+__tagTvVideoParam HttpDevsim::Device(size_t index, bool https) const {
     const Json::Value& json = devices_.at(index);
     __tagTvVideoParam device;
     device.id = "dev" + std::to_string(index);
@@ -50,7 +50,7 @@ __tagTvVideoParam HttpDevsim::Device(std::size_t index, bool https) const {
     return device;
 }
 
-std::string HttpDevsim::Control(std::size_t index, const std::string& what,
+std::string HttpDevsim::Control(size_t index, const std::string& what,
                                 const std::string* body) const {
     const std::unique_ptr<CURL, void (*)(CURL*)> curl(curl_easy_init(), &curl_easy_cleanup);
     const std::string url = control_ + "/devices/" + std::to_string(index) + "/" + what;
@@ -68,33 +68,33 @@ std::string HttpDevsim::Control(std::size_t index, const std::string& what,
     return answer;
 }
 
-Json::Value HttpDevsim::State(std::size_t index) const {
+Json::Value HttpDevsim::State(size_t index) const {
     Json::Value state;
     std::istringstream(Control(index, "state", nullptr)) >> state;
     return state;
 }
 
-void HttpDevsim::SetFault(std::size_t index, const std::string& fault) const {
+void HttpDevsim::SetFault(size_t index, const std::string& fault) const {
     const std::string body = R"({"set": [")" + fault + R"("]})";
     Control(index, "faults", &body);
 }
 
-void HttpDevsim::ClearFaults(std::size_t index) const {
+void HttpDevsim::ClearFaults(size_t index) const {
     const std::string body = R"({"clear": "*"})";
     Control(index, "faults", &body);
 }
 
-void HttpDevsim::Drop(std::size_t index) const {
+void HttpDevsim::Drop(size_t index) const {
     const std::string body;
     Control(index, "drop", &body);
 }
 
-void HttpDevsim::Expire(std::size_t index) const {
+void HttpDevsim::Expire(size_t index) const {
     const std::string body;
     Control(index, "expire", &body);
 }
 
-std::string HttpDevsim::Talk(std::size_t index, int channel) const {
+std::string HttpDevsim::Talk(size_t index, int channel) const {
     return Control(index, "talk/" + std::to_string(channel), nullptr);
 }
 

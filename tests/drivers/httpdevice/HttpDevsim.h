@@ -16,22 +16,22 @@ public:
     /// @param options further command line options. @throws std::runtime_error if it does not start
     explicit HttpDevsim(const std::vector<std::string>& options);
 
-    std::size_t Count() const { return devices_.size(); }
+    size_t Count() const { return devices_.size(); }
     /// How a host would describe the device. @param https speak to it over TLS
-    __tagTvVideoParam Device(std::size_t index, bool https = false) const;
+    __tagTvVideoParam Device(size_t index, bool https = false) const;
 
-    Json::Value State(std::size_t index) const;
-    void SetFault(std::size_t index, const std::string& fault) const;
-    void ClearFaults(std::size_t index) const;
+    Json::Value State(size_t index) const;
+    void SetFault(size_t index, const std::string& fault) const;
+    void ClearFaults(size_t index) const;
     /// Cuts every connection of the device.
-    void Drop(std::size_t index) const;
+    void Drop(size_t index) const;
     /// Ends every session of the device.
-    void Expire(std::size_t index) const;
+    void Expire(size_t index) const;
     /// What has been said through the speaker of a channel.
-    std::string Talk(std::size_t index, int channel) const;
+    std::string Talk(size_t index, int channel) const;
 
 private:
-    std::string Control(std::size_t index, const std::string& what, const std::string* body) const;
+    std::string Control(size_t index, const std::string& what, const std::string* body) const;
 
     test::ChildProcess process_;
     std::vector<Json::Value> devices_;

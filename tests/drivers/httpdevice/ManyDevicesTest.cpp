@@ -18,19 +18,19 @@ int ThreadCount() {
 }
 
 TEST_F(ManyDevicesTest, TwoHundredOfWhichMostAreDown) {
-    constexpr std::size_t kUp = 50;
+    constexpr size_t kUp = 50;
     const int threadsBefore = ThreadCount();
     const HttpDevsim sim(
         {"--count", "200", "--fault", "50-124:refused", "--fault", "125-199:halfOpen"});
     Init("connectTimeoutMs=1000 requestTimeoutMs=1000");
     std::vector<std::shared_ptr<IVideoDevice>> devices;
-    for (std::size_t i = 0; i < sim.Count(); ++i)
+    for (size_t i = 0; i < sim.Count(); ++i)
         devices.push_back(Make(sim.Device(i)));
     ASSERT_EQ(devices.size(), 200U);
-    for (std::size_t i = 0; i < devices.size(); ++i)
+    for (size_t i = 0; i < devices.size(); ++i)
         EXPECT_EQ(devices[i]->GetDevSessionId().empty(), i >= kUp) << i;
     EXPECT_LT(ThreadCount(), threadsBefore + 10) << "no thread per device";
-    for (std::size_t i = 0; i < devices.size(); ++i)
+    for (size_t i = 0; i < devices.size(); ++i)
         EXPECT_EQ(devices[i]->PtzGetSpeed(0) >= 0, i < kUp) << i;
     sim.ClearFaults(60);
     sim.ClearFaults(160);

@@ -105,7 +105,7 @@ TEST_F(PlaybackTest, TellsWhatCannotBePlayedAndWhatIsLost) {
     ASSERT_TRUE(sink_.WaitCount(10));
     sim_.Drop(0);
     ASSERT_TRUE(sink_.WaitMessage("3", 2));
-    const std::size_t before = sink_.Count();
+    const size_t before = sink_.Count();
     source->Seek("p", kBegin + 60);
     EXPECT_TRUE(sink_.WaitCount(before + 10)) << "over a new connection";
     sim_.Expire(0);

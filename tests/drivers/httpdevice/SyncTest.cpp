@@ -32,7 +32,7 @@ protected:
     /// Waits until both channels have got so far. @param second of the range
     bool WaitBoth(int second) { return WaitReached("s--0", second) && WaitReached("s--1", second); }
     /// @param since number of units before those that count
-    bool WaitReached(const std::string& key, int second, std::size_t since = 0) {
+    bool WaitReached(const std::string& key, int second, size_t since = 0) {
         return sink_.WaitUnits([&](const UnitRecorder::Units& units) {
             return std::any_of(units.begin() + static_cast<std::ptrdiff_t>(since), units.end(),
                                [&](const Unit& unit) {
@@ -101,7 +101,7 @@ TEST_F(SyncTest, AChannelTakenOutAndAddedAgainPlaysOn) {
     ASSERT_EQ(session_->DelChannels(one), 0);
     ASSERT_TRUE(sink_.WaitMessage("playback end"));
     ASSERT_TRUE(Eventually([&] { return second->GetCloseGetStreamStatus(); }));
-    std::size_t seen = sink_.Count();
+    size_t seen = sink_.Count();
     ASSERT_EQ(session_->Seek(kBegin + 600), 0);
     ASSERT_TRUE(WaitReached("s--0", 600, seen));
     const auto since = sink_.All();
@@ -151,7 +151,7 @@ TEST_F(SyncTest, LostChannelsComeBackWhenTheyAreAdded) {
     ASSERT_TRUE(WaitBoth(0));
     sim_.Drop(0);
     ASSERT_TRUE(sink_.WaitMessage("3", 2));
-    const std::size_t seen = sink_.Count();
+    const size_t seen = sink_.Count();
     std::list<int> channels{0, 1};
     ASSERT_TRUE(Eventually([&] { return session_->AddChannels(channels) == 0; }));
     EXPECT_TRUE(WaitReached("s--0", 0, seen) && WaitReached("s--1", 0, seen));
@@ -175,7 +175,7 @@ TEST_F(SyncTest, TheConnectionBeforeIsNotHeard) {
     ASSERT_EQ(session_->AddChannels(channels), 0);
     sim_.Drop(0);
     ASSERT_TRUE(sink_.WaitMessage("3")) << "of the other channel";
-    const std::size_t seen = sink_.Count();
+    const size_t seen = sink_.Count();
     gate.set_value();
     EXPECT_TRUE(WaitReached("s--0", 0, seen));
     EXPECT_EQ(sink_.Messages().size(), 1U);

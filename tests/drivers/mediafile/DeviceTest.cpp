@@ -215,7 +215,7 @@ TEST_F(FactoryTest, EndsEverySourceWithTheModule) {
         return units.size() > 10 && units.front().key != units.back().key;
     }));
     EXPECT_EQ(factory_.UnInit(), 0);
-    const std::size_t count = sink_.Count();
+    const size_t count = sink_.Count();
     EXPECT_TRUE(preview->GetCloseGetStreamStatus());
     EXPECT_TRUE(playback->GetCloseGetStreamStatus());
     device_.reset(factory_.CreateDevice(&description_));

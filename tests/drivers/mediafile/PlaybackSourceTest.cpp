@@ -21,13 +21,13 @@ protected:
         };
     }
     /// Units that have come since there were `count`.
-    UnitRecorder::Units Since(std::size_t count) {
+    UnitRecorder::Units Since(size_t count) {
         auto units = sink_.All();
         units.erase(units.begin(), units.begin() + static_cast<std::ptrdiff_t>(count));
         return units;
     }
-    static std::size_t Pictures(const UnitRecorder::Units& units) {
-        return static_cast<std::size_t>(
+    static size_t Pictures(const UnitRecorder::Units& units) {
+        return static_cast<size_t>(
             std::count_if(units.begin(), units.end(), [](const Unit& u) { return u.IsVideo(); }));
     }
 
@@ -83,7 +83,7 @@ TEST_F(PlaybackSourceTest, ShowsThePictureOfASeekWhilePaused) {
     for (const Unit& unit : paused)
         EXPECT_LE(unit.timestamp, 3000U);
     // Back again, between two key pictures.
-    const std::size_t count = sink_.Count();
+    const size_t count = sink_.Count();
     source_->Seek("key", kDay2At8 + 1);
     ASSERT_TRUE(sink_.WaitUnits(
         [&](const auto& units) { return units.size() > count && units.back().timestamp < 2000; }));
@@ -101,7 +101,7 @@ TEST_F(PlaybackSourceTest, SendsKeyPicturesOnlyWhenFast) {
     source_->Pause("key");
     ASSERT_TRUE(sink_.WaitCount(1));
     EXPECT_EQ(source_->SetSpeed("key", 8), 0);
-    const std::size_t count = sink_.Count();
+    const size_t count = sink_.Count();
     source_->Resume("key");
     ASSERT_TRUE(sink_.WaitMessage("playback end"));
     auto units = Since(count);
@@ -117,7 +117,7 @@ TEST_F(PlaybackSourceTest, LeavesSoundOutWhenSlowOrFast) {
     source_->Pause("key");
     ASSERT_TRUE(sink_.WaitCount(1));
     EXPECT_EQ(source_->SetSpeed("key", 4), 0);
-    const std::size_t count = sink_.Count();
+    const size_t count = sink_.Count();
     source_->Resume("key");
     ASSERT_TRUE(sink_.WaitMessage("playback end"));
     auto units = Since(count);
@@ -178,7 +178,7 @@ TEST_F(PlaybackSourceTest, MayBeDestroyedWhilePlaying) {
     Play(kDay2At8, kDay2At8 + 6);
     ASSERT_TRUE(sink_.WaitCount(2));
     source_.reset();
-    const std::size_t count = sink_.Count();
+    const size_t count = sink_.Count();
     EXPECT_TRUE(registry_->CloseAll(std::chrono::seconds(1)));
     EXPECT_EQ(sink_.Count(), count);
 }

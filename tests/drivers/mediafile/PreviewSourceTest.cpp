@@ -47,7 +47,7 @@ TEST_F(PreviewSourceTest, PlaysInRealTimeOverAndOver) {
     EXPECT_EQ(sink_.All().front().timestamp, 0U);
     EXPECT_TRUE(sink_.All().front().IsKey());
     const auto keys = sink_.KeyFrames();
-    ASSERT_GE(keys.size(), static_cast<std::size_t>(kSampleSeconds));
+    ASSERT_GE(keys.size(), static_cast<size_t>(kSampleSeconds));
     EXPECT_EQ(keys.front().payload, sink_.All().front().payload);
 }
 
@@ -88,7 +88,7 @@ TEST_F(PreviewSourceTest, StopsWithoutWaitingForTheSink) {
         source->RequestStopGetPreviewStream();
     }
     ASSERT_TRUE(Eventually([&] { return source->GetCloseGetStreamStatus(); }));
-    const std::size_t count = sink_.Count();
+    const size_t count = sink_.Count();
     EXPECT_EQ(source->StartPreview("k", 0, 0, &sink_), -1);
     EXPECT_EQ(sink_.Count(), count);
 }

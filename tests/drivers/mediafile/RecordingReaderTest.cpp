@@ -44,12 +44,12 @@ void ExpectKeyPicture(VideoCodec codec, const std::string& payload) {
 }
 
 void ExpectSound(AudioCodec codec, const std::string& payload) {
-    const auto byte = [&payload](std::size_t i) { return static_cast<uint8_t>(payload.at(i)); };
+    const auto byte = [&payload](size_t i) { return static_cast<uint8_t>(payload.at(i)); };
     if (codec != AudioCodec::kAac)
         return;
     ASSERT_EQ(byte(0), 0xff);
     ASSERT_EQ(byte(1) & 0xf6, 0xf0);
-    const std::size_t length = (byte(3) & 3U) << 11 | byte(4) << 3 | byte(5) >> 5;
+    const size_t length = (byte(3) & 3U) << 11 | byte(4) << 3 | byte(5) >> 5;
     EXPECT_EQ(length, payload.size());
     EXPECT_EQ((byte(2) >> 2) & 0xf, 8) << "index of 16 kHz";
 }
@@ -122,8 +122,7 @@ TEST_P(Formats, SurviveDamage) {
         if (round % 3 == 0)
             bad.resize(random() % bad.size());
         for (int i = 0; i < 200 && round % 3 != 0 && !bad.empty(); ++i)
-            bad[random() %
-                (round % 3 == 1 ? bad.size() : std::min<std::size_t>(bad.size(), 4096))] =
+            bad[random() % (round % 3 == 1 ? bad.size() : std::min<size_t>(bad.size(), 4096))] =
                 static_cast<char>(random());
         Recording damaged = recording;
         damaged.path = folder.Write(name, bad);

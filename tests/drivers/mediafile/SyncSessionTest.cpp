@@ -43,10 +43,10 @@ protected:
             sources_.back()->StartPlayback("s", channel, 0, 0, 0, 0, 0, &sink_, false);
         }
     }
-    bool WaitAllReached(int count, std::size_t since, uint32_t timestamp) {
+    bool WaitAllReached(int count, size_t since, uint32_t timestamp) {
         return sink_.WaitUnits([=](const UnitRecorder::Units& units) {
             std::map<std::string, uint32_t> reached;
-            for (std::size_t i = since; i < units.size(); ++i)
+            for (size_t i = since; i < units.size(); ++i)
                 reached[units[i].key] = std::max(reached[units[i].key], units[i].timestamp);
             return std::count_if(reached.begin(), reached.end(), [=](const auto& entry) {
                        return entry.second >= timestamp;
@@ -54,10 +54,10 @@ protected:
         });
     }
     /// Typical and greatest lateness of the units after a place.
-    void ExpectInStep(std::size_t since, uint32_t after) {
+    void ExpectInStep(size_t since, uint32_t after) {
         const auto units = sink_.All();
         std::vector<int64_t> late;
-        for (std::size_t i = since; i < units.size(); ++i) {
+        for (size_t i = since; i < units.size(); ++i) {
             if (units[i].timestamp > after)
                 late.push_back(units[i].note);
         }
@@ -93,15 +93,15 @@ TEST_F(SyncSessionTest, KeepsSixteenChannelsInStep) {
 
     // Pause, seek and go on: everybody shows the key picture, then all run together again.
     ASSERT_EQ(session_->Pause(), 0);
-    const std::size_t paused = sink_.Count();
+    const size_t paused = sink_.Count();
     ASSERT_EQ(session_->Seek(kDay2At8 + 3), 0);
     ASSERT_TRUE(WaitAllReached(kChannels, paused, 3000));
-    const std::size_t ready = sink_.Count();
+    const size_t ready = sink_.Count();
     ASSERT_EQ(session_->Resume(), 0);
     ASSERT_TRUE(WaitAllReached(kChannels, ready, 3800));
     ExpectInStep(ready, 3000);
 
-    const std::size_t faster = sink_.Count();
+    const size_t faster = sink_.Count();
     ASSERT_EQ(session_->SetSpeed(2), 0);
     ASSERT_TRUE(sink_.WaitMessage("playback end", kChannels));
     ExpectInStep(faster, 0);
@@ -161,7 +161,7 @@ TEST_F(SyncSessionTest, AChannelTakenOutAndAddedAgainPlaysOn) {
     };
     // What was on its way may still come; then nothing does, while the others go on.
     const auto group = table_->Find(session_->GetToken());
-    std::size_t seen = sink_.Count();
+    size_t seen = sink_.Count();
     ASSERT_TRUE(WaitAllReached(2, seen, 400));
     const auto before = count("s--0");
     seen = sink_.Count();

@@ -106,11 +106,11 @@ bool UnitRecorder::WaitUnits(const std::function<bool(const Units&)>& enough) {
     return true;
 }
 
-bool UnitRecorder::WaitCount(std::size_t count) {
+bool UnitRecorder::WaitCount(size_t count) {
     return WaitUnits([count](const Units& units) { return units.size() >= count; });
 }
 
-bool UnitRecorder::WaitMessage(const std::string& message, std::size_t count) {
+bool UnitRecorder::WaitMessage(const std::string& message, size_t count) {
     const TimePoint deadline = std::chrono::steady_clock::now() + kDeadline;
     MutexLock lock(mutex_);
     while (messages_.size() < count) {

@@ -51,13 +51,13 @@ public:
     std::vector<std::string> Messages() VMS_EXCLUDES(mutex_);
     std::vector<Unit> KeyFrames() VMS_EXCLUDES(mutex_);
     int Queries() VMS_EXCLUDES(mutex_);
-    std::size_t Count() { return All().size(); }
+    size_t Count() { return All().size(); }
 
     /// Each returns whether it came true in time. Conditions must not call the recorder.
     bool WaitUnits(const std::function<bool(const Units&)>& enough) VMS_EXCLUDES(mutex_);
-    bool WaitCount(std::size_t count);
+    bool WaitCount(size_t count);
     /// The `count`th message, counted from 1, is this one.
-    bool WaitMessage(const std::string& message, std::size_t count = 1) VMS_EXCLUDES(mutex_);
+    bool WaitMessage(const std::string& message, size_t count = 1) VMS_EXCLUDES(mutex_);
     bool WaitQueries(int count) VMS_EXCLUDES(mutex_);
 
 private:

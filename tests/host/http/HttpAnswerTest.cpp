@@ -40,7 +40,7 @@ public:
     struct Shape {
         std::optional<uint64_t> announced{};
         uint64_t bytes = 0;
-        std::size_t piece = kMostBytes;
+        size_t piece = kMostBytes;
         bool fails = false;    ///< at its end
         bool isLater = false;  ///< whoever holds the state answers
     };
@@ -256,8 +256,8 @@ TEST_F(HttpAnswerTest, ManyOpenDownloadsHoldNoThread) {
     const auto state = AddBody("/later", {.isLater = true});
     Start();
     std::vector<std::unique_ptr<TestHttp>> clients;
-    constexpr std::size_t kClients = 100;
-    for (std::size_t i = 0; i < kClients; ++i) {
+    constexpr size_t kClients = 100;
+    for (size_t i = 0; i < kClients; ++i) {
         clients.push_back(std::make_unique<TestHttp>(Port()));
         clients.back()->Send("GET", "/later");
     }

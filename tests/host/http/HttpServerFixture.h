@@ -89,7 +89,7 @@ protected:
     HttpRouter router_;
     HttpSettings settings_;
     BodyBudget budget_{BodyBudget::kMost};
-    LogSink log_{"test", LogPrinting::nothing};
+    LogSink log_{"test", LogPrinting::kNothing};
     IoThread one_;
     IoThread other_;
     std::unique_ptr<HttpServer> server_;

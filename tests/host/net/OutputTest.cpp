@@ -141,7 +141,7 @@ TEST_F(OutputTest, LengthsAreWrittenInTheShortestForm) {
         EXPECT_EQ(SendText(text).verdict, SendVerdict::kAccepted);
         EXPECT_TRUE(Drain() == header + text) << size;
     }
-    EXPECT_EQ(SendLive(TestUnit(UnitType::key, 0, 32)).verdict, SendVerdict::kAccepted);
+    EXPECT_EQ(SendLive(TestUnit(UnitType::kKey, 0, 32)).verdict, SendVerdict::kAccepted);
     EXPECT_EQ(Drain().substr(0, 2), "\x82\x20");
     EXPECT_EQ(output_->Counts().sentUnits, 1U);
     EXPECT_EQ(output_->Counts().queuedBytes, 0U);
@@ -156,7 +156,7 @@ TEST_F(OutputTest, FramesOfSeveralThreadsStayWholeAndInOrder) {
     for (int thread = 0; thread < kThreads; ++thread)
         senders.emplace_back([this, thread] {
             for (int i = 0; i < kUnits; ++i)
-                Note(SendPlayback(TestUnit(UnitType::picture, thread * kUnits + i,
+                Note(SendPlayback(TestUnit(UnitType::kPicture, thread * kUnits + i,
                                            200U + static_cast<unsigned>(i * 37 % 9000))));
         });
     std::map<int, int> next;
@@ -169,7 +169,7 @@ TEST_F(OutputTest, FramesOfSeveralThreadsStayWholeAndInOrder) {
             Read(static_cast<unsigned char>(head[2]) * 256U + static_cast<unsigned char>(head[3]),
                  unit));
         const int number = UnitNumber(unit);
-        ASSERT_TRUE(unit == TestUnit(UnitType::picture, number, unit.size()));
+        ASSERT_TRUE(unit == TestUnit(UnitType::kPicture, number, unit.size()));
         ASSERT_EQ(next[number / kUnits]++, number % kUnits);
         ++frames;
     }
@@ -183,9 +183,9 @@ TEST_F(OutputTest, FramesOfSeveralThreadsStayWholeAndInOrder) {
 }
 
 TEST_F(OutputTest, FinishedItSendsTheFrameThatHasBegunAndControlFramesOnly) {
-    const std::string begun = TestUnit(UnitType::key, 1, 100'000);
+    const std::string begun = TestUnit(UnitType::kKey, 1, 100'000);
     EXPECT_TRUE(SendLive(begun).flush);
-    EXPECT_FALSE(SendLive(TestUnit(UnitType::picture, 2, 100)).flush);
+    EXPECT_FALSE(SendLive(TestUnit(UnitType::kPicture, 2, 100)).flush);
     output_->Finish();
     EXPECT_EQ(SendLive(begun).verdict, SendVerdict::kClosed);
     EXPECT_EQ(SendPlayback(begun).verdict, SendVerdict::kClosed);
@@ -197,7 +197,7 @@ TEST_F(OutputTest, FinishedItSendsTheFrameThatHasBegunAndControlFramesOnly) {
 }
 
 TEST_F(OutputTest, WhileItIsClaimedOthersQueueAndClosingWaits) {
-    const std::string unit = TestUnit(UnitType::key, 1, 1000);
+    const std::string unit = TestUnit(UnitType::kKey, 1, 1000);
     const vms::host::Chunk chunk = Frame(unit);
     const std::string frame = std::string(chunk.prefix.bytes.data(), chunk.prefix.size) + unit;
     const auto claim = [&] { return output_->ClaimFor(chunk); };
@@ -244,9 +244,9 @@ TEST_F(OutputTest, WhatItIsGivenToBeginWithGoesFirstAndWhole) {
         return chunk;
     };
     for (int i = 0; i < 10; ++i)
-        group.push_back(add(i == 0 ? UnitType::key : UnitType::picture, i, 20'000));
+        group.push_back(add(i == 0 ? UnitType::kKey : UnitType::kPicture, i, 20'000));
     EXPECT_TRUE(output_->BeginLive(group, false));
-    EXPECT_EQ(output_->SendLive(add(UnitType::picture, 10, 500)).verdict, SendVerdict::kAccepted);
+    EXPECT_EQ(output_->SendLive(add(UnitType::kPicture, 10, 500)).verdict, SendVerdict::kAccepted);
     EXPECT_TRUE(Drain() == expected);
     EXPECT_EQ(output_->Counts().droppedUnits, 0U);
 }
@@ -255,7 +255,7 @@ TEST_F(OutputTest, TooSlowIsSaidOnce) {
     vms::host::SendLimits limits;
     limits.wholeBytes = 1;
     Renew(limits);
-    const std::string unit = TestUnit(UnitType::key, 1, 100'000);
+    const std::string unit = TestUnit(UnitType::kKey, 1, 100'000);
     EXPECT_EQ(SendPlayback(unit).verdict, SendVerdict::kAccepted);
     EXPECT_EQ(SendPlayback(unit).verdict, SendVerdict::kTooSlow);
     EXPECT_EQ(SendPlayback(unit).verdict, SendVerdict::kClosed);
@@ -264,7 +264,7 @@ TEST_F(OutputTest, TooSlowIsSaidOnce) {
 
 /// Somebody who asks and asks and reads no answer.
 TEST_F(OutputTest, AnswersToWhoDoesNotReadAreBounded) {
-    EXPECT_EQ(SendPlayback(TestUnit(UnitType::key, 1, 100'000)).verdict, SendVerdict::kAccepted);
+    EXPECT_EQ(SendPlayback(TestUnit(UnitType::kKey, 1, 100'000)).verdict, SendVerdict::kAccepted);
     int answers = 0;
     while (output_->SendRaw("pong").verdict == SendVerdict::kAccepted)
         ASSERT_LT(++answers, 100'000);

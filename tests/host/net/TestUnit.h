@@ -7,20 +7,20 @@
 
 namespace vms::host::test {
 
-enum class UnitType { key, picture, sound };
+enum class UnitType { kKey, kPicture, kSound };
 
 /// A media unit: a header with its number as serial and 40 ms for each before it, then filling.
-inline std::string TestUnit(UnitType type, int number, std::size_t size) {
+inline std::string TestUnit(UnitType type, int number, size_t size) {
     MediaUnitHeader header;
     header.serial = static_cast<uint32_t>(number);
     header.timestampMs = header.serial * 40;
-    if (type == UnitType::sound) {
+    if (type == UnitType::kSound) {
         header.type = MediaType::kAudio;
         header.codec = static_cast<uint8_t>(AudioCodec::kALaw);
     } else {
         header.codec = static_cast<uint8_t>(VideoCodec::kH264);
         header.frameType =
-            static_cast<uint8_t>(type == UnitType::key ? FrameType::kKey : FrameType::kPredicted);
+            static_cast<uint8_t>(type == UnitType::kKey ? FrameType::kKey : FrameType::kPredicted);
     }
     std::string unit(size, static_cast<char>('a' + number % 26));
     WriteMediaHeader(header, unit.data());

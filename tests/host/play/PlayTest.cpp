@@ -55,7 +55,7 @@ TEST(StreamUrl, HostPortAndPathAreTakenApart) {
 TEST(PlayCommand, EachLineIsOneCommandOrNone) {
     EXPECT_EQ(vms::host::ParsePlayCommand(" seek\t1700000000 \r")->argument, "1700000000");
     EXPECT_EQ(vms::host::ParsePlayCommand("talk my file.wav")->argument, "my file.wav");
-    EXPECT_EQ(vms::host::ParsePlayCommand("pause")->kind, PlayCommand::Kind::pause);
+    EXPECT_EQ(vms::host::ParsePlayCommand("pause")->kind, PlayCommand::Kind::kPause);
     for (const char* none : {"", "seek", "pause 3", "Pause", "stop"})
         EXPECT_FALSE(vms::host::ParsePlayCommand(none)) << none;
 }

@@ -25,7 +25,7 @@ class RelayTableTest : public testing::Test {
 protected:
     Events EventsOf(long long number) { return module_.All()[number]; }
 
-    vms::host::LogSink log_{"test", vms::host::LogPrinting::nothing};
+    vms::host::LogSink log_{"test", vms::host::LogPrinting::kNothing};
     FakeStreamModule module_;
     vms::host::StreamModules modules_{{&module_}, log_};
     vms::host::ReceiverTable receivers_;
@@ -78,7 +78,7 @@ TEST_F(RelayTableTest, AStreamThatNobodyHasLeavesNothingBehind) {
 TEST_F(RelayTableTest, ASilentStreamMayHaveGone) {
     const auto first = table_.Acquire("k");
     theTime += 2s;
-    first->SendUnit(vms::host::test::TestUnit(vms::host::test::UnitType::key, 1, 100), false);
+    first->SendUnit(vms::host::test::TestUnit(vms::host::test::UnitType::kKey, 1, 100), false);
     EXPECT_EQ(table_.Acquire("k"), first);
     const size_t asked = module_.All().size();
     theTime += 2s;

@@ -57,7 +57,7 @@ protected:
     void Greet(std::vector<int> keys) {
         relay_.BeginGreeting();
         for (const int number : keys)
-            Send(UnitType::key, number);
+            Send(UnitType::kKey, number);
         relay_.EndGreeting();
     }
 
@@ -69,10 +69,10 @@ using Numbers = std::vector<int>;
 TEST_F(RelayTest, ANewOutletGetsTheNewestGroupAndThenTheStream) {
     const auto first = Attach("first");
     for (int i = 0; i < 14; ++i)
-        Send(i % 5 == 0 ? UnitType::key : UnitType::picture, i);
+        Send(i % 5 == 0 ? UnitType::kKey : UnitType::kPicture, i);
     const auto second = Attach("second");
-    Send(UnitType::picture, 14);
-    Send(UnitType::key, 15);
+    Send(UnitType::kPicture, 14);
+    Send(UnitType::kKey, 15);
     EXPECT_EQ(first->numbers.size(), 16U);
     EXPECT_EQ(second->numbers, (Numbers{10, 11, 12, 13, 14, 15}));
 
@@ -89,55 +89,55 @@ TEST_F(RelayTest, ANewOutletGetsTheNewestGroupAndThenTheStream) {
 TEST_F(RelayTest, PicturesThatDoNotContinueTheGreetingAreHeldBack) {
     Greet({10, 20});
     const auto outlet = Attach();
-    Send(UnitType::picture, 23);
-    Send(UnitType::sound, 24);
-    Send(UnitType::picture, 25);
-    Send(UnitType::key, 26);
-    Send(UnitType::picture, 27);
+    Send(UnitType::kPicture, 23);
+    Send(UnitType::kSound, 24);
+    Send(UnitType::kPicture, 25);
+    Send(UnitType::kKey, 26);
+    Send(UnitType::kPicture, 27);
     EXPECT_EQ(outlet->numbers, (Numbers{20, 24, 26, 27}));
 }
 
 TEST_F(RelayTest, WhatElseComesWithTheGreetingWaitsForTheFirstOutlet) {
     relay_.BeginGreeting();
-    Send(UnitType::sound, 3);
+    Send(UnitType::kSound, 3);
     relay_.EndGreeting();
     const auto outlet = Attach();
-    Send(UnitType::picture, 7);
+    Send(UnitType::kPicture, 7);
     EXPECT_EQ(outlet->numbers, (Numbers{3, 7}));
 }
 
 TEST_F(RelayTest, PicturesThatContinueTheGreetingFlow) {
     Greet({10});
     const auto outlet = Attach();
-    Send(UnitType::key, 10);  // on its ordinary way
-    Send(UnitType::sound, 11);
-    Send(UnitType::picture, 12);
-    Send(UnitType::picture, 99);  // who numbers otherwise later on is believed
+    Send(UnitType::kKey, 10);  // on its ordinary way
+    Send(UnitType::kSound, 11);
+    Send(UnitType::kPicture, 12);
+    Send(UnitType::kPicture, 99);  // who numbers otherwise later on is believed
     EXPECT_EQ(outlet->numbers, (Numbers{10, 11, 12, 99}));
 }
 
 TEST_F(RelayTest, AGreetingThatLivePicturesHaveOvertakenIsOld) {
     relay_.BeginGreeting();
     std::thread([this] {
-        Send(UnitType::key, 30);
-        Send(UnitType::picture, 31);
+        Send(UnitType::kKey, 30);
+        Send(UnitType::kPicture, 31);
     }).join();
-    Send(UnitType::key, 20);
+    Send(UnitType::kKey, 20);
     relay_.EndGreeting();
     const auto outlet = Attach();
-    Send(UnitType::picture, 32);
+    Send(UnitType::kPicture, 32);
     EXPECT_EQ(outlet->numbers, (Numbers{30, 31, 32}));
 }
 
 TEST_F(RelayTest, AStreamWithHardlyAnyKeyPicturesIsNotHeldForEver) {
     Greet({10});
     const auto outlet = Attach();
-    Send(UnitType::picture, 15);
+    Send(UnitType::kPicture, 15);
     theTime += Relay::kLongestHold - 1ms;
-    Send(UnitType::picture, 16);
+    Send(UnitType::kPicture, 16);
     theTime += 1ms;
-    Send(UnitType::picture, 17);
-    Send(UnitType::picture, 18);
+    Send(UnitType::kPicture, 17);
+    Send(UnitType::kPicture, 18);
     EXPECT_EQ(outlet->numbers, (Numbers{10, 17, 18}));
 }
 
@@ -146,7 +146,7 @@ TEST_F(RelayTest, OutletsThatComeWhileUnitsDoSeeNoGapAndNothingTwice) {
     std::atomic<bool> done{false};
     std::thread source([&] {
         for (int i = 0; !done; ++i)
-            Send(i % 10 == 0 ? UnitType::key : UnitType::picture, i);
+            Send(i % 10 == 0 ? UnitType::kKey : UnitType::kPicture, i);
     });
     std::vector<std::shared_ptr<Recorder>> outlets;
     for (int i = 0; i < 100; ++i)

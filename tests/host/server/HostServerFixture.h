@@ -96,7 +96,7 @@ protected:
         return Streams().SendData(id, unit.data(), static_cast<int>(unit.size()), isPlayback) == 0;
     }
 
-    LogSink log_{"test", LogPrinting::nothing};
+    LogSink log_{"test", LogPrinting::kNothing};
     FakeStreamModule module_;
     std::unique_ptr<HostServer> server_;
 };

@@ -66,7 +66,7 @@ TEST_F(PlayersLoadTest, OneStalledPlayerAmongManyCostsTheOthersNothing) {
     for (int number = 0; server_->Summary().connected > kPlayers; ++number) {
         ASSERT_LT(Clock::now(), deadline) << "never given up";
         const std::string unit =
-            TestUnit(number % 10 == 0 ? UnitType::key : UnitType::picture, number, 20'000);
+            TestUnit(number % 10 == 0 ? UnitType::kKey : UnitType::kPicture, number, 20'000);
         ASSERT_TRUE(SendData(relay, unit));
         for (size_t i = 0; i < kPlayers; ++i) {
             TestPlayer::Frame frame;
@@ -98,7 +98,7 @@ TEST_F(PlayersLoadTest, BurstsMixWithOthersAndWithClosing) {
     for (int sender = 0; sender < kSenders; ++sender)
         senders.emplace_back([&, sender] {
             for (int i = 0; i < kUnits; ++i)
-                SendData(relay, TestUnit(UnitType::sound, sender * kUnits + i, 5000));
+                SendData(relay, TestUnit(UnitType::kSound, sender * kUnits + i, 5000));
         });
     std::thread closer([&] {
         for (size_t i = 0; i < players.size(); i += 3)
@@ -119,7 +119,7 @@ TEST_F(PlayersLoadTest, BurstsMixWithOthersAndWithClosing) {
                 if (frame.opcode == TestPlayer::kPong)
                     continue;
                 const int number = UnitNumber(frame.payload);
-                ASSERT_TRUE(frame.payload == TestUnit(UnitType::sound, number, 5000));
+                ASSERT_TRUE(frame.payload == TestUnit(UnitType::kSound, number, 5000));
                 ASSERT_EQ(next[number / kUnits]++, number % kUnits) << "player " << i;
                 ++got;
             }
@@ -141,7 +141,7 @@ TEST_F(PlayersLoadTest, ASlowLivePlayerGetsWholeFramesFromKeyPictureOn) {
     const long long id = Connect(player, kSmallBuffer);
     const auto send = [&](int number) {
         ASSERT_TRUE(SendData(
-            id, TestUnit(number % 10 == 0 ? UnitType::key : UnitType::picture, number, 20'000)));
+            id, TestUnit(number % 10 == 0 ? UnitType::kKey : UnitType::kPicture, number, 20'000)));
     };
     int last = 0;
     for (; server_->Summary().droppedUnits < 15; ++last)
@@ -178,14 +178,14 @@ TEST_F(PlayersLoadTest, PlaybackIsNeverDroppedButBounded) {
     Player player;
     const long long id = Connect(player, kSmallBuffer);
     for (int number = 0; number < 150; ++number)
-        ASSERT_TRUE(SendData(id, TestUnit(UnitType::picture, number, 20'000), true));
+        ASSERT_TRUE(SendData(id, TestUnit(UnitType::kPicture, number, 20'000), true));
     EXPECT_GT(Streams().QueryDataCount(id), 0);
     TestPlayer::Frame frame;
     for (int number = 0; number < 150; ++number) {
         ASSERT_TRUE(player->Next(frame));
         ASSERT_EQ(UnitNumber(frame.payload), number);
     }
-    EXPECT_GT(SendUntilGivenUp(id, TestUnit(UnitType::picture, 0, 20'000), true), 200);
+    EXPECT_GT(SendUntilGivenUp(id, TestUnit(UnitType::kPicture, 0, 20'000), true), 200);
     ASSERT_TRUE(module_.WaitFor("close", 1));
     EXPECT_EQ(server_->Summary().droppedUnits, 0U);
     EXPECT_EQ(server_->Summary().slowPlayers, 1U);
@@ -197,7 +197,7 @@ TEST_F(PlayersLoadTest, APlayerThatDiesInTheMiddleOfAFrameIsGone) {
     Start(limits);
     Player player;
     const long long id = Connect(player, kSmallBuffer);
-    const std::string unit = TestUnit(UnitType::key, 0, 100'000);
+    const std::string unit = TestUnit(UnitType::kKey, 0, 100'000);
     while (Streams().QueryDataCount(id) < 3)
         ASSERT_TRUE(SendData(id, unit));
     player->Socket().Reset();
@@ -213,7 +213,7 @@ TEST_F(PlayersLoadTest, PlayersThatComeAndGoLeaveNothingBehind) {
     const auto round = [this](size_t number) {
         Player player;
         const long long id = Connect(player);
-        EXPECT_TRUE(SendData(id, TestUnit(UnitType::key, 0, 1000)));
+        EXPECT_TRUE(SendData(id, TestUnit(UnitType::kKey, 0, 1000)));
         if (number % 3 == 0)
             player->Socket().Reset();
         else if (number % 3 == 1)

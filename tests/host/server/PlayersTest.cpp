@@ -33,7 +33,7 @@ TEST_F(PlayersTest, APlayersLifeFromConnectToClose) {
     EXPECT_EQ(server_->Players()[0].key, "key");
 
     TestPlayer::Frame frame;
-    const std::string unit = TestUnit(UnitType::key, 7, 70'000);
+    const std::string unit = TestUnit(UnitType::kKey, 7, 70'000);
     EXPECT_TRUE(SendData(id, unit));
     ASSERT_TRUE(player->Next(frame));
     EXPECT_EQ(frame.opcode, TestPlayer::kBinary);
@@ -88,9 +88,9 @@ TEST_F(PlayersTest, AllWhoWatchALiveStreamShareOneRelay) {
     const long long relay = RelayNumber();
     ASSERT_GT(relay, 0);
     for (int number = 0; number < 8; ++number)
-        send(number % 5 == 0 ? UnitType::key : UnitType::picture, number);
+        send(number % 5 == 0 ? UnitType::kKey : UnitType::kPicture, number);
     auto late = Watch();
-    send(UnitType::picture, 8);
+    send(UnitType::kPicture, 8);
     for (TestPlayer* player : {first.get(), second.get()})
         expect(*player, 0, 8);
     expect(*late, 5, 8);
@@ -99,7 +99,7 @@ TEST_F(PlayersTest, AllWhoWatchALiveStreamShareOneRelay) {
     expect(*late, 5, 8);
     EXPECT_EQ(late->Ask(TV_STREAM_PREVIEW_START, "another"), 0);
     EXPECT_EQ(second->Ask(TV_STREAM_PREVIEW_STOP, "live"), 0);
-    send(UnitType::picture, 9);
+    send(UnitType::kPicture, 9);
     expect(*first, 9, 9);
 
     __tagTvCommand* message =
@@ -116,7 +116,7 @@ TEST_F(PlayersTest, AllWhoWatchALiveStreamShareOneRelay) {
     EXPECT_THAT(module_.All()[relay],
                 ElementsAre("connect  without a port", "request 1049088 live ",
                             "request 1049089 live ", "close"));
-    EXPECT_FALSE(SendData(relay, TestUnit(UnitType::key, 10, 100)));
+    EXPECT_FALSE(SendData(relay, TestUnit(UnitType::kKey, 10, 100)));
 }
 
 TEST_F(PlayersTest, ModulesAreAskedInOrderUntilOneCarriesTheRequestOut) {

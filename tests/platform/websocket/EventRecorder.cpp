@@ -11,7 +11,7 @@ constexpr std::chrono::seconds kPatience{20};
 }  // namespace
 
 void EventRecorder::OnConnect(long long, const char* text, int len) {
-    Add({Event::kConnect, std::string(text, static_cast<std::size_t>(len))});
+    Add({Event::kConnect, std::string(text, static_cast<size_t>(len))});
 }
 
 void EventRecorder::OnClose(long long, int code, const char* msg) {
@@ -19,7 +19,7 @@ void EventRecorder::OnClose(long long, int code, const char* msg) {
 }
 
 void EventRecorder::OnRecv(long long, const char* data, int len) {
-    Add({Event::kMessage, std::string(data, static_cast<std::size_t>(len))});
+    Add({Event::kMessage, std::string(data, static_cast<size_t>(len))});
 }
 
 void EventRecorder::Add(Event event) {
@@ -32,7 +32,7 @@ void EventRecorder::Add(Event event) {
         hook(event);
 }
 
-bool EventRecorder::WaitForEvents(std::size_t count) {
+bool EventRecorder::WaitForEvents(size_t count) {
     const auto deadline = Clock::now() + kPatience;
     MutexLock lock(mutex_);
     while (events_.size() < count) {

@@ -30,7 +30,7 @@ public:
     using INetEventHandle::OnRecv;
 
     /// @return whether there were that many events in time
-    [[nodiscard]] bool WaitForEvents(std::size_t count);
+    [[nodiscard]] bool WaitForEvents(size_t count);
     [[nodiscard]] bool WaitForClose();
     [[nodiscard]] bool WaitForConnect() {
         return WaitForEvents(1) && Events()[0].kind == Event::kConnect;

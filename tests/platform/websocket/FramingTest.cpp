@@ -11,7 +11,7 @@ namespace vms::test {
 namespace {
 
 constexpr int kContinuation = 0, kText = 1, kBinary = 2, kClose = 8, kPing = 9, kPong = 10;
-constexpr std::size_t kCap = 1000;
+constexpr size_t kCap = 1000;
 
 struct Case {
     const char* name;

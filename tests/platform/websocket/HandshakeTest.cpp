@@ -88,7 +88,7 @@ TEST_P(RefusedHandshake, EndsWithItsReason) {
     ASSERT_NE(peer, nullptr);
     ASSERT_TRUE(peer->ReadRequest());
     std::string answer = GetParam().answer;
-    if (const std::size_t place = answer.find("KEY"); place != std::string::npos)
+    if (const size_t place = answer.find("KEY"); place != std::string::npos)
         answer.replace(place, 3, peer->AcceptKey());
     ASSERT_TRUE(peer->Write(answer));
     const Event failure = Failure();

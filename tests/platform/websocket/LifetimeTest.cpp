@@ -176,16 +176,16 @@ TEST_F(Lifetime, APeerThatClosesButStaysIsCutOff) {
 }
 
 TEST_F(Lifetime, WhatAPeerDoesNotReadIsBounded) {
-    constexpr std::size_t kBound = 1 << 20;
+    constexpr size_t kBound = 1 << 20;
     Open();
     ASSERT_TRUE(events_.WaitForConnect());
     const std::string text(60'000, 'x');
-    std::size_t accepted = 0;
-    while (accepted < (std::size_t{1} << 30) &&
+    size_t accepted = 0;
+    while (accepted < (size_t{1} << 30) &&
            client_->Send(text.data(), static_cast<int>(text.size())))
         accepted += text.size();
     EXPECT_GE(accepted, kBound - text.size());
-    EXPECT_LT(accepted, std::size_t{1} << 30);
+    EXPECT_LT(accepted, size_t{1} << 30);
     client_->Stop();  // and cannot send all that in time
     ASSERT_TRUE(events_.WaitForClose());
     EXPECT_EQ(events_.Last().code, 1006);
@@ -235,7 +235,7 @@ TEST_F(Lifetime, TakingTheHandlerAwayWaitsAndSilences) {
     std::thread remover([&] { client_->SetEventHandle(nullptr); });
     leave.set_value();
     remover.join();
-    const std::size_t count = events_.Events().size();
+    const size_t count = events_.Events().size();
     ASSERT_TRUE(peer_->Write({kClose, ClosePayload(1000)}));
     EXPECT_TRUE(Eventually([this] { return client_->GetCloseStatus(); }));
     EXPECT_EQ(events_.Events().size(), count);

@@ -70,7 +70,7 @@ TEST_P(EitherServer, TellsWhatWasAskedAndEchoes) {
     EXPECT_EQ(told["headers"]["sec-websocket-protocol"].asString(), "websocket");
 
     std::vector<std::string> texts;
-    for (const std::size_t size : {0u, 1u, 125u, 126u, 65535u, 65536u, 500'000u})
+    for (const size_t size : {0u, 1u, 125u, 126u, 65535u, 65536u, 500'000u})
         texts.emplace_back(size, 'x');
     texts.emplace_back("\xe2\x82\xac \xf0\x9f\x93\xb7");
     for (const std::string& text : texts)
@@ -82,12 +82,12 @@ TEST_P(EitherServer, TellsWhatWasAskedAndEchoes) {
 }
 
 TEST_P(EitherServer, TakesABurstInOrderAndTheCloseBehindIt) {
-    const std::size_t sizes[] = {0, 1, 125, 126, 65535, 65536, 1000000};
+    const size_t sizes[] = {0, 1, 125, 126, 65535, 65536, 1000000};
     ASSERT_TRUE(Connect(*client_, "burst?n=70", GetParam()));
     ASSERT_TRUE(events_.WaitForClose());
     const std::vector<std::string> messages = events_.Messages();
     ASSERT_EQ(messages.size(), 70u);
-    for (std::size_t i = 0; i < messages.size(); ++i)
+    for (size_t i = 0; i < messages.size(); ++i)
         ASSERT_EQ(messages[i], std::string(sizes[i % 7], static_cast<char>(i))) << i;
     EXPECT_EQ(events_.Last().code, 1000);
     EXPECT_EQ(events_.Last().text, "done");

@@ -48,12 +48,12 @@ TEST(ReusableBuffer, GrowsKeepingWhatIsAsked) {
 
 TEST(ReusableBuffer, ShrinksAfterALongRunOfSmallUsesOnly) {
     ReusableBuffer buffer;
-    const auto use = [&](std::size_t size) {
+    const auto use = [&](size_t size) {
         buffer.Reserve(size);
         buffer.EndUse(size);
     };
     use(1'000'000);
-    const std::size_t large = buffer.Capacity();
+    const size_t large = buffer.Capacity();
     for (int i = 0; i < 3 * ReusableBuffer::kWindow; ++i)
         use(i % 50 == 0 ? 1'000'000 : 1000);
     EXPECT_EQ(buffer.Capacity(), large);
