@@ -19,8 +19,8 @@ MAY = {
     "host": {"module", "platform", "media", "websocket/INetEventHandle.h"},
     "sim": {"platform/Mutex.h"},  # no line that speaks a protocol
 }
-HOST = ["text", "process", "config", "modules", "status", "net", "stream", "relay", "http", "players",
-        "server", "api", "play", "cli"]
+HOST = ["text", "process", "config", "state", "modules", "status", "net", "stream", "relay", "sources", "http",
+        "auth", "players", "server", "api", "play", "cli"]
 
 includes, wrong = {}, []
 for file in sorted(f for top in MAY for kind in ("h", "cpp") for f in (ROOT / top).rglob(f"*.{kind}")):
