@@ -55,6 +55,7 @@ struct Service {
                       [this](const std::string& key) { api.StreamWatched(key); });
         HttpRouter router;
         api.SetExpect([&streams](const std::string& key) { streams.Expect(key); });
+        api.SetFacts({.version = VMSHOST_VERSION});
         api.AddTo(router);
         server.Start(std::move(router));
     }
