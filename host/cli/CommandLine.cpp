@@ -52,6 +52,8 @@ void BuildCommands(CLI::App& app, Invocation& invocation) {
     AddView(app, invocation);
     AddRecord(app, invocation);
     AddSnapshot(app, invocation);
+    AddSearch(app, invocation);
+    AddPtz(app, invocation);
     AddTalk(app, invocation);
 }
 

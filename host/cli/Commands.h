@@ -28,6 +28,8 @@ void AddPlay(CLI::App& app, Invocation& invocation);
 void AddView(CLI::App& app, Invocation& invocation);
 void AddRecord(CLI::App& app, Invocation& invocation);
 void AddSnapshot(CLI::App& app, Invocation& invocation);
+void AddSearch(CLI::App& app, Invocation& invocation);
+void AddPtz(CLI::App& app, Invocation& invocation);
 void AddTalk(CLI::App& app, Invocation& invocation);
 
 /// What --help tells about a command, and what the host must know before it runs.
