@@ -6,6 +6,8 @@
 #include <memory>
 
 #include "host/api/HostApi.h"
+#include "host/auth/AccessApi.h"
+#include "host/auth/Doors.h"
 #include "host/cli/Commands.h"
 #include "host/modules/DeviceLists.h"
 #include "host/modules/ModuleTimer.h"
@@ -42,16 +44,18 @@ void RaiseDescriptorLimit() {
 /// and once the server has let go of it.
 struct Service {
     Service(const ServeOptions& options, const Invocation& invocation, const HostConfig& config,
-            Host& host, HostServer& streams)
+            Host& host, HostServer& streams, Doors& doors)
         : server(streams),
           board(host.Bus().Bus()),
           devices(options.config, invocation.library, config, host.Bus(), host.ModuleLog()),
           api(host.Bus(), devices, board,
               {[&streams] { return streams.Players(); }, [&streams] { return streams.Summary(); }}),
+          access(doors, host.ModuleLog()),
           timer(host.Modules()) {
         HttpRouter router;
         api.SetExpect([&streams](const std::string& key) { streams.Expect(key); });
         api.AddTo(router);
+        access.AddTo(router);
         server.Start(host.Modules().StreamModules(), std::move(router),
                      [this](const std::string& key) { api.StreamWatched(key); });
     }
@@ -64,6 +68,7 @@ struct Service {
     StatusBoard board;
     DeviceLists devices;
     HostApi api;
+    AccessApi access;
     ModuleTimer timer;
 };
 
@@ -99,9 +104,9 @@ bool StartModules(const HostConfig& config, Host& host) {
 }
 
 void Serve(const ServeOptions& options, const Invocation& invocation, const HostConfig& config,
-           Host& host, HostServer& server) {
+           Host& host, HostServer& server, Doors& doors) {
     const bool reload = StartModules(config, host);
-    auto service = std::make_unique<Service>(options, invocation, config, host, server);
+    auto service = std::make_unique<Service>(options, invocation, config, host, server, doors);
     AnnounceReady(server, config);
     if (reload)
         service->devices.Reload();
@@ -119,10 +124,14 @@ int RunServe(const ServeOptions& options, const Invocation& invocation, Host& ho
     const HostConfig config = ReadHostConfig(options.config, invocation.library);
     RaiseDescriptorLimit();
     RequireThreads(kThreads);
+    State state(config.state);
+    Doors doors(config, state, host.ModuleLog());
+    doors.RequireGuarded(config.http.host, "http.host");
     HostServer server(config.http, host.ModuleLog());
+    server.SetGate(doors.Gate());
     host.Modules().SetStreams(server.Streams());
     try {
-        Serve(options, invocation, config, host, server);
+        Serve(options, invocation, config, host, server, doors);
     } catch (const std::exception& error) {
         EndWith(error.what(), 1);
     }

@@ -14,7 +14,8 @@ namespace vms::host {
 /// @param head   the request's header as it came, up to and including the blank line
 /// @param read   what has come after it
 /// @param budget of what is received and not yet through; must outlive the session
+/// @param role   what the player may do
 void StartWebSocketSession(std::shared_ptr<Connection> connection, const std::string& head,
-                           std::string read, PlayerContext& context, BodyBudget& budget);
+                           std::string read, PlayerContext& context, BodyBudget& budget, Role role);
 
 }  // namespace vms::host
