@@ -51,6 +51,10 @@ void BuildCommands(CLI::App& app, Invocation& invocation) {
     AddPlay(app, invocation);
     AddUser(app, invocation);
     AddToken(app, invocation);
+    AddView(app, invocation);
+    AddRecord(app, invocation);
+    AddSnapshot(app, invocation);
+    AddTalk(app, invocation);
 }
 
 void Parse(CLI::App& app, int argc, char** argv) {

@@ -27,6 +27,10 @@ void AddServe(CLI::App& app, Invocation& invocation);
 void AddPlay(CLI::App& app, Invocation& invocation);
 void AddUser(CLI::App& app, Invocation& invocation);
 void AddToken(CLI::App& app, Invocation& invocation);
+void AddView(CLI::App& app, Invocation& invocation);
+void AddRecord(CLI::App& app, Invocation& invocation);
+void AddSnapshot(CLI::App& app, Invocation& invocation);
+void AddTalk(CLI::App& app, Invocation& invocation);
 
 /// What --help tells about a command, and what the host must know before it runs.
 struct CommandInfo {
