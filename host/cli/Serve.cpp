@@ -6,6 +6,8 @@
 #include <memory>
 
 #include "host/api/HostApi.h"
+#include "host/auth/AccessApi.h"
+#include "host/auth/Doors.h"
 #include "host/cli/Commands.h"
 #include "host/modules/DeviceLists.h"
 #include "host/modules/ModuleTimer.h"
@@ -43,13 +45,14 @@ void RaiseDescriptorLimit() {
 /// and once the server has let go of it.
 struct Service {
     Service(const ServeOptions& options, const Invocation& invocation, const HostConfig& config,
-            Host& host, HostServer& streams)
+            Host& host, HostServer& streams, Doors& doors)
         : server(streams),
           board(host.Bus().Bus()),
           devices(options.config, invocation.library, config, host.Bus(), host.ModuleLog()),
           modules(host.Bus(), [this](const std::string& id) { return devices.ModuleOf(id); }),
           api(host.Bus(), devices, board,
               {[&streams] { return streams.Players(); }, [&streams] { return streams.Summary(); }}),
+          access(doors, host.ModuleLog()),
           timer(host.Modules()) {
         server.Attach(host.Modules().StreamModules(), modules,
                       [this](const std::string& key) { api.StreamWatched(key); });
@@ -57,6 +60,7 @@ struct Service {
         api.SetExpect([&streams](const std::string& key) { streams.Expect(key); });
         api.SetFacts({.version = VMSHOST_VERSION});
         api.AddTo(router);
+        access.AddTo(router);
         server.Start(std::move(router));
     }
 
@@ -69,6 +73,7 @@ struct Service {
     DeviceLists devices;
     DeviceModules modules;
     HostApi api;
+    AccessApi access;
     ModuleTimer timer;
 };
 
@@ -104,9 +109,9 @@ bool StartModules(const HostConfig& config, Host& host) {
 }
 
 void Serve(const ServeOptions& options, const Invocation& invocation, const HostConfig& config,
-           Host& host, HostServer& server) {
+           Host& host, HostServer& server, Doors& doors) {
     const bool reload = StartModules(config, host);
-    auto service = std::make_unique<Service>(options, invocation, config, host, server);
+    auto service = std::make_unique<Service>(options, invocation, config, host, server, doors);
     AnnounceReady(server, config);
     if (reload)
         service->devices.Reload();
@@ -124,10 +129,14 @@ int RunServe(const ServeOptions& options, const Invocation& invocation, Host& ho
     const HostConfig config = ReadHostConfig(options.config, invocation.library);
     RaiseDescriptorLimit();
     RequireThreads(kThreads);
+    State state(config.state);
+    Doors doors(config, state, host.ModuleLog());
+    doors.RequireGuarded(config.http.host, "http.host");
     HostServer server(config.http, host.ModuleLog());
+    server.SetGate(doors.Gate());
     host.Modules().SetStreams(server.Streams());
     try {
-        Serve(options, invocation, config, host, server);
+        Serve(options, invocation, config, host, server, doors);
     } catch (const std::exception& error) {
         EndWith(error.what(), 1);
     }

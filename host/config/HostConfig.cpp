@@ -14,6 +14,12 @@ constexpr int kAnyLowest = std::numeric_limits<int>::min();
 constexpr int kAnyHighest = std::numeric_limits<int>::max();
 constexpr int kHighestPort = 65535;
 constexpr int kMostBodyMegabytes = 65536;
+constexpr size_t kMostUsers = 32;  ///< the password of each is hashed at the start
+
+/// A path of the file, which is relative to the file's folder.
+std::string PathBeside(const std::string& file, const std::string& relative) {
+    return (std::filesystem::path(file).parent_path() / relative).lexically_normal().string();
+}
 
 /// One pass over a configuration file.
 class ConfigReading {
@@ -24,9 +30,15 @@ public:
     HostConfig Read() {
         const Json::Value document = ReadJsonFile(file_);
         const ConfigNode root(file_, document);
-        root.RequireKnown({"http", "modules"});
+        root.RequireKnown({"http", "modules", "state", "users"});
         if (root.Has("http"))
             ReadHttp(root.At("http"));
+        if (root.Has("state"))
+            config_.state = PathBeside(file_, root.NonEmptyText("state"));
+        if (root.Has("users"))
+            ReadUsers(root.At("users"));
+        config_.settings = document;
+        config_.settings.removeMember("modules");
         if (!root.Has("modules"))
             root.Fail("the member \"modules\" is missing");
         for (const ConfigNode& module : root.At("modules").Elements())
@@ -43,9 +55,34 @@ private:
         http.host = node.TextOr("host", http.host);
         http.port = node.IntegerOr("port", http.port, 0, kHighestPort);
         http.advertise = node.TextOr("advertise", http.advertise);
-        http.token = node.TextOr("token", http.token);
+        http.token = node.SecretOr("token", http.token);
         http.bodyMegabytes =
             node.IntegerOr("bodyMegabytes", http.bodyMegabytes, 1, kMostBodyMegabytes);
+    }
+
+    void ReadUsers(const ConfigNode& node) {
+        for (const ConfigNode& user : node.Elements())
+            ReadUser(user);
+        if (config_.users.size() > kMostUsers)
+            node.Fail("at most 32 users may be listed here; add others with 'vmshost user add'");
+    }
+
+    void ReadUser(const ConfigNode& node) {
+        node.RequireKnown({"name", "role", "password"});
+        UserConfig user;
+        user.name = node.NonEmptyText("name");
+        for (const UserConfig& other : config_.users) {
+            if (other.name == user.name)
+                node.At("name").Fail("a second user named \"" + user.name + "\"");
+        }
+        const auto role = ReadRole(node.NonEmptyText("role"));
+        if (!role)
+            node.At("role").Fail("must be viewer, operator or admin");
+        user.role = *role;
+        user.password = node.SecretOr("password", "");
+        if (user.password.empty())
+            node.Fail("a user needs a password");
+        config_.users.push_back(std::move(user));
     }
 
     void ReadModule(const ConfigNode& node) {
@@ -55,7 +92,7 @@ private:
         if (config_.FindModule(module.name) != nullptr)
             node.At("name").Fail("a second module named \"" + module.name + "\"");
         module.library =
-            node.Has("library") ? LibraryPath(node.NonEmptyText("library")) : defaultLibrary_;
+            node.Has("library") ? PathBeside(file_, node.NonEmptyText("library")) : defaultLibrary_;
         if (node.Has("config")) {
             node.At("config").RequireObject();
             module.config = CompactJson(node.At("config").Value());
@@ -87,10 +124,6 @@ private:
         return node.Value();
     }
 
-    std::string LibraryPath(const std::string& library) const {
-        return (std::filesystem::path(file_).parent_path() / library).lexically_normal().string();
-    }
-
     const std::string file_;
     const std::string defaultLibrary_;
     HostConfig config_;
@@ -109,6 +142,12 @@ const ModuleConfig* HostConfig::FindModule(const std::string& name) const {
 
 HostConfig ReadHostConfig(const std::string& path, const std::string& defaultLibrary) {
     return ConfigReading(path, defaultLibrary).Read();
+}
+
+std::string ReadStateFolder(const std::string& path) {
+    const Json::Value document = ReadJsonFile(path);
+    const ConfigNode root(path, document);
+    return root.Has("state") ? PathBeside(path, root.NonEmptyText("state")) : std::string();
 }
 
 }  // namespace vms::host

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "host/config/Role.h"
+
 namespace vms::host {
 
 /// Where the host listens.
@@ -26,18 +28,32 @@ struct ModuleConfig {
         Json::arrayValue};  ///< device descriptions; identifiers unique in all modules
 };
 
+/// Somebody who may use the host. Those of the configuration cannot be changed but there.
+struct UserConfig {
+    std::string name;
+    Role role = Role::kNone;
+    std::string password;
+};
+
 struct HostConfig {
     HttpConfig http;
+    std::vector<UserConfig> users;      ///< at most 32; names are unique
+    std::string state;                  ///< folder of what lasts, "" = nothing does
+    Json::Value settings;               ///< the whole document without its modules, to compare
     std::vector<ModuleConfig> modules;  ///< at least one
 
     /// @return null when there is no module of that name
     const ModuleConfig* FindModule(const std::string& name) const;
 };
 
-/// Reads a configuration file: {"http": {...}, "modules": [{"name", "library", "config",
-/// "devices"}]}. Library paths are taken relative to the file.
+/// Reads a configuration file: {"http": {...}, "state", "users": [{"name", "role", "password"}],
+/// "modules": [{"name", "library", "config", "devices"}]}. Paths are taken relative to the file.
 /// @param defaultLibrary for modules that name none
 /// @throws HostError naming file, place and what was expected
 HostConfig ReadHostConfig(const std::string& path, const std::string& defaultLibrary);
+
+/// Only the state folder of a configuration file, whatever else is in it, "" = it names none.
+/// @throws HostError
+std::string ReadStateFolder(const std::string& path);
 
 }  // namespace vms::host

@@ -1,7 +1,5 @@
 #include "host/server/HostServer.h"
 
-#include <unistd.h>
-
 #include <boost/asio/steady_timer.hpp>
 
 #include <algorithm>
@@ -9,7 +7,6 @@
 #include <thread>
 #include <utility>
 
-#include "host/http/HttpAccess.h"
 #include "host/http/HttpServer.h"
 #include "host/net/Bursts.h"
 #include "host/net/IoThread.h"
@@ -56,15 +53,11 @@ std::string AdvertisedHost(const HttpConfig& config) {
     return addresses.empty() ? "127.0.0.1" : addresses.front();
 }
 
-std::string HostName() {
-    char name[256] = "";
-    return gethostname(name, sizeof name - 1) == 0 ? name : "";
-}
-
-HttpGate GateOf(const HttpAccess& access) {
-    return [&access](const HttpRequest& head, const std::function<void(int)>& done) {
-        done(access.Refusal(head));
-    };
+/// As it is for whoever puts no doors before the server.
+void OpenGate(const HttpRequest&, const std::function<void(HttpAdmission)>& done) {
+    HttpAdmission admission;
+    admission.identity.role = Role::kAdmin;
+    done(admission);
 }
 
 }  // namespace
@@ -74,13 +67,14 @@ public:
     Impl(const HttpConfig& config, ILogHandler& log, const SendLimits& limits)
         : log_(log),
           limits_(limits),
-          access_(config.token, {config.host, config.advertise, HostName()}),
           budget_(static_cast<size_t>(config.bodyMegabytes) << 20),
           io_(IoThreadCount()),
           listener_(config.host, config.port, IoThreads(), log),
           streams_(receivers_, AdvertisedHost(config), listener_.Port()) {}
 
     ~Impl() { Stop(); }
+
+    void SetGate(HttpGate gate) { gate_ = std::move(gate); }
 
     void Attach(std::vector<IStreamModule*> modules, DeviceModules& devices,
                 std::function<void(const std::string&)> onStart) {
@@ -98,12 +92,11 @@ public:
         router.AddUpgrade(kStreamPath, [this](HttpUpgrade upgrade) {
             StartWebSocketSession(std::move(upgrade.connection), upgrade.head,
                                   std::move(upgrade.read), upgrade.request.query, *context_,
-                                  budget_);
+                                  budget_, upgrade.request.identity.role);
         });
         HttpSettings settings;
         settings.send = limits_;
-        http_ = std::make_unique<HttpServer>(std::move(router), GateOf(access_), budget_, log_,
-                                             settings);
+        http_ = std::make_unique<HttpServer>(std::move(router), gate_, budget_, log_, settings);
         listener_.Start([this](Listener::Socket socket, IoThread& io) {
             http_->Serve(MakePlainWire(std::move(socket)), io);
         });
@@ -163,7 +156,7 @@ private:
 
     ILogHandler& log_;
     const SendLimits limits_;
-    const HttpAccess access_;
+    HttpGate gate_ = OpenGate;
     BodyBudget budget_;
     StreamTotals totals_;
     ReceiverTable receivers_;
@@ -190,6 +183,10 @@ HostServer::HostServer(const HttpConfig& config, ILogHandler& log, const SendLim
     : impl_(std::make_unique<Impl>(config, log, limits)) {}
 
 HostServer::~HostServer() = default;
+
+void HostServer::SetGate(HttpGate gate) {
+    impl_->SetGate(std::move(gate));
+}
 
 void HostServer::Attach(std::vector<IStreamModule*> modules, DeviceModules& devices,
                         std::function<void(const std::string& key)> onStart) {

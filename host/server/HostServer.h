@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/config/HostConfig.h"
+#include "host/http/HttpGate.h"
 #include "host/http/HttpRouter.h"
 #include "host/net/DropPolicy.h"
 #include "host/players/PlayerContext.h"
@@ -34,6 +35,10 @@ public:
     ~HostServer();
     HostServer(const HostServer&) = delete;
     HostServer& operator=(const HostServer&) = delete;
+
+    /// Who may come in; without one whoever can connect may, and as an admin. Before Start; what it
+    /// refers to must outlive Stop.
+    void SetGate(HttpGate gate);
 
     /// @param modules that stream, in the order in which they are asked; must outlive Stop
     /// @param devices how streams are asked for by address; must outlive Stop

@@ -39,9 +39,9 @@ constexpr size_t kWaitingBytes = size_t{4} << 20;  ///< the same, in bytes
 class WebSocketSession final : public std::enable_shared_from_this<WebSocketSession> {
 public:
     WebSocketSession(std::shared_ptr<Connection> connection, std::string read,
-                     PlayerContext& context, BodyBudget& budget)
+                     PlayerContext& context, BodyBudget& budget, Role role)
         : connection_(std::move(connection)),
-          player_(std::make_shared<WebSocketPlayer>(connection_, context)),
+          player_(std::make_shared<WebSocketPlayer>(connection_, context, role)),
           budget_(budget),
           stream_(connection_, std::move(read)),
           closeWait_(stream_.get_executor()) {}
@@ -208,8 +208,9 @@ private:
 
 void StartWebSocketSession(std::shared_ptr<Connection> connection, const std::string& head,
                            std::string read, const std::map<std::string, std::string>& query,
-                           PlayerContext& context, BodyBudget& budget) {
-    std::make_shared<WebSocketSession>(std::move(connection), std::move(read), context, budget)
+                           PlayerContext& context, BodyBudget& budget, Role role) {
+    std::make_shared<WebSocketSession>(std::move(connection), std::move(read), context, budget,
+                                       role)
         ->Start(head, query);
 }
 
