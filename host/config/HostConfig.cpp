@@ -24,7 +24,9 @@ public:
     HostConfig Read() {
         const Json::Value document = ReadJsonFile(file_);
         const ConfigNode root(file_, document);
-        root.RequireKnown({"http", "modules"});
+        root.RequireKnown({"http", "modules", "state"});
+        if (root.Has("state"))
+            config_.state = BesideFile(root.NonEmptyText("state"));
         if (root.Has("http"))
             ReadHttp(root.At("http"));
         if (!root.Has("modules"))
@@ -38,7 +40,7 @@ public:
 
 private:
     void ReadHttp(const ConfigNode& node) {
-        node.RequireKnown({"host", "port", "advertise", "token", "bodyMegabytes"});
+        node.RequireKnown({"host", "port", "advertise", "token", "bodyMegabytes", "tls"});
         HttpConfig& http = config_.http;
         http.host = node.TextOr("host", http.host);
         http.port = node.IntegerOr("port", http.port, 0, kHighestPort);
@@ -46,6 +48,22 @@ private:
         http.token = node.TextOr("token", http.token);
         http.bodyMegabytes =
             node.IntegerOr("bodyMegabytes", http.bodyMegabytes, 1, kMostBodyMegabytes);
+        if (node.Has("tls"))
+            http.tls = ReadTls(node.At("tls"));
+    }
+
+    TlsConfig ReadTls(const ConfigNode& node) const {
+        if (!node.Value().isString()) {
+            node.RequireKnown({"certificate", "key"});
+            return {BesideFile(node.NonEmptyText("certificate")),
+                    BesideFile(node.NonEmptyText("key"))};
+        }
+        if (node.Value().asString() != "self-signed")
+            node.Fail("expected an object or \"self-signed\"");
+        if (config_.state.empty())
+            node.Fail(
+                "a self-signed certificate is kept in the folder \"state\", which is missing");
+        return {};
     }
 
     void ReadModule(const ConfigNode& node) {
@@ -55,7 +73,7 @@ private:
         if (config_.FindModule(module.name) != nullptr)
             node.At("name").Fail("a second module named \"" + module.name + "\"");
         module.library =
-            node.Has("library") ? LibraryPath(node.NonEmptyText("library")) : defaultLibrary_;
+            node.Has("library") ? BesideFile(node.NonEmptyText("library")) : defaultLibrary_;
         if (node.Has("config")) {
             node.At("config").RequireObject();
             module.config = CompactJson(node.At("config").Value());
@@ -87,8 +105,9 @@ private:
         return node.Value();
     }
 
-    std::string LibraryPath(const std::string& library) const {
-        return (std::filesystem::path(file_).parent_path() / library).lexically_normal().string();
+    /// A path as the file means it: relative to its own folder.
+    std::string BesideFile(const std::string& path) const {
+        return (std::filesystem::path(file_).parent_path() / path).lexically_normal().string();
     }
 
     const std::string file_;

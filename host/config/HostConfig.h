@@ -2,10 +2,20 @@
 
 #include <json/value.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace vms::host {
+
+/// How the host proves who it is over TLS.
+struct TlsConfig {
+    std::string certificate;  ///< path of a PEM file; "" = a certificate of the host's own making
+    std::string key;          ///< path of a PEM file
+
+    bool IsSelfSigned() const { return certificate.empty(); }
+    bool operator==(const TlsConfig&) const = default;
+};
 
 /// Where the host listens.
 struct HttpConfig {
@@ -15,6 +25,7 @@ struct HttpConfig {
     std::string token;       ///< secret of the API, "" = open
     int bodyMegabytes = 64;  ///< 1..65536; memory (MiB) for the bodies and messages that clients
                              ///< are sending, all together
+    std::optional<TlsConfig> tls;  ///< unset = plain
 };
 
 /// One module to run.
@@ -28,6 +39,7 @@ struct ModuleConfig {
 
 struct HostConfig {
     HttpConfig http;
+    std::string state;                  ///< path of the folder for what must last, "" = none
     std::vector<ModuleConfig> modules;  ///< at least one
 
     /// @return null when there is no module of that name

@@ -34,6 +34,7 @@ struct HttpRequest {
     std::string body;         ///< at most what the server's settings allow
     std::string peerAddress;  ///< numeric
     int peerPort = 0;
+    bool isSecure = false;  ///< came over TLS
 
     /// The first header of a name, whose case does not count; "" = none. Valid as long as the
     /// request is.
