@@ -15,6 +15,7 @@
 #include "host/process/StartWatch.h"
 #include "host/process/ThreadCheck.h"
 #include "host/server/HostServer.h"
+#include "host/server/HostTls.h"
 #include "host/sources/DeviceModules.h"
 #include "host/status/StatusBoard.h"
 #include "host/text/Output.h"
@@ -77,16 +78,20 @@ struct Service {
     ModuleTimer timer;
 };
 
-void AnnounceReady(const HostServer& server, const HostConfig& config) {
+void AnnounceReady(const HostServer& server, const HostConfig& config, const TlsContext* tls) {
     const std::string host = config.http.host.find(':') == std::string::npos
                                  ? config.http.host
                                  : "[" + config.http.host + "]";
-    PrintLine("ready http://" + host + ":" + std::to_string(server.Port()));
+    const std::string scheme = tls == nullptr ? "http" : "https";
+    PrintLine("ready " + scheme + "://" + host + ":" + std::to_string(server.Port()));
+    if (tls != nullptr)
+        PrintLine("certificate SHA-256 " + tls->Certificate().fingerprint);
 }
 
-void ServeUntilStopped(Host& host, DeviceLists& devices) {
-    while (host.Signals().Wait() == SIGHUP)
-        devices.Reload();
+void Reload(Host& host, DeviceLists& devices, TlsContext* tls) {
+    if (tls != nullptr)
+        ReloadHostTls(*tls, host.ModuleLog());
+    devices.Reload();
 }
 
 /// Ends the process while modules may still use whatever there is: nothing is destroyed.
@@ -109,13 +114,14 @@ bool StartModules(const HostConfig& config, Host& host) {
 }
 
 void Serve(const ServeOptions& options, const Invocation& invocation, const HostConfig& config,
-           Host& host, HostServer& server, Doors& doors) {
+           Host& host, HostServer& server, Doors& doors, TlsContext* tls) {
     const bool reload = StartModules(config, host);
     auto service = std::make_unique<Service>(options, invocation, config, host, server, doors);
-    AnnounceReady(server, config);
+    AnnounceReady(server, config, tls);
     if (reload)
-        service->devices.Reload();
-    ServeUntilStopped(host, service->devices);
+        Reload(host, service->devices, tls);
+    while (host.Signals().Wait() == SIGHUP)
+        Reload(host, service->devices, tls);
 
     const ShutdownLimit limit(kShutdown, EndUnfinished);
     host.Bus().Interrupt();
@@ -132,11 +138,12 @@ int RunServe(const ServeOptions& options, const Invocation& invocation, Host& ho
     State state(config.state);
     Doors doors(config, state, host.ModuleLog());
     doors.RequireGuarded(config.http.host, "http.host");
-    HostServer server(config.http, host.ModuleLog());
+    const std::shared_ptr<TlsContext> tls = MakeHostTls(config, host.ModuleLog());
+    HostServer server(config.http, host.ModuleLog(), {}, tls);
     server.SetGate(doors.Gate());
     host.Modules().SetStreams(server.Streams());
     try {
-        Serve(options, invocation, config, host, server, doors);
+        Serve(options, invocation, config, host, server, doors, tls.get());
     } catch (const std::exception& error) {
         EndWith(error.what(), 1);
     }
@@ -151,7 +158,7 @@ void AddServe(CLI::App& app, Invocation& invocation) {
         .name = "serve",
         .description =
             "Run modules, stream server and HTTP API until stopped; SIGHUP reads the "
-            "device lists anew",
+            "device lists and the certificate anew",
         .example = "vmshost serve --config vmshost.json",
         .signals = WatchedSignals::kStopAndReload,
         .printing = LogPrinting::kWarnings};

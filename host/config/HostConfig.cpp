@@ -31,10 +31,10 @@ public:
         const Json::Value document = ReadJsonFile(file_);
         const ConfigNode root(file_, document);
         root.RequireKnown({"http", "modules", "state", "users"});
-        if (root.Has("http"))
-            ReadHttp(root.At("http"));
         if (root.Has("state"))
             config_.state = PathBeside(file_, root.NonEmptyText("state"));
+        if (root.Has("http"))
+            ReadHttp(root.At("http"));
         if (root.Has("users"))
             ReadUsers(root.At("users"));
         config_.settings = document;
@@ -50,7 +50,7 @@ public:
 
 private:
     void ReadHttp(const ConfigNode& node) {
-        node.RequireKnown({"host", "port", "advertise", "token", "bodyMegabytes"});
+        node.RequireKnown({"host", "port", "advertise", "token", "bodyMegabytes", "tls"});
         HttpConfig& http = config_.http;
         http.host = node.TextOr("host", http.host);
         http.port = node.IntegerOr("port", http.port, 0, kHighestPort);
@@ -58,6 +58,22 @@ private:
         http.token = node.SecretOr("token", http.token);
         http.bodyMegabytes =
             node.IntegerOr("bodyMegabytes", http.bodyMegabytes, 1, kMostBodyMegabytes);
+        if (node.Has("tls"))
+            http.tls = ReadTls(node.At("tls"));
+    }
+
+    TlsConfig ReadTls(const ConfigNode& node) const {
+        if (!node.Value().isString()) {
+            node.RequireKnown({"certificate", "key"});
+            return {PathBeside(file_, node.NonEmptyText("certificate")),
+                    PathBeside(file_, node.NonEmptyText("key"))};
+        }
+        if (node.Value().asString() != "self-signed")
+            node.Fail("expected an object or \"self-signed\"");
+        if (config_.state.empty())
+            node.Fail(
+                "a self-signed certificate is kept in the folder \"state\", which is missing");
+        return {};
     }
 
     void ReadUsers(const ConfigNode& node) {

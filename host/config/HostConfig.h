@@ -2,12 +2,22 @@
 
 #include <json/value.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "host/config/Role.h"
 
 namespace vms::host {
+
+/// How the host proves who it is over TLS.
+struct TlsConfig {
+    std::string certificate;  ///< path of a PEM file; "" = a certificate of the host's own making
+    std::string key;          ///< path of a PEM file
+
+    bool IsSelfSigned() const { return certificate.empty(); }
+    bool operator==(const TlsConfig&) const = default;
+};
 
 /// Where the host listens.
 struct HttpConfig {
@@ -17,6 +27,7 @@ struct HttpConfig {
     std::string token;       ///< secret of the API, "" = open
     int bodyMegabytes = 64;  ///< 1..65536; memory (MiB) for the bodies and messages that clients
                              ///< are sending, all together
+    std::optional<TlsConfig> tls;  ///< unset = plain
 };
 
 /// One module to run.

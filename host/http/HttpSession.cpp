@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/http/SecureOnly.h"
 #include "platform/ILogHandler.h"
 
 namespace vms::host {
@@ -231,6 +232,11 @@ void HttpSession::AskGate() {
     Peer peer = connection_->GetWire().RemoteEnd();
     request.peerAddress = std::move(peer.address);
     request.peerPort = peer.port;
+    request.isSecure = connection_->GetWire().IsSecure();
+    if (context_->settings.isSecureOnly && !request.isSecure) {
+        Refuse(SendToTls(request));
+        return;
+    }
     context_->gate(request, [weak = weak_from_this(),
                              answer = std::weak_ptr<HttpAnswer>(answer_)](HttpAdmission admission) {
         const auto alive = answer.lock();

@@ -92,6 +92,8 @@ void DeviceLists::ReloadNow() {
 
 void DeviceLists::Warn(const HostConfig& wanted) {
     const HostConfig current = Current();
+    if (wanted.http.tls != current.http.tls)
+        log_.Log(2, kTag, "http.tls changes only with a restart");
     bool sameModules = wanted.modules.size() == current.modules.size();
     for (const ModuleConfig& module : current.modules) {
         const ModuleConfig* found = wanted.FindModule(module.name);

@@ -10,12 +10,12 @@
 #include "host/http/HttpServer.h"
 #include "host/net/Bursts.h"
 #include "host/net/IoThread.h"
-#include "host/net/Listener.h"
-#include "host/net/PlainWire.h"
+#include "host/net/WireListener.h"
 #include "host/players/PlayerTable.h"
 #include "host/players/websocket/WebSocketPlayer.h"
 #include "host/players/websocket/WebSocketSession.h"
 #include "host/relay/ExpectedStreams.h"
+#include "host/server/HostTls.h"
 #include "host/sources/LiveStreams.h"
 #include "host/sources/PlaybackStreams.h"
 #include "host/stream/Lanes.h"
@@ -64,12 +64,15 @@ void OpenGate(const HttpRequest&, const std::function<void(HttpAdmission)>& done
 
 class HostServer::Impl {
 public:
-    Impl(const HttpConfig& config, ILogHandler& log, const SendLimits& limits)
+    Impl(const HttpConfig& config, ILogHandler& log, const SendLimits& limits,
+         std::shared_ptr<TlsContext> tls)
         : log_(log),
           limits_(limits),
           budget_(static_cast<size_t>(config.bodyMegabytes) << 20),
           io_(IoThreadCount()),
-          listener_(config.host, config.port, IoThreads(), log),
+          isSecure_(tls != nullptr),
+          certificate_(tls, log),
+          listener_(config.host, config.port, IoThreads(), std::move(tls), log),
           streams_(receivers_, AdvertisedHost(config), listener_.Port()) {}
 
     ~Impl() { Stop(); }
@@ -96,9 +99,10 @@ public:
         });
         HttpSettings settings;
         settings.send = limits_;
+        settings.isSecureOnly = isSecure_;
         http_ = std::make_unique<HttpServer>(std::move(router), gate_, budget_, log_, settings);
-        listener_.Start([this](Listener::Socket socket, IoThread& io) {
-            http_->Serve(MakePlainWire(std::move(socket)), io);
+        listener_.Start([this](std::unique_ptr<Wire> wire, IoThread& io) {
+            http_->Serve(std::move(wire), io);
         });
         SweepLater();
     }
@@ -143,6 +147,7 @@ private:
                 return;
             expected_->Sweep();
             live_->Sweep();
+            certificate_.Look(std::chrono::system_clock::now());
             SweepLater();
         });
     }
@@ -173,14 +178,17 @@ private:
     Lanes lanes_{kMostLanes};
     std::vector<IoThread> io_;
     std::unique_ptr<HttpServer> http_;
-    Listener listener_;
+    const bool isSecure_;
+    CertificateWatch certificate_;  ///< of the first I/O thread
+    WireListener listener_;
     boost::asio::steady_timer sweep_{io_.front().Context()};
     StreamServer streams_;
     bool stopped_ = false;
 };
 
-HostServer::HostServer(const HttpConfig& config, ILogHandler& log, const SendLimits& limits)
-    : impl_(std::make_unique<Impl>(config, log, limits)) {}
+HostServer::HostServer(const HttpConfig& config, ILogHandler& log, const SendLimits& limits,
+                       std::shared_ptr<TlsContext> tls)
+    : impl_(std::make_unique<Impl>(config, log, limits, std::move(tls))) {}
 
 HostServer::~HostServer() = default;
 

@@ -20,6 +20,7 @@ class IStreamModule;
 namespace vms::host {
 
 class DeviceModules;
+class TlsContext;
 
 /// The host's doors and what goes out of them: one listener for players over WebSocket at /stream
 /// and everything else over HTTP, the stream server that modules see, and the relays between the
@@ -28,8 +29,10 @@ class DeviceModules;
 class HostServer {
 public:
     /// Listens at once, so that modules can be told the address; serves from Start on.
-    /// @param log must outlive this object @throws HostError
-    HostServer(const HttpConfig& config, ILogHandler& log, const SendLimits& limits = {});
+    /// @param log must outlive this object
+    /// @param tls null = plain @throws HostError
+    HostServer(const HttpConfig& config, ILogHandler& log, const SendLimits& limits = {},
+               std::shared_ptr<TlsContext> tls = nullptr);
 
     /// Stops unless that has been done.
     ~HostServer();
