@@ -78,6 +78,7 @@ public:
 
 private:
     SendVerdict AdmitLive(UnitKind kind) VMS_REQUIRES(mutex_);
+    Outcome TransmitLive(const Chunk& chunk) VMS_REQUIRES(mutex_);
     SendVerdict AdmitWhole(SendQueue::Class what) const VMS_REQUIRES(mutex_);
     Outcome Refuse(SendVerdict verdict) VMS_REQUIRES(mutex_);
     Outcome Transmit(const FramePrefix& prefix, std::string_view body, SendQueue::Class what,
@@ -92,6 +93,7 @@ private:
     bool finished_ VMS_GUARDED_BY(mutex_) = false;
     bool claimed_ VMS_GUARDED_BY(mutex_) = false;  ///< somebody else sends on the socket
     bool closing_ VMS_GUARDED_BY(mutex_) = false;  ///< waits for the claim to be given back
+    bool hasLost_ VMS_GUARDED_BY(mutex_) = false;  ///< the live unit before
     SendQueue queue_ VMS_GUARDED_BY(mutex_);
     const SendLimits limits_;
     DropPolicy policy_ VMS_GUARDED_BY(mutex_);
