@@ -9,6 +9,7 @@
 #include "host/cli/Commands.h"
 #include "host/modules/DeviceLists.h"
 #include "host/modules/ModuleTimer.h"
+#include "host/players/http/HttpPlayers.h"
 #include "host/process/ShutdownLimit.h"
 #include "host/process/StartWatch.h"
 #include "host/process/ThreadCheck.h"
@@ -56,6 +57,8 @@ struct Service {
         HttpRouter router;
         api.SetExpect([&streams](const std::string& key) { streams.Expect(key); });
         api.AddTo(router);
+        players = std::make_unique<HttpPlayers>(server.Context());
+        players->AddTo(router);
         server.Start(std::move(router));
     }
 
@@ -68,6 +71,7 @@ struct Service {
     DeviceLists devices;
     DeviceModules modules;
     HostApi api;
+    std::unique_ptr<HttpPlayers> players;
     ModuleTimer timer;
 };
 

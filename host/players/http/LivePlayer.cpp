@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "host/net/Connection.h"
+#include "host/players/http/DropLater.h"
 #include "host/players/http/MediaAnswers.h"
 #include "host/stream/ReceiverTable.h"
 #include "platform/ILogHandler.h"
@@ -125,7 +126,7 @@ void LivePlayer::Leave() {
 
 /// @return false when that has been done
 bool LivePlayer::Finish() {
-    std::shared_ptr<LiveShare> share;  // goes after the lock
+    std::shared_ptr<LiveShare> share;
     {
         MutexLock lock(mutex_);
         if (std::exchange(state_, State::kOver) == State::kOver)
@@ -133,6 +134,7 @@ bool LivePlayer::Finish() {
         share = std::move(share_);
     }
     context_.players.Remove(number_);
+    DropLater(context_.lanes, std::move(share));
     return true;
 }
 
