@@ -11,6 +11,7 @@
 #include "host/cli/Commands.h"
 #include "host/modules/DeviceLists.h"
 #include "host/modules/ModuleTimer.h"
+#include "host/players/http/HttpPlayers.h"
 #include "host/process/ShutdownLimit.h"
 #include "host/process/StartWatch.h"
 #include "host/process/ThreadCheck.h"
@@ -62,6 +63,8 @@ struct Service {
         api.SetFacts({.version = VMSHOST_VERSION});
         api.AddTo(router);
         access.AddTo(router);
+        players = std::make_unique<HttpPlayers>(server.Context());
+        players->AddTo(router);
         server.Start(std::move(router));
     }
 
@@ -75,6 +78,7 @@ struct Service {
     DeviceModules modules;
     HostApi api;
     AccessApi access;
+    std::unique_ptr<HttpPlayers> players;
     ModuleTimer timer;
 };
 

@@ -117,8 +117,8 @@ public:
     /// @return null when nobody takes it: the client is gone or wants the head only
     virtual std::shared_ptr<Connection> BeginLive(HttpResponse head) = 0;
 
-    /// Has a function called once the client leaves before it has its whole answer; at once if it
-    /// has left already. On any thread; must not wait. One for a reply: another replaces it. It is
+    /// Has a function called once the client leaves before it has its whole answer, or a live one
+    /// has come to its end; at once if it has left already. On any thread; must not wait. One for a reply: another replaces it. It is
     /// forgotten when the answer is complete.
     virtual void OnGone(std::function<void()> gone) = 0;
     virtual bool IsGone() const = 0;

@@ -28,6 +28,7 @@ bool Output::BeginLive(const std::vector<Chunk>& prelude, bool holds) {
     if (finished_)
         return false;
     policy_.Begin(holds);
+    hasLost_ = false;
     for (const Chunk& chunk : prelude)
         queue_.Push({chunk, SendQueue::Class::kPrelude});
     return !queue_.Empty();
@@ -40,7 +41,19 @@ Output::Outcome Output::SendLive(const Chunk& chunk) {
     const SendVerdict verdict = AdmitLive(chunk.kind);
     if (verdict != SendVerdict::kAccepted)
         return Refuse(verdict);
-    return Transmit(chunk.prefix, chunk.body, SendQueue::Class::kUnit, &chunk);
+    return TransmitLive(chunk);
+}
+
+Output::Outcome Output::TransmitLive(const Chunk& chunk) {
+    Outcome outcome;
+    if (std::exchange(hasLost_, false) && !chunk.resume.empty())
+        outcome = Transmit({}, chunk.resume, SendQueue::Class::kPiece, nullptr);
+    if (outcome.verdict != SendVerdict::kAccepted)
+        return outcome;
+    const bool flush = outcome.flush;
+    outcome = Transmit(chunk.prefix, chunk.body, SendQueue::Class::kUnit, &chunk);
+    outcome.flush = outcome.flush || (flush && outcome.verdict == SendVerdict::kAccepted);
+    return outcome;
 }
 
 Output::Claim Output::ClaimFor(const Chunk& chunk) {
@@ -51,8 +64,8 @@ Output::Claim Output::ClaimFor(const Chunk& chunk) {
     if (verdict != SendVerdict::kAccepted)
         return {Refuse(verdict)};
     const int socket = wire_ == nullptr ? -1 : wire_->PlainSocket();
-    if (socket < 0 || !Rests())
-        return {Transmit(chunk.prefix, chunk.body, SendQueue::Class::kUnit, &chunk)};
+    if (socket < 0 || !Rests() || hasLost_)
+        return {TransmitLive(chunk)};
     claimed_ = true;
     return {{}, socket};
 }
@@ -130,6 +143,7 @@ Output::Outcome Output::Refuse(SendVerdict verdict) {
         GiveUpUnsent();
     else if (verdict == SendVerdict::kDropped)
         queue_.CountDropped();
+    hasLost_ = hasLost_ || verdict == SendVerdict::kDropped;
     return {verdict};
 }
 

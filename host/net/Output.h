@@ -86,6 +86,7 @@ public:
 
 private:
     SendVerdict AdmitLive(UnitKind kind) VMS_REQUIRES(mutex_);
+    Outcome TransmitLive(const Chunk& chunk) VMS_REQUIRES(mutex_);
     SendVerdict AdmitWhole(SendQueue::Class what) const VMS_REQUIRES(mutex_);
     Outcome Refuse(SendVerdict verdict) VMS_REQUIRES(mutex_);
     Outcome Transmit(const FramePrefix& prefix, std::string_view body, SendQueue::Class what,
@@ -101,6 +102,7 @@ private:
     bool finished_ VMS_GUARDED_BY(mutex_) = false;
     bool claimed_ VMS_GUARDED_BY(mutex_) = false;  ///< somebody sends without the lock
     bool closing_ VMS_GUARDED_BY(mutex_) = false;  ///< waits for the claim to be given back
+    bool hasLost_ VMS_GUARDED_BY(mutex_) = false;  ///< the live unit before
     SendQueue queue_ VMS_GUARDED_BY(mutex_);
     const bool isDeferred_;
     const SendLimits limits_;
