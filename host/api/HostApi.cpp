@@ -60,6 +60,16 @@ Json::Value HealthText(const HostConfig& config) {
     return text;
 }
 
+Json::Value FactsText(const HostFacts& facts) {
+    Json::Value text(Json::objectValue);
+    text["version"] = facts.version;
+    text["secure"] = facts.isSecure;
+    text["rtsp"] = Json::Value(Json::nullValue);
+    if (facts.rtspPort != 0)
+        text["rtsp"]["port"] = facts.rtspPort;
+    return text;
+}
+
 }  // namespace
 
 HostApi::HostApi(BusClient& bus, const DeviceLists& devices, const StatusBoard& board,
@@ -78,6 +88,9 @@ void HostApi::AddTo(HttpRouter& router) const {
     });
     router.Add("GET", "/api/streams", [this](const HttpRequest&, const auto& reply) {
         SendJson(*reply, StreamsText(players_.all()));
+    });
+    router.Add("GET", "/api/host", [this](const HttpRequest&, const auto& reply) {
+        SendJson(*reply, FactsText(facts_));
     });
     router.Add("GET", "/metrics", [this](const HttpRequest&, const auto& reply) {
         reply->Send({200, "text/plain; version=0.0.4", MetricsText(players_.summary()), {}});

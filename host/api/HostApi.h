@@ -1,6 +1,8 @@
 #pragma once
 
 #include <functional>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "host/api/CommandApi.h"
@@ -18,8 +20,15 @@ struct PlayerFigures {
     std::function<StreamSummary()> summary;
 };
 
+/// What a host is. Constant while it serves.
+struct HostFacts {
+    std::string version;
+    int rtspPort = 0;       ///< 0 = no RTSP
+    bool isSecure = false;  ///< HTTPS
+};
+
 /// The host's HTTP API: POST /api/commands, GET /api/devices, /api/status, /api/streams, /metrics
-/// and /healthz. Thread-safe.
+/// /api/host and /healthz. Thread-safe.
 class HostApi {
 public:
     /// All must outlive this object.
@@ -28,6 +37,9 @@ public:
 
     /// Adds the routes; this object must outlive the router and whoever has a copy.
     void AddTo(HttpRouter& router) const;
+
+    /// Before the first request.
+    void SetFacts(HostFacts facts) { facts_ = std::move(facts); }
 
     /// @param expect as for CommandApi::SetExpect
     void SetExpect(std::function<void(const std::string& key)> expect) {
@@ -42,6 +54,7 @@ private:
     const DeviceLists& devices_;
     const StatusBoard& board_;
     const PlayerFigures players_;
+    HostFacts facts_;
 };
 
 }  // namespace vms::host

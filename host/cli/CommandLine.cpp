@@ -49,6 +49,10 @@ void BuildCommands(CLI::App& app, Invocation& invocation) {
     AddCall(app, invocation);
     AddServe(app, invocation);
     AddPlay(app, invocation);
+    AddView(app, invocation);
+    AddRecord(app, invocation);
+    AddSnapshot(app, invocation);
+    AddTalk(app, invocation);
 }
 
 void Parse(CLI::App& app, int argc, char** argv) {

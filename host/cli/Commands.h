@@ -25,6 +25,10 @@ void AddWatch(CLI::App& app, Invocation& invocation);
 void AddCall(CLI::App& app, Invocation& invocation);
 void AddServe(CLI::App& app, Invocation& invocation);
 void AddPlay(CLI::App& app, Invocation& invocation);
+void AddView(CLI::App& app, Invocation& invocation);
+void AddRecord(CLI::App& app, Invocation& invocation);
+void AddSnapshot(CLI::App& app, Invocation& invocation);
+void AddTalk(CLI::App& app, Invocation& invocation);
 
 /// What --help tells about a command, and what the host must know before it runs.
 struct CommandInfo {

@@ -13,6 +13,7 @@
 #include "host/process/StartWatch.h"
 #include "host/process/ThreadCheck.h"
 #include "host/server/HostServer.h"
+#include "host/sources/DeviceModules.h"
 #include "host/status/StatusBoard.h"
 #include "host/text/Output.h"
 
@@ -46,14 +47,17 @@ struct Service {
         : server(streams),
           board(host.Bus().Bus()),
           devices(options.config, invocation.library, config, host.Bus(), host.ModuleLog()),
+          modules(host.Bus(), [this](const std::string& id) { return devices.ModuleOf(id); }),
           api(host.Bus(), devices, board,
               {[&streams] { return streams.Players(); }, [&streams] { return streams.Summary(); }}),
           timer(host.Modules()) {
+        server.Attach(host.Modules().StreamModules(), modules,
+                      [this](const std::string& key) { api.StreamWatched(key); });
         HttpRouter router;
         api.SetExpect([&streams](const std::string& key) { streams.Expect(key); });
+        api.SetFacts({.version = VMSHOST_VERSION});
         api.AddTo(router);
-        server.Start(host.Modules().StreamModules(), std::move(router),
-                     [this](const std::string& key) { api.StreamWatched(key); });
+        server.Start(std::move(router));
     }
 
     ~Service() { server.Stop(); }
@@ -63,6 +67,7 @@ struct Service {
     HostServer& server;
     StatusBoard board;
     DeviceLists devices;
+    DeviceModules modules;
     HostApi api;
     ModuleTimer timer;
 };

@@ -14,6 +14,15 @@ bool SameButDevices(const ModuleConfig& one, const ModuleConfig& other) {
     return one.library == other.library && one.config == other.config;
 }
 
+std::map<std::string, std::string> ModulesOf(const HostConfig& config) {
+    std::map<std::string, std::string> modules;
+    for (const ModuleConfig& module : config.modules) {
+        for (const Json::Value& device : module.devices)
+            modules.emplace(device["id"].asString(), module.name);
+    }
+    return modules;
+}
+
 }  // namespace
 
 DeviceLists::DeviceLists(std::string file, std::string defaultLibrary, HostConfig current,
@@ -23,6 +32,7 @@ DeviceLists::DeviceLists(std::string file, std::string defaultLibrary, HostConfi
       bus_(bus),
       log_(log),
       current_(std::move(current)),
+      moduleOf_(ModulesOf(current_)),
       thread_([this] { Run(); }) {}
 
 DeviceLists::~DeviceLists() {
@@ -43,6 +53,12 @@ void DeviceLists::Reload() {
 HostConfig DeviceLists::Current() const {
     MutexLock lock(mutex_);
     return current_;
+}
+
+std::string DeviceLists::ModuleOf(const std::string& device) const {
+    MutexLock lock(mutex_);
+    const auto found = moduleOf_.find(device);
+    return found == moduleOf_.end() ? std::string() : found->second;
 }
 
 void DeviceLists::Run() {
@@ -128,6 +144,7 @@ void DeviceLists::Keep(const std::string& module, const Json::Value& devices) {
         if (kept.name == module)
             kept.devices = devices;
     }
+    moduleOf_ = ModulesOf(current_);
 }
 
 }  // namespace vms::host

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <string>
 #include <thread>
 
@@ -31,6 +32,9 @@ public:
 
     HostConfig Current() const VMS_EXCLUDES(mutex_);
 
+    /// The module that has the device; "" = none.
+    std::string ModuleOf(const std::string& device) const VMS_EXCLUDES(mutex_);
+
 private:
     void Run() VMS_EXCLUDES(mutex_);
     bool WaitForRequest() VMS_EXCLUDES(mutex_);
@@ -49,6 +53,7 @@ private:
     mutable Mutex mutex_;
     CondVar changed_;
     HostConfig current_ VMS_GUARDED_BY(mutex_);  ///< what the modules have, as far as they answered
+    std::map<std::string, std::string> moduleOf_ VMS_GUARDED_BY(mutex_);  ///< by device: the same
     bool requested_ VMS_GUARDED_BY(mutex_) = false;
     bool stop_ VMS_GUARDED_BY(mutex_) = false;
     std::thread thread_;  ///< last: uses all of the above
