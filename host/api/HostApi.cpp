@@ -35,6 +35,7 @@ Json::Value PlayerText(const PlayerInfo& player) {
     text["port"] = player.port;
     text["since"] = static_cast<Json::Int64>(player.since);
     text["key"] = player.key;
+    text["kind"] = player.kind;
     text["sentUnits"] = static_cast<Json::UInt64>(player.counts.sentUnits);
     text["sentBytes"] = static_cast<Json::UInt64>(player.counts.sentBytes);
     text["droppedUnits"] = static_cast<Json::UInt64>(player.counts.droppedUnits);

@@ -57,6 +57,8 @@ struct Service {
         api.SetExpect([&streams](const std::string& key) { streams.Expect(key); });
         api.SetFacts({.version = VMSHOST_VERSION});
         api.AddTo(router);
+        if (config.rtsp)
+            server.ServeRtsp(*config.rtsp);
         server.Start(std::move(router));
     }
 
@@ -72,11 +74,17 @@ struct Service {
     ModuleTimer timer;
 };
 
+std::string Address(const char* scheme, const std::string& host, int port) {
+    const bool isName = host.find(':') == std::string::npos;
+    return scheme + (isName ? host : "[" + host + "]") + ":" + std::to_string(port);
+}
+
 void AnnounceReady(const HostServer& server, const HostConfig& config) {
-    const std::string host = config.http.host.find(':') == std::string::npos
-                                 ? config.http.host
-                                 : "[" + config.http.host + "]";
-    PrintLine("ready http://" + host + ":" + std::to_string(server.Port()));
+    const std::string& host = config.http.host;
+    if (config.rtsp)
+        PrintLine("serving " + Address("rtsp://", config.rtsp->host.empty() ? host : config.rtsp->host,
+                                       server.RtspPort()));
+    PrintLine("ready " + Address("http://", host, server.Port()));
 }
 
 void ServeUntilStopped(Host& host, DeviceLists& devices) {

@@ -24,9 +24,11 @@ public:
     HostConfig Read() {
         const Json::Value document = ReadJsonFile(file_);
         const ConfigNode root(file_, document);
-        root.RequireKnown({"http", "modules"});
+        root.RequireKnown({"http", "rtsp", "modules"});
         if (root.Has("http"))
             ReadHttp(root.At("http"));
+        if (root.Has("rtsp"))
+            ReadRtsp(root.At("rtsp"));
         if (!root.Has("modules"))
             root.Fail("the member \"modules\" is missing");
         for (const ConfigNode& module : root.At("modules").Elements())
@@ -46,6 +48,14 @@ private:
         http.token = node.TextOr("token", http.token);
         http.bodyMegabytes =
             node.IntegerOr("bodyMegabytes", http.bodyMegabytes, 1, kMostBodyMegabytes);
+    }
+
+    void ReadRtsp(const ConfigNode& node) {
+        node.RequireKnown({"host", "port"});
+        RtspConfig rtsp;
+        rtsp.host = node.TextOr("host", rtsp.host);
+        rtsp.port = node.IntegerOr("port", rtsp.port, 0, kHighestPort);
+        config_.rtsp = rtsp;
     }
 
     void ReadModule(const ConfigNode& node) {

@@ -2,6 +2,7 @@
 
 #include <json/value.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,12 @@ struct HttpConfig {
                              ///< are sending, all together
 };
 
+/// Where RTSP players are served.
+struct RtspConfig {
+    std::string host;  ///< "" = that of HTTP
+    int port = 8554;   ///< 0..65535; 0 = any free one
+};
+
 /// One module to run.
 struct ModuleConfig {
     std::string name;     ///< name on the bus, unique
@@ -28,6 +35,7 @@ struct ModuleConfig {
 
 struct HostConfig {
     HttpConfig http;
+    std::optional<RtspConfig> rtsp;     ///< nothing = not at all
     std::vector<ModuleConfig> modules;  ///< at least one
 
     /// @return null when there is no module of that name

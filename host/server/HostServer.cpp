@@ -16,6 +16,7 @@
 #include "host/net/Listener.h"
 #include "host/net/PlainWire.h"
 #include "host/players/PlayerTable.h"
+#include "host/players/rtsp/RtspServer.h"
 #include "host/players/websocket/WebSocketPlayer.h"
 #include "host/players/websocket/WebSocketSession.h"
 #include "host/relay/ExpectedStreams.h"
@@ -74,6 +75,7 @@ public:
     Impl(const HttpConfig& config, ILogHandler& log, const SendLimits& limits)
         : log_(log),
           limits_(limits),
+          host_(config.host),
           access_(config.token, {config.host, config.advertise, HostName()}),
           budget_(static_cast<size_t>(config.bodyMegabytes) << 20),
           io_(IoThreadCount()),
@@ -110,17 +112,32 @@ public:
         SweepLater();
     }
 
+    void ServeRtsp(const RtspConfig& config) {
+        RtspSettings settings;
+        settings.send = limits_;
+        rtsp_ = std::make_unique<RtspServer>(*context_, rtspAccess_, settings);
+        rtspListener_ = std::make_unique<Listener>(config.host.empty() ? host_ : config.host,
+                                                   config.port, IoThreads(), log_);
+        rtspListener_->Start([this](Listener::Socket socket, IoThread& io) {
+            rtsp_->Serve(MakePlainWire(std::move(socket)), io);
+        });
+    }
+
     void Expect(const std::string& key) { expected_->Expect(key); }
 
     void Stop() {
         if (std::exchange(stopped_, true))
             return;
         listener_.Stop();
+        if (rtspListener_ != nullptr)
+            rtspListener_->Stop();
         players_.Close();
         for (const auto& player : players_.All())
             player->Close("the server ends");
         if (http_ != nullptr)
             http_->Stop();
+        if (rtsp_ != nullptr)
+            rtsp_->Stop();
         if (expected_ != nullptr) {
             live_->Close();
             playbacks_->Close();
@@ -138,6 +155,7 @@ public:
     const PlayerTable& Players() const { return players_; }
     const StreamTotals& Totals() const { return totals_; }
     int Port() const { return listener_.Port(); }
+    int RtspPort() const { return rtspListener_ == nullptr ? 0 : rtspListener_->Port(); }
     std::vector<RelayInfo> Relays() const {
         return relays_ == nullptr ? std::vector<RelayInfo>{} : relays_->List();
     }
@@ -163,6 +181,7 @@ private:
 
     ILogHandler& log_;
     const SendLimits limits_;
+    const std::string host_;
     const HttpAccess access_;
     BodyBudget budget_;
     StreamTotals totals_;
@@ -181,6 +200,9 @@ private:
     std::vector<IoThread> io_;
     std::unique_ptr<HttpServer> http_;
     Listener listener_;
+    OpenRtspAccess rtspAccess_;
+    std::unique_ptr<RtspServer> rtsp_;
+    std::unique_ptr<Listener> rtspListener_;
     boost::asio::steady_timer sweep_{io_.front().Context()};
     StreamServer streams_;
     bool stopped_ = false;
@@ -204,6 +226,10 @@ void HostServer::Start(HttpRouter router) {
     impl_->Start(std::move(router));
 }
 
+void HostServer::ServeRtsp(const RtspConfig& config) {
+    impl_->ServeRtsp(config);
+}
+
 void HostServer::Stop() {
     impl_->Stop();
 }
@@ -214,6 +240,10 @@ void HostServer::Expect(const std::string& key) {
 
 int HostServer::Port() const {
     return impl_->Port();
+}
+
+int HostServer::RtspPort() const {
+    return impl_->RtspPort();
 }
 
 IStreamConnectionController& HostServer::Streams() {

@@ -48,6 +48,9 @@ public:
     /// @param router serves HTTP requests
     void Start(HttpRouter router);
 
+    /// Serves RTSP players, too. Once, after Attach and before Start. @throws HostError
+    void ServeRtsp(const RtspConfig& config);
+
     /// Closes all connections and returns when the modules have heard of each. Waits for modules
     /// that are busy, however long.
     void Stop();
@@ -57,6 +60,7 @@ public:
     void Expect(const std::string& key);
 
     int Port() const;
+    int RtspPort() const;  ///< 0 = RTSP is not served
 
     /// The stream server as modules see it; lives as long as this object.
     IStreamConnectionController& Streams();
