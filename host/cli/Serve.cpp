@@ -17,6 +17,7 @@
 #include "host/process/ThreadCheck.h"
 #include "host/server/HostServer.h"
 #include "host/server/HostTls.h"
+#include "host/server/RtspDoor.h"
 #include "host/sources/DeviceModules.h"
 #include "host/status/StatusBoard.h"
 #include "host/text/Output.h"
@@ -55,16 +56,22 @@ struct Service {
           api(host.Bus(), devices, board,
               {[&streams] { return streams.Players(); }, [&streams] { return streams.Summary(); }}),
           access(doors, host.ModuleLog()),
+          rtspAccess(doors),
           timer(host.Modules()) {
         server.Attach(host.Modules().StreamModules(), modules,
                       [this](const std::string& key) { api.StreamWatched(key); });
         HttpRouter router;
         api.SetExpect([&streams](const std::string& key) { streams.Expect(key); });
-        api.SetFacts({.version = VMSHOST_VERSION});
+        
         api.AddTo(router);
         access.AddTo(router);
         players = std::make_unique<HttpPlayers>(server.Context());
         players->AddTo(router);
+        if (config.rtsp)
+            server.ServeRtsp(*config.rtsp, rtspAccess);
+        api.SetFacts({.version = VMSHOST_VERSION,
+                      .rtspPort = server.RtspPort(),
+                      .isSecure = config.http.tls.has_value()});
         server.Start(std::move(router));
     }
 
@@ -78,16 +85,22 @@ struct Service {
     DeviceModules modules;
     HostApi api;
     AccessApi access;
+    RtspDoor rtspAccess;
     std::unique_ptr<HttpPlayers> players;
     ModuleTimer timer;
 };
 
+std::string Address(const std::string& scheme, const std::string& host, int port) {
+    const bool isName = host.find(':') == std::string::npos;
+    return scheme + "://" + (isName ? host : "[" + host + "]") + ":" + std::to_string(port);
+}
+
 void AnnounceReady(const HostServer& server, const HostConfig& config, const TlsContext* tls) {
-    const std::string host = config.http.host.find(':') == std::string::npos
-                                 ? config.http.host
-                                 : "[" + config.http.host + "]";
-    const std::string scheme = tls == nullptr ? "http" : "https";
-    PrintLine("ready " + scheme + "://" + host + ":" + std::to_string(server.Port()));
+    const std::string& host = config.http.host;
+    if (config.rtsp)
+        PrintLine("serving " + Address("rtsp", config.rtsp->host.empty() ? host : config.rtsp->host,
+                                       server.RtspPort()));
+    PrintLine("ready " + Address(tls == nullptr ? "http" : "https", host, server.Port()));
     if (tls != nullptr)
         PrintLine("certificate SHA-256 " + tls->Certificate().fingerprint);
 }
@@ -142,6 +155,8 @@ int RunServe(const ServeOptions& options, const Invocation& invocation, Host& ho
     State state(config.state);
     Doors doors(config, state, host.ModuleLog());
     doors.RequireGuarded(config.http.host, "http.host");
+    if (config.rtsp && !config.rtsp->host.empty())
+        doors.RequireGuarded(config.rtsp->host, "rtsp.host");
     const std::shared_ptr<TlsContext> tls = MakeHostTls(config, host.ModuleLog());
     HostServer server(config.http, host.ModuleLog(), {}, tls);
     server.SetGate(doors.Gate());

@@ -30,11 +30,13 @@ public:
     HostConfig Read() {
         const Json::Value document = ReadJsonFile(file_);
         const ConfigNode root(file_, document);
-        root.RequireKnown({"http", "modules", "state", "users"});
+        root.RequireKnown({"http", "rtsp", "modules", "state", "users"});
         if (root.Has("state"))
             config_.state = PathBeside(file_, root.NonEmptyText("state"));
         if (root.Has("http"))
             ReadHttp(root.At("http"));
+        if (root.Has("rtsp"))
+            ReadRtsp(root.At("rtsp"));
         if (root.Has("users"))
             ReadUsers(root.At("users"));
         config_.settings = document;
@@ -99,6 +101,14 @@ private:
         if (user.password.empty())
             node.Fail("a user needs a password");
         config_.users.push_back(std::move(user));
+    }
+
+    void ReadRtsp(const ConfigNode& node) {
+        node.RequireKnown({"host", "port"});
+        RtspConfig rtsp;
+        rtsp.host = node.TextOr("host", rtsp.host);
+        rtsp.port = node.IntegerOr("port", rtsp.port, 0, kHighestPort);
+        config_.rtsp = rtsp;
     }
 
     void ReadModule(const ConfigNode& node) {

@@ -30,6 +30,12 @@ struct HttpConfig {
     std::optional<TlsConfig> tls;  ///< unset = plain
 };
 
+/// Where RTSP players are served.
+struct RtspConfig {
+    std::string host;  ///< "" = that of HTTP
+    int port = 8554;   ///< 0..65535; 0 = any free one
+};
+
 /// One module to run.
 struct ModuleConfig {
     std::string name;     ///< name on the bus, unique
@@ -48,6 +54,7 @@ struct UserConfig {
 
 struct HostConfig {
     HttpConfig http;
+    std::optional<RtspConfig> rtsp;     ///< nothing = not at all
     std::vector<UserConfig> users;      ///< at most 32; names are unique
     std::string state;                  ///< folder of what lasts, "" = nothing does
     Json::Value settings;               ///< the whole document without its modules, to compare

@@ -12,6 +12,7 @@
 #include "host/net/IoThread.h"
 #include "host/net/WireListener.h"
 #include "host/players/PlayerTable.h"
+#include "host/players/rtsp/RtspServer.h"
 #include "host/players/websocket/WebSocketPlayer.h"
 #include "host/players/websocket/WebSocketSession.h"
 #include "host/relay/ExpectedStreams.h"
@@ -68,9 +69,10 @@ public:
          std::shared_ptr<TlsContext> tls)
         : log_(log),
           limits_(limits),
+          host_(config.host),
           budget_(static_cast<size_t>(config.bodyMegabytes) << 20),
           io_(IoThreadCount()),
-          isSecure_(tls != nullptr),
+          tls_(tls),
           certificate_(tls, log),
           listener_(config.host, config.port, IoThreads(), std::move(tls), log),
           streams_(receivers_, AdvertisedHost(config), listener_.Port()) {}
@@ -99,12 +101,23 @@ public:
         });
         HttpSettings settings;
         settings.send = limits_;
-        settings.isSecureOnly = isSecure_;
+        settings.isSecureOnly = tls_ != nullptr;
         http_ = std::make_unique<HttpServer>(std::move(router), gate_, budget_, log_, settings);
         listener_.Start([this](std::unique_ptr<Wire> wire, IoThread& io) {
             http_->Serve(std::move(wire), io);
         });
         SweepLater();
+    }
+
+    void ServeRtsp(const RtspConfig& config, RtspAccess& access) {
+        RtspSettings settings;
+        settings.send = limits_;
+        rtsp_ = std::make_unique<RtspServer>(*context_, access, settings);
+        rtspListener_ = std::make_unique<WireListener>(config.host.empty() ? host_ : config.host,
+                                                       config.port, IoThreads(), tls_, log_);
+        rtspListener_->Start([this](std::unique_ptr<Wire> wire, IoThread& io) {
+            rtsp_->Serve(std::move(wire), io);
+        });
     }
 
     void Expect(const std::string& key) { expected_->Expect(key); }
@@ -113,11 +126,15 @@ public:
         if (std::exchange(stopped_, true))
             return;
         listener_.Stop();
+        if (rtspListener_ != nullptr)
+            rtspListener_->Stop();
         players_.Close();
         for (const auto& player : players_.All())
             player->Close("the server ends");
         if (http_ != nullptr)
             http_->Stop();
+        if (rtsp_ != nullptr)
+            rtsp_->Stop();
         if (expected_ != nullptr) {
             live_->Close();
             playbacks_->Close();
@@ -135,6 +152,7 @@ public:
     const PlayerTable& Players() const { return players_; }
     const StreamTotals& Totals() const { return totals_; }
     int Port() const { return listener_.Port(); }
+    int RtspPort() const { return rtspListener_ == nullptr ? 0 : rtspListener_->Port(); }
     std::vector<RelayInfo> Relays() const {
         return relays_ == nullptr ? std::vector<RelayInfo>{} : relays_->List();
     }
@@ -161,6 +179,7 @@ private:
 
     ILogHandler& log_;
     const SendLimits limits_;
+    const std::string host_;
     HttpGate gate_ = OpenGate;
     BodyBudget budget_;
     StreamTotals totals_;
@@ -178,9 +197,11 @@ private:
     Lanes lanes_{kMostLanes};
     std::vector<IoThread> io_;
     std::unique_ptr<HttpServer> http_;
-    const bool isSecure_;
+    const std::shared_ptr<TlsContext> tls_;
     CertificateWatch certificate_;  ///< of the first I/O thread
     WireListener listener_;
+    std::unique_ptr<RtspServer> rtsp_;
+    std::unique_ptr<WireListener> rtspListener_;
     boost::asio::steady_timer sweep_{io_.front().Context()};
     StreamServer streams_;
     bool stopped_ = false;
@@ -209,6 +230,10 @@ void HostServer::Start(HttpRouter router) {
     impl_->Start(std::move(router));
 }
 
+void HostServer::ServeRtsp(const RtspConfig& config, RtspAccess& access) {
+    impl_->ServeRtsp(config, access);
+}
+
 void HostServer::Stop() {
     impl_->Stop();
 }
@@ -219,6 +244,10 @@ void HostServer::Expect(const std::string& key) {
 
 int HostServer::Port() const {
     return impl_->Port();
+}
+
+int HostServer::RtspPort() const {
+    return impl_->RtspPort();
 }
 
 IStreamConnectionController& HostServer::Streams() {

@@ -20,6 +20,7 @@ class IStreamModule;
 namespace vms::host {
 
 class DeviceModules;
+class RtspAccess;
 class TlsContext;
 
 /// The host's doors and what goes out of them: one listener for players over WebSocket at /stream
@@ -56,6 +57,10 @@ public:
     /// @param router serves HTTP requests
     void Start(HttpRouter router);
 
+    /// Serves RTSP players, too. Once, after Attach and before Start.
+    /// @param access must outlive Stop @throws HostError
+    void ServeRtsp(const RtspConfig& config, RtspAccess& access);
+
     /// Closes all connections and returns when the modules have heard of each. Waits for modules
     /// that are busy, however long.
     void Stop();
@@ -65,6 +70,7 @@ public:
     void Expect(const std::string& key);
 
     int Port() const;
+    int RtspPort() const;  ///< 0 = RTSP is not served
 
     /// The stream server as modules see it; lives as long as this object.
     IStreamConnectionController& Streams();
