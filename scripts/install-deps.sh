@@ -8,7 +8,7 @@ packages=(
     g++ cmake ninja-build ccache pkg-config
     # library and host
     gsoap libgsoap-dev libssl-dev libjsoncpp-dev libcjson-dev uuid-dev libspdlog-dev
-    libcli11-dev liburing-dev
+    libcli11-dev liburing-dev libsqlite3-dev libsodium-dev
     # device families
     libavformat-dev libavcodec-dev libavutil-dev
     # simulators
