@@ -1,9 +1,16 @@
 #pragma once
 
 #include <functional>
+#include <memory>
+#include <optional>
 #include <vector>
 
 #include "host/api/CommandApi.h"
+#include "host/api/DeviceApi.h"
+#include "host/api/DeviceAsker.h"
+#include "host/api/EventApi.h"
+#include "host/api/PtzApi.h"
+#include "host/api/RecordApi.h"
 #include "host/http/HttpRouter.h"
 #include "host/modules/BusClient.h"
 #include "host/modules/DeviceLists.h"
@@ -18,16 +25,17 @@ struct PlayerFigures {
     std::function<StreamSummary()> summary;
 };
 
-/// The host's HTTP API: POST /api/commands, GET /api/devices, /api/status, /api/streams, /metrics
-/// and /healthz. Thread-safe.
+/// The host's HTTP API: commands as modules have them (POST /api/commands), devices, recordings,
+/// PTZ and events by plain names, GET /api/status, /api/streams, /metrics and /healthz.
+/// Thread-safe.
 class HostApi {
 public:
-    /// All must outlive this object.
-    HostApi(BusClient& bus, const DeviceLists& devices, const StatusBoard& board,
-            PlayerFigures players);
+    /// All must outlive this object. @param events null = the host keeps none
+    HostApi(BusClient& bus, DeviceLists& devices, const StatusBoard& board, PlayerFigures players,
+            EventLog* events = nullptr);
 
     /// Adds the routes; this object must outlive the router and whoever has a copy.
-    void AddTo(HttpRouter& router) const;
+    void AddTo(HttpRouter& router);
 
     /// @param expect as for CommandApi::SetExpect
     void SetExpect(std::function<void(const std::string& key)> expect) {
@@ -38,8 +46,14 @@ public:
     void StreamWatched(const std::string& key) const { commands_.Watched(key); }
 
 private:
+    const std::shared_ptr<DeviceShares> shares_;
     CommandApi commands_;
-    const DeviceLists& devices_;
+    DeviceLists& devices_;
+    DeviceAsker asker_;
+    DeviceApi deviceApi_;
+    RecordApi records_;
+    PtzApi ptz_;
+    std::optional<EventApi> events_;
     const StatusBoard& board_;
     const PlayerFigures players_;
 };

@@ -4,15 +4,21 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <optional>
+#include <set>
 
 #include "host/api/HostApi.h"
 #include "host/cli/Commands.h"
+#include "host/modules/AddedDevices.h"
 #include "host/modules/DeviceLists.h"
 #include "host/modules/ModuleTimer.h"
 #include "host/process/ShutdownLimit.h"
 #include "host/process/StartWatch.h"
 #include "host/process/ThreadCheck.h"
 #include "host/server/HostServer.h"
+#include "host/state/Database.h"
+#include "host/state/StateFolder.h"
+#include "host/status/EventLog.h"
 #include "host/status/StatusBoard.h"
 #include "host/text/Output.h"
 
@@ -38,16 +44,39 @@ void RaiseDescriptorLimit() {
     }
 }
 
+/// What lasts, and what of it concerns the modules.
+struct State {
+    /// @param config is given the devices that have been added
+    State(HostConfig& config, LogSink& log)
+        : database(OpenFolder(config)),
+          devices(database),
+          added(PutIn(devices.All(), config, log)) {}
+
+    const StateFolder* OpenFolder(const HostConfig& config) {
+        if (!config.state.empty())
+            folder.emplace(config.state);
+        return folder ? &*folder : nullptr;
+    }
+
+    std::optional<StateFolder> folder;
+    Database database;
+    AddedDevices devices;
+    std::set<std::string> added;
+};
+
 /// All that serves besides the modules; destroyed in reverse order while the modules still live,
 /// and once the server has let go of it.
 struct Service {
     Service(const ServeOptions& options, const Invocation& invocation, const HostConfig& config,
-            Host& host, HostServer& streams)
+            Host& host, HostServer& streams, State& state)
         : server(streams),
-          board(host.Bus().Bus()),
-          devices(options.config, invocation.library, config, host.Bus(), host.ModuleLog()),
+          events(state.database, host.ModuleLog()),
+          board(host.Bus().Bus(), &events),
+          devices(options.config, invocation.library, config, host.Bus(), host.ModuleLog(),
+                  &state.devices, state.added),
           api(host.Bus(), devices, board,
-              {[&streams] { return streams.Players(); }, [&streams] { return streams.Summary(); }}),
+              {[&streams] { return streams.Players(); }, [&streams] { return streams.Summary(); }},
+              &events),
           timer(host.Modules()) {
         HttpRouter router;
         api.SetExpect([&streams](const std::string& key) { streams.Expect(key); });
@@ -61,6 +90,7 @@ struct Service {
     Service& operator=(const Service&) = delete;
 
     HostServer& server;
+    EventLog events;
     StatusBoard board;
     DeviceLists devices;
     HostApi api;
@@ -99,9 +129,9 @@ bool StartModules(const HostConfig& config, Host& host) {
 }
 
 void Serve(const ServeOptions& options, const Invocation& invocation, const HostConfig& config,
-           Host& host, HostServer& server) {
+           Host& host, HostServer& server, State& state) {
     const bool reload = StartModules(config, host);
-    auto service = std::make_unique<Service>(options, invocation, config, host, server);
+    auto service = std::make_unique<Service>(options, invocation, config, host, server, state);
     AnnounceReady(server, config);
     if (reload)
         service->devices.Reload();
@@ -116,13 +146,14 @@ void Serve(const ServeOptions& options, const Invocation& invocation, const Host
 }
 
 int RunServe(const ServeOptions& options, const Invocation& invocation, Host& host) {
-    const HostConfig config = ReadHostConfig(options.config, invocation.library);
+    HostConfig config = ReadHostConfig(options.config, invocation.library);
     RaiseDescriptorLimit();
     RequireThreads(kThreads);
+    State state(config, host.ModuleLog());
     HostServer server(config.http, host.ModuleLog());
     host.Modules().SetStreams(server.Streams());
     try {
-        Serve(options, invocation, config, host, server);
+        Serve(options, invocation, config, host, server, state);
     } catch (const std::exception& error) {
         EndWith(error.what(), 1);
     }

@@ -22,9 +22,11 @@ public:
     HostConfig Read() {
         const Json::Value document = ReadJsonFile(file_);
         const ConfigNode root(file_, document);
-        root.RequireKnown({"http", "modules"});
+        root.RequireKnown({"http", "modules", "state"});
         if (root.Has("http"))
             ReadHttp(root.At("http"));
+        if (root.Has("state"))
+            config_.state = PathOf(root.NonEmptyText("state"));
         if (!root.Has("modules"))
             root.Fail("the member \"modules\" is missing");
         for (const ConfigNode& module : root.At("modules").Elements())
@@ -53,7 +55,7 @@ private:
         if (config_.FindModule(module.name) != nullptr)
             node.At("name").Fail("a second module named \"" + module.name + "\"");
         module.library =
-            node.Has("library") ? LibraryPath(node.NonEmptyText("library")) : defaultLibrary_;
+            node.Has("library") ? PathOf(node.NonEmptyText("library")) : defaultLibrary_;
         if (node.Has("config")) {
             node.At("config").RequireObject();
             module.config = CompactJson(node.At("config").Value());
@@ -74,8 +76,8 @@ private:
         return device;
     }
 
-    std::string LibraryPath(const std::string& library) const {
-        return (std::filesystem::path(file_).parent_path() / library).lexically_normal().string();
+    std::string PathOf(const std::string& relative) const {
+        return (std::filesystem::path(file_).parent_path() / relative).lexically_normal().string();
     }
 
     const std::string file_;

@@ -28,6 +28,7 @@ struct ModuleConfig {
 
 struct HostConfig {
     HttpConfig http;
+    std::string state;  ///< folder of what must last, "" = none: it ends with the process
     std::vector<ModuleConfig> modules;  ///< at least one
 
     /// @return null when there is no module of that name

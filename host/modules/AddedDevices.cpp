@@ -35,9 +35,8 @@ void AddedDevices::Keep(const Device& device, Done done) {
 }
 
 void AddedDevices::Forget(const std::string& id, Done done) {
-    database_.Post(
-        [id](SqlConnection& sql) { sql.Run("DELETE FROM devices WHERE id = ?", id); },
-        std::move(done));
+    database_.Post([id](SqlConnection& sql) { sql.Run("DELETE FROM devices WHERE id = ?", id); },
+                   std::move(done));
 }
 
 std::set<std::string> PutIn(const std::vector<AddedDevices::Device>& added, HostConfig& config,

@@ -66,9 +66,9 @@ private:
     const Make make_;
     const DeviceLists::ChangeDone done_;
     DeviceLists* lists_ = nullptr;
-    Json::Value old_;  ///< null = none
-    Json::Value new_;  ///< null = none
-    bool hasLetGo_ = false;   ///< the module has been told to
+    Json::Value old_;          ///< null = none
+    Json::Value new_;          ///< null = none
+    bool hasLetGo_ = false;    ///< the module has been told to
     bool hasTakenIn_ = false;  ///< the module has been told to
 };
 

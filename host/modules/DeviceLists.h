@@ -59,8 +59,8 @@ struct DeviceLimits {
 /// has been added stays, and an entry of the file with its identifier is left out.
 ///
 /// Changes of one module's devices come one after the other, in the order in which they were asked
-/// for; those of different modules side by side. A module that refuses a change, or does not answer,
-/// or a state that cannot keep it, leaves everything as it was. Thread-safe.
+/// for; those of different modules side by side. A module that refuses a change, or does not
+/// answer, or a state that cannot keep it, leaves everything as it was. Thread-safe.
 class DeviceLists {
 public:
     /// Called once, on a thread of this object or inside the call that asks; must not wait.
@@ -110,8 +110,8 @@ public:
     void Remove(const std::string& id, ChangeDone done) VMS_EXCLUDES(mutex_);
 
 private:
-    friend class DeviceEdit;
-class EditInbox;
+    friend DeviceEdit;
+    friend EditInbox;
     class Inbox;
     using Work = std::function<void()>;
 

@@ -23,8 +23,9 @@ std::shared_ptr<const PublishedEvent> Published(LoggedEvent event) {
 }
 
 LoggedEvent FromRow(const SqlStatement& row) {
-    return {row.Integer(0), row.Integer(1), row.Text(2),
-            row.Text(3),    static_cast<int>(row.Integer(4)), row.Text(5)};
+    return {
+        row.Integer(0), row.Integer(1), row.Text(2), row.Text(3), static_cast<int>(row.Integer(4)),
+        row.Text(5)};
 }
 
 /// A type becomes part of the lines of a stream.
@@ -57,25 +58,27 @@ EventLog::EventLog(Database& database, ILogHandler& log, const EventLimits& limi
 
 EventLog::~EventLog() {
     MutexLock lock(mutex_);
-    waiting_.clear();
     while (writing_)
         idle_.Wait(mutex_);
 }
 
 void EventLog::Append(HostEvent event) {
-    MutexLock lock(mutex_);
-    if (waiting_.size() >= limits_.waiting) {
-        ++lost_;
-        return;
+    {
+        MutexLock lock(mutex_);
+        if (waiting_.size() >= limits_.waiting) {
+            ++lost_;
+            return;
+        }
+        if (lost_ > 0) {
+            HostEvent loss{"events-lost", "", -1, Json::Value(Json::objectValue)};
+            loss.data["count"] = static_cast<Json::UInt64>(std::exchange(lost_, 0));
+            waiting_.push_back(Make(std::move(loss)));
+        }
+        waiting_.push_back(Make(std::move(event)));
+        if (std::exchange(writing_, true))
+            return;
     }
-    if (lost_ > 0) {
-        HostEvent loss{"events-lost", "", -1, Json::Value(Json::objectValue)};
-        loss.data["count"] = static_cast<Json::UInt64>(std::exchange(lost_, 0));
-        waiting_.push_back(Make(std::move(loss)));
-    }
-    waiting_.push_back(Make(std::move(event)));
-    if (!writing_)
-        WriteWaiting();
+    WriteWaiting();
 }
 
 std::shared_ptr<const PublishedEvent> EventLog::Make(HostEvent event) {
@@ -92,10 +95,18 @@ std::shared_ptr<const PublishedEvent> EventLog::Make(HostEvent event) {
     return Published(std::move(logged));
 }
 
-/// All that waits becomes one write; what comes meanwhile is the next.
+/// All that waits becomes one write; what comes meanwhile is the next. Of whoever has set the flag.
 void EventLog::WriteWaiting() {
-    writing_ = true;
-    const auto batch = std::make_shared<Batch>(std::exchange(waiting_, {}));
+    const auto batch = std::make_shared<Batch>();
+    {
+        MutexLock lock(mutex_);
+        batch->swap(waiting_);
+        if (batch->empty()) {
+            writing_ = false;
+            idle_.NotifyAll();
+            return;
+        }
+    }
     const int64_t oldest = batch->back()->event.id - static_cast<int64_t>(limits_.kept);
     const auto age = std::chrono::duration_cast<std::chrono::milliseconds>(limits_.age);
     const int64_t eldest = now_() - age.count();
@@ -103,42 +114,36 @@ void EventLog::WriteWaiting() {
         [batch, oldest, eldest](SqlConnection& sql) {
             for (const auto& published : *batch) {
                 const LoggedEvent& event = published->event;
-                sql.Run("INSERT INTO events (id, time, type, device, channel, data) "
-                        "VALUES (?, ?, ?, ?, ?, ?)",
-                        event.id, event.time, event.type, event.device, event.channel, event.data);
+                sql.Run(
+                    "INSERT INTO events (id, time, type, device, channel, data) "
+                    "VALUES (?, ?, ?, ?, ?, ?)",
+                    event.id, event.time, event.type, event.device, event.channel, event.data);
             }
             sql.Run("DELETE FROM events WHERE id <= ?", oldest);
             // The newest stays whatever its age: its number must not be given again.
             sql.Run("DELETE FROM events WHERE time < ? AND id < (SELECT max(id) FROM events)",
                     eldest);
         },
-        [this, batch](const std::string& problem) { Written(*batch, problem); });
+        [this, batch](const std::string& problem) {
+            Show(*batch, problem);
+            WriteWaiting();
+        });
 }
 
-void EventLog::Written(const Batch& batch, const std::string& problem) {
+void EventLog::Show(const Batch& batch, const std::string& problem) {
     {
         MutexLock lock(mutex_);
-        if (!problem.empty() && !std::exchange(failing_, true))
+        if (!problem.empty() && !failing_)
             log_.Log(3, "Events", "events cannot be kept: %s", problem.c_str());
-        if (problem.empty())
-            failing_ = false;
+        failing_ = !problem.empty();
         newest_.insert(newest_.end(), batch.begin(), batch.end());
         shown_ = batch.back()->event.id;
         while (newest_.size() > limits_.inMemory)
             newest_.pop_front();
     }
-    {
-        MutexLock lock(listenerMutex_);
-        if (listener_)
-            listener_();
-    }
-    MutexLock lock(mutex_);
-    if (!waiting_.empty()) {
-        WriteWaiting();
-        return;
-    }
-    writing_ = false;
-    idle_.NotifyAll();
+    MutexLock lock(listenerMutex_);
+    if (listener_)
+        listener_();
 }
 
 int64_t EventLog::Last() const {
@@ -172,9 +177,9 @@ EventLog::Batch EventLog::Older(int64_t id, size_t most) {
     try {
         database_.ReadNow([&](SqlConnection& sql) {
             batch.clear();
-            SqlStatement rows =
-                sql.Prepare("SELECT id, time, type, device, channel, data FROM events "
-                            "WHERE id > ? ORDER BY id LIMIT ?");
+            SqlStatement rows = sql.Prepare(
+                "SELECT id, time, type, device, channel, data FROM events "
+                "WHERE id > ? ORDER BY id LIMIT ?");
             rows.Bind(id, most);
             while (rows.Step())
                 batch.push_back(Published(FromRow(rows)));

@@ -17,11 +17,11 @@
 namespace vms::host {
 
 struct EventLimits {
-    size_t kept = 100'000;           ///< events in the state
+    size_t kept = 100'000;            ///< events in the state
     std::chrono::hours age{24 * 30};  ///< older ones go
-    size_t inMemory = 4096;          ///< events; older ones are read from the state
-    size_t waiting = 10'000;         ///< events that are not written yet; beyond, lost
-    size_t dataBytes = 4096;         ///< of one event; longer data is left out
+    size_t inMemory = 4096;           ///< events; older ones are read from the state
+    size_t waiting = 10'000;          ///< events that are not written yet; beyond, lost
+    size_t dataBytes = 4096;          ///< of one event; longer data is left out
 };
 
 /// An event with the text that its watchers are sent.
@@ -32,11 +32,11 @@ struct PublishedEvent {
 
 /// Which events are looked for.
 struct EventQuery {
-    int64_t from = 0;          ///< ms since the epoch
-    int64_t to = INT64_MAX;    ///< exclusive
+    int64_t from = 0;            ///< ms since the epoch
+    int64_t to = INT64_MAX;      ///< exclusive
     int64_t before = INT64_MAX;  ///< identifier, exclusive
-    std::string type;          ///< "" = any
-    std::string device;        ///< "" = any
+    std::string type;            ///< "" = any
+    std::string device;          ///< "" = any
     size_t most = 100;
 };
 
@@ -52,7 +52,7 @@ public:
     EventLog(Database& database, ILogHandler& log, const EventLimits& limits = {},
              Now now = &SystemNow);
 
-    /// Waits for a write that is under way.
+    /// Writes what waits.
     ~EventLog();
     EventLog(const EventLog&) = delete;
     EventLog& operator=(const EventLog&) = delete;
@@ -78,8 +78,8 @@ public:
     static int64_t SystemNow();
 
 private:
-    void WriteWaiting() VMS_REQUIRES(mutex_);
-    void Written(const Batch& batch, const std::string& problem) VMS_EXCLUDES(mutex_);
+    void WriteWaiting() VMS_EXCLUDES(mutex_);
+    void Show(const Batch& batch, const std::string& problem) VMS_EXCLUDES(mutex_);
     std::shared_ptr<const PublishedEvent> Make(HostEvent event) VMS_REQUIRES(mutex_);
     Batch Older(int64_t id, size_t most);
 
@@ -94,7 +94,7 @@ private:
     int64_t shown_ VMS_GUARDED_BY(mutex_) = 0;
     uint64_t lost_ VMS_GUARDED_BY(mutex_) = 0;
     Batch waiting_ VMS_GUARDED_BY(mutex_);
-    bool writing_ VMS_GUARDED_BY(mutex_) = false;
+    bool writing_ VMS_GUARDED_BY(mutex_) = false;  ///< whoever set it writes all that comes
     bool failing_ VMS_GUARDED_BY(mutex_) = false;  ///< the last write failed
     std::deque<std::shared_ptr<const PublishedEvent>> newest_ VMS_GUARDED_BY(mutex_);
 
