@@ -4,7 +4,6 @@
 
 #include "host/api/ApiError.h"
 #include "host/text/JsonText.h"
-#include "host/text/TerminalText.h"
 #include "platform/Json.h"
 
 namespace vms::host {
@@ -12,8 +11,6 @@ namespace {
 
 /// A module's answer up to this length is read where it arrives.
 constexpr size_t kShort = size_t{64} << 10;
-/// Words of a module that are passed on.
-constexpr size_t kLongestReason = 200;
 
 HttpResponse Failure(const Answer& answer, const std::string& words) {
     switch (answer.kind) {
@@ -28,8 +25,7 @@ HttpResponse Failure(const Answer& answer, const std::string& words) {
         case Answer::Kind::kNoHandler:
             return HttpFailure(501, "the module of this device cannot do this");
     }
-    const bool hasReason = !answer.body.empty() && answer.body.size() <= kLongestReason;
-    return HttpFailure(502, hasReason ? words + ": " + Printable(answer.body) : words);
+    return HttpFailure(502, words);
 }
 
 void Reply(HttpReply& reply, const DeviceAsker::Then& then, const std::string& body) {
@@ -51,10 +47,10 @@ HttpResponse EmptyAnswer() {
 }
 
 std::string DeviceAsker::ModuleOf(const std::string& device) const {
-    const auto module = devices_.ModuleOf(device);
-    if (!module)
+    std::string module = devices_.ModuleOf(device);
+    if (module.empty())
         throw ApiError(404, "there is no device \"" + device + "\"");
-    return *module;
+    return module;
 }
 
 void DeviceAsker::Ask(Question question, const std::shared_ptr<HttpReply>& reply, Then then,

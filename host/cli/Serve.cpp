@@ -16,6 +16,7 @@
 #include "host/process/StartWatch.h"
 #include "host/process/ThreadCheck.h"
 #include "host/server/HostServer.h"
+#include "host/sources/DeviceModules.h"
 #include "host/state/Database.h"
 #include "host/state/StateFolder.h"
 #include "host/status/EventLog.h"
@@ -74,15 +75,17 @@ struct Service {
           board(host.Bus().Bus(), &events),
           devices(options.config, invocation.library, config, host.Bus(), host.ModuleLog(),
                   &state.devices, state.added),
+          modules(host.Bus(), [this](const std::string& id) { return devices.ModuleOf(id); }),
           api(host.Bus(), devices, board,
               {[&streams] { return streams.Players(); }, [&streams] { return streams.Summary(); }},
               &events),
           timer(host.Modules()) {
+        server.Attach(host.Modules().StreamModules(), modules,
+                      [this](const std::string& key) { api.StreamWatched(key); });
         HttpRouter router;
         api.SetExpect([&streams](const std::string& key) { streams.Expect(key); });
         api.AddTo(router);
-        server.Start(host.Modules().StreamModules(), std::move(router),
-                     [this](const std::string& key) { api.StreamWatched(key); });
+        server.Start(std::move(router));
     }
 
     ~Service() { server.Stop(); }
@@ -93,6 +96,7 @@ struct Service {
     EventLog events;
     StatusBoard board;
     DeviceLists devices;
+    DeviceModules modules;
     HostApi api;
     ModuleTimer timer;
 };

@@ -72,10 +72,10 @@ HostConfig DeviceLists::Current() const {
     return current;
 }
 
-std::optional<std::string> DeviceLists::ModuleOf(const std::string& id) const {
+std::string DeviceLists::ModuleOf(const std::string& device) const {
     MutexLock lock(mutex_);
-    const auto device = devices_.find(id);
-    return device == devices_.end() ? std::nullopt : std::optional(device->second.module);
+    const auto found = devices_.find(device);
+    return found == devices_.end() ? std::string() : found->second.module;
 }
 
 std::optional<KnownDevice> DeviceLists::Find(const std::string& id) const {
@@ -117,7 +117,7 @@ void DeviceLists::Change(const std::string& id, std::function<std::string(Json::
         return problem.empty() ? ChangeOutcome{}
                                : ChangeOutcome{ChangeOutcome::Kind::kInvalid, problem};
     };
-    Submit(std::make_shared<DeviceEdit>(id, ModuleOf(id).value_or(""), make, std::move(done)));
+    Submit(std::make_shared<DeviceEdit>(id, ModuleOf(id), make, std::move(done)));
 }
 
 void DeviceLists::Remove(const std::string& id, ChangeDone done) {
@@ -127,7 +127,7 @@ void DeviceLists::Remove(const std::string& id, ChangeDone done) {
         device = Json::Value();
         return {};
     };
-    Submit(std::make_shared<DeviceEdit>(id, ModuleOf(id).value_or(""), make, std::move(done)));
+    Submit(std::make_shared<DeviceEdit>(id, ModuleOf(id), make, std::move(done)));
 }
 
 void DeviceLists::Submit(const std::shared_ptr<DeviceEdit>& edit) {

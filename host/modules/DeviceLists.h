@@ -90,8 +90,8 @@ public:
     /// The modules without their devices; constant.
     const HostConfig& Settings() const { return settings_; }
 
-    /// The module of a device; nothing = there is no such device.
-    std::optional<std::string> ModuleOf(const std::string& id) const VMS_EXCLUDES(mutex_);
+    /// The module that has the device; "" = none.
+    std::string ModuleOf(const std::string& device) const VMS_EXCLUDES(mutex_);
     std::optional<KnownDevice> Find(const std::string& id) const VMS_EXCLUDES(mutex_);
 
     /// All devices, in the order of their identifiers.

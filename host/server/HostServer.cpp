@@ -19,6 +19,8 @@
 #include "host/players/websocket/WebSocketPlayer.h"
 #include "host/players/websocket/WebSocketSession.h"
 #include "host/relay/ExpectedStreams.h"
+#include "host/sources/LiveStreams.h"
+#include "host/sources/PlaybackStreams.h"
 #include "host/stream/Lanes.h"
 #include "host/stream/ReceiverTable.h"
 #include "host/stream/StreamModules.h"
@@ -80,16 +82,23 @@ public:
 
     ~Impl() { Stop(); }
 
-    void Start(std::vector<IStreamModule*> modules, HttpRouter router,
-               std::function<void(const std::string&)> onStart) {
+    void Attach(std::vector<IStreamModule*> modules, DeviceModules& devices,
+                std::function<void(const std::string&)> onStart) {
         modules_ = std::make_unique<StreamModules>(std::move(modules), log_);
         relays_ = std::make_unique<RelayTable>(*modules_, receivers_);
         expected_ = std::make_unique<ExpectedStreams>(*relays_, lanes_);
-        context_.reset(new PlayerContext{*modules_, receivers_, *relays_, players_, bursts_, lanes_,
-                                         log_, totals_, std::move(onStart)});
+        live_ = std::make_unique<LiveStreams>(devices, *relays_, lanes_);
+        playbacks_ = std::make_unique<PlaybackStreams>(devices, *modules_, receivers_, lanes_);
+        context_.reset(new PlayerContext{*modules_, receivers_, *relays_, *live_, *playbacks_,
+                                         players_, bursts_, lanes_, log_, totals_,
+                                         std::move(onStart)});
+    }
+
+    void Start(HttpRouter router) {
         router.AddUpgrade(kStreamPath, [this](HttpUpgrade upgrade) {
             StartWebSocketSession(std::move(upgrade.connection), upgrade.head,
-                                  std::move(upgrade.read), *context_, budget_);
+                                  std::move(upgrade.read), upgrade.request.query, *context_,
+                                  budget_);
         });
         HttpSettings settings;
         settings.send = limits_;
@@ -112,8 +121,11 @@ public:
             player->Close("the server ends");
         if (http_ != nullptr)
             http_->Stop();
-        if (expected_ != nullptr)
+        if (expected_ != nullptr) {
+            live_->Close();
+            playbacks_->Close();
             expected_->Close();
+        }
         while (!players_.WaitUntilEmpty(std::chrono::steady_clock::now() + kCloseWait))
             log_.Log(2, "Stop", "modules are still busy with players");
         for (IoThread& thread : io_)
@@ -121,6 +133,7 @@ public:
         lanes_.Stop();
     }
 
+    PlayerContext& Context() { return *context_; }
     StreamServer& Streams() { return streams_; }
     const PlayerTable& Players() const { return players_; }
     const StreamTotals& Totals() const { return totals_; }
@@ -136,6 +149,7 @@ private:
             if (error)
                 return;
             expected_->Sweep();
+            live_->Sweep();
             SweepLater();
         });
     }
@@ -158,6 +172,8 @@ private:
     std::unique_ptr<StreamModules> modules_;
     std::unique_ptr<RelayTable> relays_;
     std::unique_ptr<ExpectedStreams> expected_;
+    std::unique_ptr<LiveStreams> live_;
+    std::unique_ptr<PlaybackStreams> playbacks_;
     std::unique_ptr<PlayerContext> context_;
     // The order of destruction counts: the loops of the I/O threads hold sessions and players,
     // which have lanes.
@@ -175,9 +191,17 @@ HostServer::HostServer(const HttpConfig& config, ILogHandler& log, const SendLim
 
 HostServer::~HostServer() = default;
 
-void HostServer::Start(std::vector<IStreamModule*> modules, HttpRouter router,
-                       std::function<void(const std::string& key)> onStart) {
-    impl_->Start(std::move(modules), std::move(router), std::move(onStart));
+void HostServer::Attach(std::vector<IStreamModule*> modules, DeviceModules& devices,
+                        std::function<void(const std::string& key)> onStart) {
+    impl_->Attach(std::move(modules), devices, std::move(onStart));
+}
+
+PlayerContext& HostServer::Context() {
+    return impl_->Context();
+}
+
+void HostServer::Start(HttpRouter router) {
+    impl_->Start(std::move(router));
 }
 
 void HostServer::Stop() {

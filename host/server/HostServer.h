@@ -8,6 +8,7 @@
 #include "host/config/HostConfig.h"
 #include "host/http/HttpRouter.h"
 #include "host/net/DropPolicy.h"
+#include "host/players/PlayerContext.h"
 #include "host/players/PlayerInfo.h"
 #include "host/relay/RelayTable.h"
 #include "platform/IStreamConnectionController.h"
@@ -17,9 +18,12 @@ class IStreamModule;
 
 namespace vms::host {
 
+class DeviceModules;
+
 /// The host's doors and what goes out of them: one listener for players over WebSocket at /stream
 /// and everything else over HTTP, the stream server that modules see, and the relays between the
-/// two. Thread-safe, except that Start and Stop are called once each, in this order, by one thread.
+/// two. Thread-safe, except that Attach, Start and Stop are called once each, in this order, by one
+/// thread.
 class HostServer {
 public:
     /// Listens at once, so that modules can be told the address; serves from Start on.
@@ -32,11 +36,17 @@ public:
     HostServer& operator=(const HostServer&) = delete;
 
     /// @param modules that stream, in the order in which they are asked; must outlive Stop
-    /// @param router  serves HTTP requests
+    /// @param devices how streams are asked for by address; must outlive Stop
     /// @param onStart told the key when a player asks for a stream; any thread, must not wait
-    void Start(
-        std::vector<IStreamModule*> modules, HttpRouter router,
+    void Attach(
+        std::vector<IStreamModule*> modules, DeviceModules& devices,
         std::function<void(const std::string& key)> onStart = [](const std::string&) {});
+
+    /// What ways out need; valid from Attach on and as long as this object lives.
+    PlayerContext& Context();
+
+    /// @param router serves HTTP requests
+    void Start(HttpRouter router);
 
     /// Closes all connections and returns when the modules have heard of each. Waits for modules
     /// that are busy, however long.

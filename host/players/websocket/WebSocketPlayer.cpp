@@ -2,9 +2,13 @@
 
 #include <utility>
 
+#include "host/net/Bursts.h"
 #include "host/players/websocket/PlayerProtocol.h"
 #include "host/players/websocket/WebSocketFrame.h"
 #include "host/players/websocket/WebSocketOutlet.h"
+#include "host/relay/RelayTable.h"
+#include "host/stream/ReceiverTable.h"
+#include "host/stream/StreamModules.h"
 #include "media/unit/MediaHeader.h"
 #include "platform/ILogHandler.h"
 
@@ -38,6 +42,18 @@ bool WebSocketPlayer::Opened(const Peer& peer) {
     return true;
 }
 
+void WebSocketPlayer::Watch(const StreamAddress& address) {
+    context_.live.Open(address, [self = shared_from_this()](const std::shared_ptr<LiveShare>& share,
+                                                            const SourceProblem& problem) {
+        self->lane_->Post([self, share, problem] {
+            if (share == nullptr)
+                self->connection_->AskToEnd(problem.text);
+            else if (!self->left_)
+                self->Join({share, &share->Stream()}, true);
+        });
+    });
+}
+
 void WebSocketPlayer::Received(std::string frame, bool isText, std::function<void()> done) {
     lane_->Post([self = shared_from_this(), frame = std::move(frame), isText,
                  done = std::move(done)]() mutable {
@@ -53,6 +69,7 @@ void WebSocketPlayer::Gone(int code, const std::string& reason) {
     if (std::exchange(gone_, true) || !opened_)
         return;
     lane_->Post([self = shared_from_this(), code, reason] {
+        self->left_ = true;
         self->LeaveLive();
         self->context_.modules.OnClose(self->number_, code, reason);
         self->context_.receivers.Remove(self->number_);
@@ -104,15 +121,18 @@ void WebSocketPlayer::HandleText(const std::string& frame) {
         Answer(request, -1);
         return;
     }
+    PlayerRequest meant = request;
+    if (request.key.empty() && live_ != nullptr && isByAddress_)
+        meant.key = live_->Key();
     if (IsStartRequest(request.command)) {
-        context_.onStart(request.key);
+        context_.onStart(meant.key);
         MutexLock lock(mutex_);
-        key_ = request.key;
+        key_ = meant.key;
     }
     if (request.command == TV_STREAM_PREVIEW_START)
         StartLive(request);
     else
-        Answer(request, Carry(request));
+        Answer(request, Carry(meant));
 }
 
 void WebSocketPlayer::Answer(const PlayerRequest& request, int result) {
@@ -129,11 +149,15 @@ int WebSocketPlayer::Carry(const PlayerRequest& request) {
 void WebSocketPlayer::StartLive(const PlayerRequest& request) {
     const std::shared_ptr<Relay> relay = context_.relays.Acquire(request.key);
     Answer(request, relay == nullptr ? -1 : 0);
-    if (relay == nullptr)
-        return;
+    if (relay != nullptr)
+        Join(relay, false);
+}
+
+void WebSocketPlayer::Join(std::shared_ptr<Relay> relay, bool isByAddress) {
     LeaveLive();
-    live_ = relay;
-    relay->WithOutlet(
+    live_ = std::move(relay);
+    isByAddress_ = isByAddress;
+    live_->WithOutlet(
         WebSocketOutlet::kKind,
         [this] { return std::make_shared<WebSocketOutlet>(context_.bursts); },
         [this](Outlet& outlet) { static_cast<WebSocketOutlet&>(outlet).Join(connection_); });
@@ -155,7 +179,9 @@ void WebSocketPlayer::LeaveLive() {
         WebSocketOutlet::kKind,
         [this] { return std::make_shared<WebSocketOutlet>(context_.bursts); },
         [this](Outlet& outlet) { static_cast<WebSocketOutlet&>(outlet).Leave(*connection_); });
-    context_.relays.Release(std::exchange(live_, nullptr));
+    const std::shared_ptr<Relay> left = std::exchange(live_, nullptr);
+    if (!isByAddress_)
+        context_.relays.Release(left);
 }
 
 }  // namespace vms::host

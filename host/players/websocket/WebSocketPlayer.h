@@ -1,47 +1,24 @@
 #pragma once
 
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
 
-#include "host/net/Bursts.h"
 #include "host/net/Connection.h"
+#include "host/players/PlayerContext.h"
 #include "host/players/PlayerTable.h"
-#include "host/relay/RelayTable.h"
+#include "host/relay/Relay.h"
+#include "host/sources/LiveStreams.h"
 #include "host/stream/Lanes.h"
+#include "host/stream/PlayerRequest.h"
 #include "host/stream/Receiver.h"
-#include "host/stream/ReceiverTable.h"
-#include "host/stream/StreamModules.h"
 #include "platform/Mutex.h"
-
-class ILogHandler;
 
 namespace vms::host {
 
-/// Counts of all players since the server's start.
-struct StreamTotals {
-    std::atomic<uint64_t> players{0};      ///< that ever connected
-    std::atomic<uint64_t> requests{0};     ///< of players
-    std::atomic<uint64_t> slowPlayers{0};  ///< given up for being too slow
-};
-
-/// What all players share; outlives them.
-struct PlayerContext {
-    StreamModules& modules;
-    ReceiverTable& receivers;
-    RelayTable& relays;
-    PlayerTable& players;
-    Bursts& bursts;
-    Lanes& lanes;  ///< where the modules hear of the players
-    ILogHandler& log;
-    StreamTotals& totals;
-    std::function<void(const std::string& key)> onStart;  ///< a player asks for a stream
-};
-
 /// One player over WebSocket, without its transport: what it asks, in order, on a lane of its own.
-/// To live streams it is attached through their relays; everything else goes to the modules under
-/// its own number. Thread-safe, except for what says otherwise.
+/// To live streams it is attached through their relays, by their keys or by an address; everything
+/// else goes to the modules under its own number. Thread-safe, except for what says otherwise.
 class WebSocketPlayer final : public Receiver,
                               public Player,
                               public std::enable_shared_from_this<WebSocketPlayer> {
@@ -52,6 +29,10 @@ public:
 
     /// The connection stands. @return false: the server is ending, go silently
     bool Opened(const Peer& peer);
+
+    /// Has it watch a stream without a key. Its requests without a key are about that stream. Where
+    /// the stream cannot be had the connection is asked to end with the reason.
+    void Watch(const StreamAddress& address);
 
     /// A frame has come. @param done called on the lane when the modules are through with it
     void Received(std::string frame, bool isText, std::function<void()> done);
@@ -75,6 +56,7 @@ private:
     void Answer(const PlayerRequest& request, int result);
     int Carry(const PlayerRequest& request);
     void StartLive(const PlayerRequest& request);
+    void Join(std::shared_ptr<Relay> relay, bool isByAddress);
     bool StopLive(const std::string& key);
     void LeaveLive();
     bool SendText(const std::string& text);
@@ -91,6 +73,8 @@ private:
     bool gone_ = false;
     // Of the lane:
     std::shared_ptr<Relay> live_;  ///< the live stream it is attached to
+    bool isByAddress_ = false;  ///< that stream was opened so, and is given back with the pointer
+    bool left_ = false;         ///< the modules have heard of its end
 
     mutable Mutex mutex_;
     std::string key_ VMS_GUARDED_BY(mutex_);

@@ -46,7 +46,9 @@ public:
           stream_(connection_, std::move(read)),
           closeWait_(stream_.get_executor()) {}
 
-    void Start(const std::string& head) {
+    /// @param query see StartWebSocketSession
+    void Start(const std::string& head, const std::map<std::string, std::string>& query) {
+        ReadQuery(query);
         const std::weak_ptr<WebSocketSession> weak = weak_from_this();
         connection_->SetEvents(
             [weak] {
@@ -79,11 +81,28 @@ private:
         BodyBudget::Share share;
     };
 
+    void ReadQuery(const std::map<std::string, std::string>& query) {
+        const auto value = [&query](const char* name) {
+            const auto found = query.find(name);
+            return found == query.end() ? std::string() : found->second;
+        };
+        watches_ = query.count("device") != 0;
+        if (watches_)
+            problem_ =
+                ReadStreamAddress(value("device"), value("channel"), value("stream"), address_);
+    }
+
+    /// A problem with the address is told by a close frame, whose reason pages can read.
     void OnAccept(beast::error_code error) {
-        if (error || !Announce())
+        if (error || !Announce()) {
             CutOff("no player");
-        else
-            Read();
+            return;
+        }
+        Read();
+        if (!problem_.empty())
+            Close(problem_);
+        else if (watches_)
+            player_->Watch(address_);
     }
 
     bool Announce() {
@@ -170,6 +189,9 @@ private:
     const std::shared_ptr<Connection> connection_;
     const std::shared_ptr<WebSocketPlayer> player_;
     BodyBudget& budget_;
+    bool watches_ = false;  ///< a stream by its address
+    StreamAddress address_;
+    std::string problem_;  ///< with the address, "" = none
     websocket::stream<WireStream, false> stream_;
     http::request<http::empty_body> request_;
     asio::steady_timer closeWait_;
@@ -185,9 +207,10 @@ private:
 }  // namespace
 
 void StartWebSocketSession(std::shared_ptr<Connection> connection, const std::string& head,
-                           std::string read, PlayerContext& context, BodyBudget& budget) {
+                           std::string read, const std::map<std::string, std::string>& query,
+                           PlayerContext& context, BodyBudget& budget) {
     std::make_shared<WebSocketSession>(std::move(connection), std::move(read), context, budget)
-        ->Start(head);
+        ->Start(head, query);
 }
 
 }  // namespace vms::host

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <string>
 
@@ -13,8 +14,11 @@ namespace vms::host {
 /// thread; the session keeps itself alive.
 /// @param head   the request's header as it came, up to and including the blank line
 /// @param read   what has come after it
+/// @param query  of the request: with "device", "channel" and perhaps "stream" the player watches
+///               that live stream from the beginning; without a device it asks by keys
 /// @param budget of what is received and not yet through; must outlive the session
 void StartWebSocketSession(std::shared_ptr<Connection> connection, const std::string& head,
-                           std::string read, PlayerContext& context, BodyBudget& budget);
+                           std::string read, const std::map<std::string, std::string>& query,
+                           PlayerContext& context, BodyBudget& budget);
 
 }  // namespace vms::host

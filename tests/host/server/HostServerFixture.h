@@ -9,6 +9,7 @@
 
 #include "host/process/LogSink.h"
 #include "host/server/HostServer.h"
+#include "host/sources/DeviceModules.h"
 #include "tests/host/server/FakeStreamModule.h"
 #include "tests/support/TestPlayer.h"
 
@@ -39,10 +40,9 @@ protected:
         server_ = std::make_unique<HostServer>(Anywhere(), log_, limits);
         if (modules.empty())
             modules.push_back(&module_);
-        server_->Start(std::move(modules),
-                       To([](const HttpRequest&, const std::shared_ptr<HttpReply>& reply) {
-                           reply->Send({});
-                       }));
+        server_->Attach(std::move(modules), devices_);
+        server_->Start(To(
+            [](const HttpRequest&, const std::shared_ptr<HttpReply>& reply) { reply->Send({}); }));
     }
 
     int Port() const { return server_->Port(); }
@@ -98,6 +98,9 @@ protected:
 
     LogSink log_{"test", LogPrinting::kNothing};
     FakeStreamModule module_;
+    BusClient bus_;
+    DeviceModules devices_{bus_,
+                           [](const std::string& device) { return device == "hall" ? "m" : ""; }};
     std::unique_ptr<HostServer> server_;
 };
 
