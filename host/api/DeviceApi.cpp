@@ -149,9 +149,10 @@ void DeviceApi::Add(const HttpRequest& request, const Reply& reply) {
                   "httpPort", "username", "password", "streamType", "connectType", "p2p", "enable",
                   "httpsEnable", "module", "kind"}));
     const std::string id = description["id"].asString();
-    devices_.Add(module, std::move(description), [this, id, reply](const ChangeOutcome& outcome) {
-        Answer(outcome, id, "device-added", 201, *reply);
-    });
+    devices_.Add(module, std::move(description),
+                 [devices = &devices_, events = events_, id, reply](const ChangeOutcome& outcome) {
+                     Answer(*devices, events, outcome, id, "device-added", 201, *reply);
+                 });
 }
 
 void DeviceApi::Test(const HttpRequest& request, const Reply& reply) {
@@ -213,26 +214,28 @@ void DeviceApi::Change(const std::string& id, const HttpRequest& request, const 
         }
         return DescriptionProblem(description);
     };
-    devices_.Change(id, edit, [this, id, reply](const ChangeOutcome& outcome) {
-        Answer(outcome, id, "device-changed", 200, *reply);
-    });
+    devices_.Change(
+        id, edit, [devices = &devices_, events = events_, id, reply](const ChangeOutcome& outcome) {
+            Answer(*devices, events, outcome, id, "device-changed", 200, *reply);
+        });
 }
 
 void DeviceApi::Remove(const std::string& id, const Reply& reply) {
-    devices_.Remove(id, [this, id, reply](const ChangeOutcome& outcome) {
-        Answer(outcome, id, "device-removed", 204, *reply);
-    });
+    devices_.Remove(
+        id, [devices = &devices_, events = events_, id, reply](const ChangeOutcome& outcome) {
+            Answer(*devices, events, outcome, id, "device-removed", 204, *reply);
+        });
 }
 
-void DeviceApi::Answer(const ChangeOutcome& outcome, const std::string& id, const char* event,
-                       int status, HttpReply& reply) const {
+void DeviceApi::Answer(const DeviceLists& devices, EventLog* events, const ChangeOutcome& outcome,
+                       const std::string& id, const char* event, int status, HttpReply& reply) {
     if (outcome.kind != ChangeOutcome::Kind::kDone) {
         reply.Send(HttpFailure(StatusOf(outcome.kind), outcome.text));
         return;
     }
-    if (events_ != nullptr)
-        events_->Append({event, id, -1, {}});
-    const auto device = devices_.Find(id);
+    if (events != nullptr)
+        events->Append({event, id, -1, {}});
+    const auto device = devices.Find(id);
     HttpResponse response = device ? JsonAnswer(DeviceText(*device)) : EmptyAnswer();
     response.status = status;
     if (status == 201)

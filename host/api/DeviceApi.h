@@ -35,8 +35,9 @@ private:
     void Show(const std::string& id, HttpReply& reply) const;
     void Change(const std::string& id, const HttpRequest& request, const Reply& reply);
     void Remove(const std::string& id, const Reply& reply);
-    void Answer(const ChangeOutcome& outcome, const std::string& id, const char* event, int status,
-                HttpReply& reply) const;
+    /// Of no object, since it may be there no longer.
+    static void Answer(const DeviceLists& devices, EventLog* events, const ChangeOutcome& outcome,
+                       const std::string& id, const char* event, int status, HttpReply& reply);
     std::string PickModule(const ApiFields& fields) const;
 
     DeviceLists& devices_;

@@ -71,6 +71,8 @@ void HostApi::AddTo(HttpRouter& router) {
     ptz_.AddTo(router);
     if (events_)
         events_->AddTo(router);
+    if (talk_)
+        talk_->AddTo(router);
     router.Add("GET", "/api/status", [this](const HttpRequest&, const auto& reply) {
         SendJson(*reply, board_.Snapshot());
     });

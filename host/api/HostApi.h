@@ -11,6 +11,7 @@
 #include "host/api/EventApi.h"
 #include "host/api/PtzApi.h"
 #include "host/api/RecordApi.h"
+#include "host/api/TalkApi.h"
 #include "host/http/HttpRouter.h"
 #include "host/modules/BusClient.h"
 #include "host/modules/DeviceLists.h"
@@ -42,6 +43,9 @@ public:
         commands_.SetExpect(std::move(expect));
     }
 
+    /// Lets clients talk to devices; before AddTo. Both must outlive all talkers.
+    void SetTalk(PlayerContext& context, BodyBudget& budget) { talk_.emplace(context, budget); }
+
     /// A player has come for the stream of that key. Any thread.
     void StreamWatched(const std::string& key) const { commands_.Watched(key); }
 
@@ -54,6 +58,7 @@ private:
     RecordApi records_;
     PtzApi ptz_;
     std::optional<EventApi> events_;
+    std::optional<TalkApi> talk_;
     const StatusBoard& board_;
     const PlayerFigures players_;
 };

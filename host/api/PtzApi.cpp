@@ -170,13 +170,13 @@ void PtzApi::Move(const ApiFields& fields, const PtzAction& action, const Reply&
     stop["contrl"] = action.Control(false, 0);
     const BusRequest end{asker_.ModuleOf(part.device), TV_CMD_PTZ_CONTROL, part.device,
                          CompactJson(stop)};
-    const uint64_t number = moves_.Begin(part, end, duration);
+    const uint64_t number = moves_->Begin(part, end, duration);
     if (number == 0)
         throw ApiError(503, "too much is moving");
     try {
         Ask(body, failure, reply, Done);
     } catch (...) {
-        moves_.Ended(part, number);
+        moves_->Ended(part, number);
         throw;
     }
 }
@@ -188,14 +188,16 @@ void PtzApi::Stop(const ApiFields& fields, const Reply& reply) {
     body["contrl"]["turn"] = 0;
     DeviceAsker::Outcome outcome;
     for (const auto& [part, number] :
-         moves_.MovingOn(body["id"].asString(), body["channel"].asInt())) {
+         moves_->MovingOn(body["id"].asString(), body["channel"].asInt())) {
         if (part.operation != FindPtzAction("up")->operation) {
-            moves_.StopNow(part, number);
+            moves_->StopNow(part, number);
             continue;
         }
-        outcome = [this, turning = part, turn = number](const Answer& answer) {
-            if (answer.Succeeded())
-                moves_.Ended(turning, turn);
+        outcome = [weak = std::weak_ptr(moves_), turning = part,
+                   turn = number](const Answer& answer) {
+            const auto moves = weak.lock();
+            if (moves != nullptr && answer.Succeeded())
+                moves->Ended(turning, turn);
         };
     }
     Ask(body, "the device did not stop", reply, Done, std::move(outcome));

@@ -19,7 +19,8 @@ struct PtzAction;
 class PtzApi {
 public:
     /// Both must outlive this object.
-    PtzApi(BusClient& bus, DeviceAsker& asker) : asker_(asker), moves_(bus) {}
+    PtzApi(BusClient& bus, DeviceAsker& asker)
+        : asker_(asker), moves_(std::make_shared<PtzMoves>(bus)) {}
 
     /// Adds the routes; this object must outlive the router and whoever has a copy.
     void AddTo(HttpRouter& router);
@@ -45,7 +46,7 @@ private:
              DeviceAsker::Then then, DeviceAsker::Outcome outcome = {});
 
     DeviceAsker& asker_;
-    PtzMoves moves_;
+    const std::shared_ptr<PtzMoves> moves_;
 };
 
 }  // namespace vms::host

@@ -84,6 +84,7 @@ struct Service {
                       [this](const std::string& key) { api.StreamWatched(key); });
         HttpRouter router;
         api.SetExpect([&streams](const std::string& key) { streams.Expect(key); });
+        api.SetTalk(server.Context(), server.Budget());
         api.AddTo(router);
         server.Start(std::move(router));
     }
