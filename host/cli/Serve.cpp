@@ -4,11 +4,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <set>
 
 #include "host/api/HostApi.h"
 #include "host/auth/AccessApi.h"
 #include "host/auth/Doors.h"
 #include "host/cli/Commands.h"
+#include "host/modules/AddedDevices.h"
 #include "host/modules/DeviceLists.h"
 #include "host/modules/ModuleTimer.h"
 #include "host/players/http/HttpPlayers.h"
@@ -19,6 +21,8 @@
 #include "host/server/HostTls.h"
 #include "host/server/RtspDoor.h"
 #include "host/sources/DeviceModules.h"
+#include "host/state/State.h"
+#include "host/status/EventLog.h"
 #include "host/status/StatusBoard.h"
 #include "host/text/Output.h"
 
@@ -44,17 +48,30 @@ void RaiseDescriptorLimit() {
     }
 }
 
+/// The devices that have been added while a host served.
+struct KeptDevices {
+    /// @param config is given them, too
+    KeptDevices(State& state, HostConfig& config, LogSink& log)
+        : devices(state.Data()), added(PutIn(devices.All(), config, log)) {}
+
+    AddedDevices devices;
+    std::set<std::string> added;
+};
+
 /// All that serves besides the modules; destroyed in reverse order while the modules still live,
 /// and once the server has let go of it.
 struct Service {
     Service(const ServeOptions& options, const Invocation& invocation, const HostConfig& config,
-            Host& host, HostServer& streams, Doors& doors)
+            Host& host, HostServer& streams, Doors& doors, State& state, KeptDevices& kept)
         : server(streams),
-          board(host.Bus().Bus()),
-          devices(options.config, invocation.library, config, host.Bus(), host.ModuleLog()),
+          events(state.Data(), host.ModuleLog()),
+          board(host.Bus().Bus(), &events),
+          devices(options.config, invocation.library, config, host.Bus(), host.ModuleLog(),
+                  &kept.devices, kept.added),
           modules(host.Bus(), [this](const std::string& id) { return devices.ModuleOf(id); }),
           api(host.Bus(), devices, board,
-              {[&streams] { return streams.Players(); }, [&streams] { return streams.Summary(); }}),
+              {[&streams] { return streams.Players(); }, [&streams] { return streams.Summary(); }},
+              &events),
           access(doors, host.ModuleLog()),
           rtspAccess(doors),
           timer(host.Modules()) {
@@ -62,7 +79,7 @@ struct Service {
                       [this](const std::string& key) { api.StreamWatched(key); });
         HttpRouter router;
         api.SetExpect([&streams](const std::string& key) { streams.Expect(key); });
-        
+        api.SetTalk(server.Context(), server.Budget());
         api.AddTo(router);
         access.AddTo(router);
         players = std::make_unique<HttpPlayers>(server.Context());
@@ -80,6 +97,7 @@ struct Service {
     Service& operator=(const Service&) = delete;
 
     HostServer& server;
+    EventLog events;
     StatusBoard board;
     DeviceLists devices;
     DeviceModules modules;
@@ -131,9 +149,11 @@ bool StartModules(const HostConfig& config, Host& host) {
 }
 
 void Serve(const ServeOptions& options, const Invocation& invocation, const HostConfig& config,
-           Host& host, HostServer& server, Doors& doors, TlsContext* tls) {
+           Host& host, HostServer& server, State& state, KeptDevices& kept, Doors& doors,
+           TlsContext* tls) {
     const bool reload = StartModules(config, host);
-    auto service = std::make_unique<Service>(options, invocation, config, host, server, doors);
+    auto service =
+        std::make_unique<Service>(options, invocation, config, host, server, doors, state, kept);
     AnnounceReady(server, config, tls);
     if (reload)
         Reload(host, service->devices, tls);
@@ -149,10 +169,11 @@ void Serve(const ServeOptions& options, const Invocation& invocation, const Host
 }
 
 int RunServe(const ServeOptions& options, const Invocation& invocation, Host& host) {
-    const HostConfig config = ReadHostConfig(options.config, invocation.library);
+    HostConfig config = ReadHostConfig(options.config, invocation.library);
     RaiseDescriptorLimit();
     RequireThreads(kThreads);
     State state(config.state);
+    KeptDevices kept(state, config, host.ModuleLog());
     Doors doors(config, state, host.ModuleLog());
     doors.RequireGuarded(config.http.host, "http.host");
     if (config.rtsp && !config.rtsp->host.empty())
@@ -162,7 +183,7 @@ int RunServe(const ServeOptions& options, const Invocation& invocation, Host& ho
     server.SetGate(doors.Gate());
     host.Modules().SetStreams(server.Streams());
     try {
-        Serve(options, invocation, config, host, server, doors, tls.get());
+        Serve(options, invocation, config, host, server, state, kept, doors, tls.get());
     } catch (const std::exception& error) {
         EndWith(error.what(), 1);
     }

@@ -1,17 +1,15 @@
 #include "host/config/HostConfig.h"
 
 #include <filesystem>
-#include <limits>
 #include <map>
 
 #include "host/config/ConfigNode.h"
+#include "host/config/DeviceDescription.h"
 #include "host/text/JsonText.h"
 
 namespace vms::host {
 namespace {
 
-constexpr int kAnyLowest = std::numeric_limits<int>::min();
-constexpr int kAnyHighest = std::numeric_limits<int>::max();
 constexpr int kHighestPort = 65535;
 constexpr int kMostBodyMegabytes = 65536;
 constexpr size_t kMostUsers = 32;  ///< the password of each is hashed at the start
@@ -131,23 +129,12 @@ private:
     }
 
     Json::Value ReadDevice(const ConfigNode& node) {
-        node.RequireKnown({"id", "name", "uctype", "devtype", "ptype", "channelnum", "status", "ip",
-                           "port", "httpPort", "username", "password", "streamType", "connectType",
-                           "p2p", "enable", "httpsEnable"});
-        for (const char* key : {"name", "uctype", "ip", "username", "password"})
-            node.TextOr(key, "");
-        for (const char* key :
-             {"devtype", "ptype", "channelnum", "status", "streamType", "connectType", "enable"})
-            node.IntegerOr(key, 0, kAnyLowest, kAnyHighest);
-        for (const char* key : {"port", "httpPort"})
-            node.IntegerOr(key, 0, 0, kHighestPort);
-        for (const char* key : {"p2p", "httpsEnable"})
-            node.BooleanOr(key, false);
-        const std::string id = node.NonEmptyText("id");
+        Json::Value device = ReadDeviceDescription(node);
+        const std::string id = device["id"].asString();
         const auto [first, isNew] = devicePlaces_.emplace(id, node.Path());
         if (!isNew)
             node.At("id").Fail("\"" + id + "\" is already the identifier of " + first->second);
-        return node.Value();
+        return device;
     }
 
     const std::string file_;

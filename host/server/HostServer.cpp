@@ -148,6 +148,7 @@ public:
     }
 
     PlayerContext& Context() { return *context_; }
+    BodyBudget& Budget() { return budget_; }
     StreamServer& Streams() { return streams_; }
     const PlayerTable& Players() const { return players_; }
     const StreamTotals& Totals() const { return totals_; }
@@ -224,6 +225,10 @@ void HostServer::Attach(std::vector<IStreamModule*> modules, DeviceModules& devi
 
 PlayerContext& HostServer::Context() {
     return impl_->Context();
+}
+
+BodyBudget& HostServer::Budget() {
+    return impl_->Budget();
 }
 
 void HostServer::Start(HttpRouter router) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/config/HostConfig.h"
+#include "host/http/BodyBudget.h"
 #include "host/http/HttpGate.h"
 #include "host/http/HttpRouter.h"
 #include "host/net/DropPolicy.h"
@@ -53,6 +54,9 @@ public:
 
     /// What ways out need; valid from Attach on and as long as this object lives.
     PlayerContext& Context();
+
+    /// Of all bodies and messages that clients are sending.
+    BodyBudget& Budget();
 
     /// @param router serves HTTP requests
     void Start(HttpRouter router);

@@ -25,8 +25,22 @@ CREATE INDEX sessions_by_user ON sessions (user);
 CREATE TABLE settings (name TEXT PRIMARY KEY, value TEXT NOT NULL) STRICT, WITHOUT ROWID;
 )";
 
+// Devices that were added while the host ran, as JSON; events, whose time is ms since the epoch, -1
+// is no channel, and whose data are JSON or "".
+constexpr char kDevicesAndEvents[] = R"(
+CREATE TABLE devices (
+    id TEXT PRIMARY KEY, module TEXT NOT NULL, description TEXT NOT NULL
+) STRICT, WITHOUT ROWID;
+CREATE TABLE events (
+    id INTEGER PRIMARY KEY, time INTEGER NOT NULL, type TEXT NOT NULL, device TEXT NOT NULL,
+    channel INTEGER NOT NULL, data TEXT NOT NULL
+) STRICT;
+CREATE INDEX events_by_time ON events (time);
+)";
+
 constexpr std::array kAll{
     Migration{1, kAccounts},
+    Migration{2, kDevicesAndEvents},
 };
 
 }  // namespace

@@ -45,6 +45,24 @@ bool WebSocketPlayer::Opened(const Peer& peer) {
     return true;
 }
 
+void WebSocketPlayer::SetQuery(const std::map<std::string, std::string>& query) {
+    const auto value = [&query](const char* name) {
+        const auto found = query.find(name);
+        return found == query.end() ? std::string() : found->second;
+    };
+    watches_ = query.count("device") != 0;
+    if (watches_)
+        problem_ = ReadStreamAddress(value("device"), value("channel"), value("stream"), address_);
+}
+
+std::string WebSocketPlayer::Begin() {
+    if (watches_ && problem_.empty())
+        Watch(address_);
+    return problem_;
+}
+
+/// The player watches a stream without a key; its requests without a key are about that stream.
+/// Where the stream cannot be had the connection is asked to end with the reason.
 void WebSocketPlayer::Watch(const StreamAddress& address) {
     context_.live.Open(address, [self = shared_from_this()](const std::shared_ptr<LiveShare>& share,
                                                             const SourceProblem& problem) {

@@ -7,6 +7,7 @@
 #include "host/http/BodyBudget.h"
 #include "host/net/Connection.h"
 #include "host/players/websocket/WebSocketPlayer.h"
+#include "host/players/websocket/WebSocketUser.h"
 
 namespace vms::host {
 
@@ -21,5 +22,10 @@ namespace vms::host {
 void StartWebSocketSession(std::shared_ptr<Connection> connection, const std::string& head,
                            std::string read, const std::map<std::string, std::string>& query,
                            PlayerContext& context, BodyBudget& budget, Role role);
+
+/// The same for whatever else speaks over WebSocket.
+void StartWebSocketSession(std::shared_ptr<Connection> connection, const std::string& head,
+                           std::string read, std::shared_ptr<WebSocketUser> user,
+                           BodyBudget& budget);
 
 }  // namespace vms::host
