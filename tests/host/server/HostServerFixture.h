@@ -40,6 +40,8 @@ protected:
         server_ = std::make_unique<HostServer>(Anywhere(), log_, limits);
         if (modules.empty())
             modules.push_back(&module_);
+        if (gate_)
+            server_->SetGate(gate_);
         server_->Attach(std::move(modules), devices_);
         server_->Start(To(
             [](const HttpRequest&, const std::shared_ptr<HttpReply>& reply) { reply->Send({}); }));
@@ -97,6 +99,7 @@ protected:
     }
 
     LogSink log_{"test", LogPrinting::kNothing};
+    HttpGate gate_;  ///< none = everybody is an admin
     FakeStreamModule module_;
     BusClient bus_;
     DeviceModules devices_{bus_,
