@@ -10,6 +10,7 @@
 
 #include "platform/Json.h"
 #include "tests/host/HostRun.h"
+#include "tests/host/TemporaryFolder.h"
 #include "tests/support/TestHttp.h"
 #include "tests/support/TestPlayer.h"
 
@@ -247,6 +248,69 @@ TEST_F(ServeTest, WhatCannotStartSaysWhy) {
     ASSERT_TRUE(unread.ReadLine(error, kPatience));
     EXPECT_THAT(error, HasSubstr("cannot write the output"));
     EXPECT_EQ(unread.WaitExit(kPatience), 1);
+}
+
+TEST_F(ServeTest, ListeningForOtherMachinesNeedsUsersOrAToken) {
+    TemporaryFile open(R"({"http": {"host": "0.0.0.0", "port": 0)" + Config("").substr(19));
+    HostRun refused({"serve", "--config", open.Path()});
+    EXPECT_EQ(refused.Finish(kPatience), 1);
+    EXPECT_THAT(refused.errors, HasSubstr("http.host \"0.0.0.0\" lets other machines in"));
+    EXPECT_THAT(refused.errors, HasSubstr("vmshost user add"));
+}
+
+TEST_F(ServeTest, UsersAndTokensThatComeAndGoBesideItAreNoticed) {
+    const vms::host::test::TemporaryFolder folder;
+    const TemporaryFile password("pass phrase\n");
+    Start(R"({"state": ")" + folder.Path() + R"(/state", )" + Config("").substr(1));
+    const auto run = [this](std::vector<std::string> arguments) {
+        arguments.insert(arguments.end(), {"--config", config_.Path()});
+        HostRun command(arguments);
+        EXPECT_EQ(command.Finish(kPatience), 0) << command.errors;
+        return command.lines;
+    };
+    std::string header;
+    const auto becomes = [&](int status) {
+        const auto deadline = std::chrono::steady_clock::now() + kPatience;
+        while (Fetch(port_, "GET", "/api/devices", "", {header}).status != status) {
+            if (std::chrono::steady_clock::now() > deadline)
+                return false;
+            std::this_thread::sleep_for(10ms);
+        }
+        return true;
+    };
+    header = "X-Nobody: 1";
+    EXPECT_TRUE(becomes(200));
+    run({"user", "add", "anna", "--role", "viewer", "--password-file", password.Path()});
+    EXPECT_TRUE(becomes(401));
+    const auto session =
+        Fetch(port_, "POST", "/api/session", R"({"name": "anna", "password": "pass phrase"})");
+    ASSERT_EQ(session.status, 200) << session.body;
+    header = "Cookie: " + session.headers.at("set-cookie");
+    EXPECT_TRUE(becomes(200));
+    EXPECT_EQ(run({"user", "list"}), std::vector<std::string>{"anna\tviewer"});
+
+    const auto token = run({"token", "add", "robot", "--role", "viewer"});
+    run({"user", "remove", "anna"});
+    EXPECT_TRUE(becomes(401));
+    header = "Authorization: Bearer " + token.at(0);
+    EXPECT_TRUE(becomes(200));
+    run({"token", "remove", "robot"});
+    EXPECT_TRUE(becomes(200)) << "with nobody left this machine is let in again";
+    EXPECT_EQ(Stop(), 0);
+    EXPECT_THAT(run_->errors, Not(HasSubstr(token.at(0))));
+}
+
+TEST_F(ServeTest, AReloadNamesWhatOnlyARestartChanges) {
+    Start(Config(""));
+    Write(R"({"http": {"port": 0, "bodyMegabytes": 7, "token": "new-secret"}, "state": "x")" +
+          Config("").substr(20));
+    run_->Process().Signal(SIGHUP);
+    EXPECT_TRUE(WaitForError("\"http.bodyMegabytes\" has changed, which counts only after"));
+    EXPECT_TRUE(WaitForError("\"http.token\" has changed"));
+    EXPECT_TRUE(WaitForError("\"state\" has changed"));
+    EXPECT_EQ(Stop(), 0);
+    EXPECT_THAT(run_->errors, Not(HasSubstr("http.port")));
+    EXPECT_THAT(run_->errors, Not(HasSubstr("new-secret")));
 }
 
 }  // namespace
