@@ -107,10 +107,10 @@ public:
 private:
     ssize_t Encrypt(const iovec* parts, size_t count) {
         char scratch[kRecord];
-        ssize_t taken = 0;
+        ssize_t taken = spoilt_ ? -1 : 0;
         Parts rest(parts, count);
         rest.Skip(0);
-        while (!rest.AtEnd()) {
+        while (!spoilt_ && !rest.AtEnd()) {
             const std::string_view record = rest.Next(scratch);
             size_t written = 0;
             RenewKey();

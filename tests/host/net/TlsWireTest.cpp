@@ -99,6 +99,29 @@ TEST_F(TlsWireTest, WhatHasBegunGoesOutWholeAlsoWhenTheRestIsGivenUp) {
     }
 }
 
+/// The same while the frame is being encrypted.
+TEST_F(TlsWireTest, FinishingWhileFramesGoOutLeavesThemWhole) {
+    constexpr size_t kSize = 20'000;
+    Start();
+    for (int round = 0; round < 100; ++round) {
+        const auto client = Secure();
+        const auto connection = Latest();
+        std::thread sender([&] {
+            const std::string frame = Numbered(0, kSize);
+            while (connection->Send(PrefixOf(kSize), frame, Class::kPiece)) {
+            }
+        });
+        std::string frame;
+        EXPECT_TRUE(Next(*client, frame));
+        connection->Finish();
+        EXPECT_TRUE(connection->SendRaw(std::string(PrefixOf(3).bytes.data(), 4) + "bye"));
+        while (Next(*client, frame) && frame != "bye")
+            ASSERT_EQ(frame, Numbered(0, kSize));
+        EXPECT_EQ(frame, "bye");
+        sender.join();
+    }
+}
+
 TEST_F(TlsWireTest, TheServerTakesNewKeysItself) {
     limits_.recordsPerKey = 10;
     Start();
