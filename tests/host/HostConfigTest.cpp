@@ -56,6 +56,28 @@ TEST(HostConfig, ReadsAllItDescribes) {
     EXPECT_EQ(config.http.bodyMegabytes, 16);
 }
 
+TEST(HostConfig, TlsIsOfFilesOrOfOurOwnMaking) {
+    const auto read = [](const std::string& tls) {
+        const vms::host::test::TemporaryFile file(R"({"state": "kept", "http": {"tls": )" + tls +
+                                                  R"(}, "modules": [{"name": "m"}]})");
+        return vms::host::ReadHostConfig(file.Path(), kDefaultLibrary);
+    };
+    const vms::host::HostConfig files = read(R"({"certificate": "/a/c.pem", "key": "k.pem"})");
+    EXPECT_EQ(files.http.tls->certificate, "/a/c.pem");
+    EXPECT_EQ(std::filesystem::path(files.http.tls->key).parent_path(),
+              std::filesystem::path(files.state).parent_path());
+    EXPECT_TRUE(read(R"("self-signed")").http.tls->IsSelfSigned());
+    const auto problem = [](const std::string& tls) {
+        return Problem(R"({"http": {"tls": )" + tls + R"(}, "modules": [{"name": "m"}]})");
+    };
+    EXPECT_THAT(problem(R"("self-signed")"), HasSubstr("\"state\", which is missing"));
+    EXPECT_THAT(problem(R"("on")"), HasSubstr("http.tls: expected an object or \"self-signed\""));
+    EXPECT_THAT(problem("true"), HasSubstr("http.tls: expected an object"));
+    EXPECT_THAT(problem(R"({"certificate": "c"})"), HasSubstr("\"key\" is missing"));
+    EXPECT_THAT(problem(R"({"certificate": "", "key": "k"})"), HasSubstr("http.tls.certificate"));
+    EXPECT_THAT(problem(R"({"certificate": "c", "key": "k", "ca": "x"})"), HasSubstr("no such"));
+}
+
 TEST(HostConfig, SaysWhereItIsWrongAndWhatWasExpected) {
     EXPECT_THAT(Problem(R"({"modules": [{"name": "two", "colour": "red"}]})"),
                 HasSubstr("modules[0].colour: no such member; known are name, library, config"));

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -161,6 +162,62 @@ TEST_F(ServeTest, APlayerWritesToStandardOutputAndSaysEverythingElseOnStandardEr
     EXPECT_EQ(Content(out), "before\n" + std::string(68, 'u'));
     EXPECT_THAT(Content(errors), HasSubstr(R"("units":1)"));
     EXPECT_EQ(Stop(), 0);
+}
+
+/// The host's own certificate is known by its fingerprint only.
+TEST_F(ServeTest, ServesOverTlsAndTakesANewCertificateWhilePlayersPlay) {
+    TemporaryFile folder;
+    std::filesystem::remove(folder.Path());
+    const auto config = [&](const std::string& tls) {
+        return R"({"state": ")" + folder.Path() + R"(", "http": {"port": 0, "tls": )" + tls +
+               Config(Device("a")).substr(std::string(R"({"http": {"port": 0)").size());
+    };
+    Write(config(R"("self-signed")"));
+    Launch();
+    std::string ready;
+    std::string fingerprint;
+    ASSERT_TRUE(run_->Process().ReadLine(ready, kPatience));
+    ASSERT_TRUE(run_->Process().ReadLine(fingerprint, kPatience));
+    ASSERT_THAT(ready, testing::StartsWith("ready https://127.0.0.1:"));
+    ASSERT_THAT(fingerprint, testing::StartsWith("certificate SHA-256 "));
+    const int port = std::stoi(ready.substr(ready.rfind(':') + 1));
+    fingerprint = fingerprint.substr(fingerprint.rfind(' ') + 1);
+    const auto play = [&](const std::string& trust, const std::string& value) {
+        HostRun player({"play", "--url", "wss://127.0.0.1:" + std::to_string(port) + "/stream",
+                        "--key", "k", "--units", "1", trust, value});
+        return std::pair(player.Finish(), player.errors);
+    };
+    EXPECT_EQ(play("--fingerprint", fingerprint).first, 0);
+    EXPECT_EQ(play("--insecure", "--json").first, 0);
+    const auto [status, error] = play("--fingerprint", "00" + fingerprint.substr(2));
+    EXPECT_EQ(status, 1);
+    EXPECT_THAT(error, HasSubstr("not the certificate that was expected"));
+    EXPECT_THAT(play("--trace", "/dev/null").second, HasSubstr("self-signed certificate"));
+
+    vms::test::TestPlayer player(port, 0, "/stream", true);
+    const std::string file = folder.Path() + "/tls-self-signed.pem";
+    std::filesystem::remove(file);
+    run_->Process().Signal(SIGHUP);
+    const auto fingerprintNow = [&] {
+        vms::test::TestSocket client(port);
+        return client.StartTls() ? client.Tls()->Fingerprint() : "";
+    };
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    std::string renewed;
+    while ((renewed = fingerprintNow()) == fingerprint)
+        ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+    EXPECT_NE(renewed, "");
+    EXPECT_EQ(player.Ask(0x100200, "key"), 0);
+
+    std::ofstream(file) << "no certificate";
+    Write(config(R"({"certificate": "a.pem", "key": "b.pem"})"));
+    run_->Process().Signal(SIGHUP);
+    EXPECT_TRUE(WaitForError("the certificate stays as it is"));
+    EXPECT_TRUE(WaitForError("http.tls changes only with a restart"));
+    EXPECT_EQ(fingerprintNow(), renewed);
+    EXPECT_EQ(player.Ask(0x100200, "key"), 0);
+    EXPECT_EQ(Stop(), 0);
+    std::filesystem::remove_all(folder.Path());
 }
 
 TEST_F(ServeTest, AWrongTalkFileEndsTheTalkOnly) {
