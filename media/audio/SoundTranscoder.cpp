@@ -62,6 +62,8 @@ public:
             throw MediaError(LibavError(error));
     }
 
+    const AacConfig& Config() const { return config_; }
+
     void Take(const MediaUnit& unit, std::vector<MediaUnit>& units) {
         Align(unit.Header().timestampMs);
         const auto& samples = ExpansionOf(unit.Header().Codec());
@@ -136,19 +138,32 @@ SoundTranscoder::SoundTranscoder() = default;
 
 SoundTranscoder::~SoundTranscoder() = default;
 
-void SoundTranscoder::Take(const MediaUnit& unit, std::vector<MediaUnit>& units) try {
+/// @return null when there is none
+SoundTranscoder::Encoder* SoundTranscoder::EncoderFor(const MediaUnit& unit) try {
     const int rate = RateOf(unit);
     if (rate != rate_) {
         rate_ = rate;
         encoder_.reset();
         encoder_ = std::make_unique<Encoder>(rate);
     }
-    if (encoder_ != nullptr)
-        encoder_->Take(unit, units);
+    return encoder_.get();
 } catch (const MediaError& error) {
-    encoder_.reset();
     VMS_MEDIA_LOG(2, "SoundTranscoder", "sound of %d samples per second is left out: %s", rate_,
                   error.what());
+    return nullptr;
+}
+
+std::optional<AacConfig> SoundTranscoder::ConfigFor(const MediaUnit& unit) {
+    const Encoder* const encoder = EncoderFor(unit);
+    return encoder == nullptr ? std::nullopt : std::optional(encoder->Config());
+}
+
+void SoundTranscoder::Take(const MediaUnit& unit, std::vector<MediaUnit>& units) try {
+    if (Encoder* const encoder = EncoderFor(unit))
+        encoder->Take(unit, units);
+} catch (const MediaError& error) {
+    encoder_.reset();
+    VMS_MEDIA_LOG(2, "SoundTranscoder", "sound breaks off: %s", error.what());
 }
 
 }  // namespace vms

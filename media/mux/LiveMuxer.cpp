@@ -20,7 +20,7 @@ extern "C" {
 namespace vms {
 namespace {
 
-constexpr int64_t kSoundWaitMs = 1000;
+constexpr int64_t kSoundWaitMs = 500;
 constexpr size_t kMostWaiting = 256;               ///< units
 constexpr size_t kMostWaitingBytes = size_t{16} << 20;  ///< the same, in bytes
 constexpr AVRational kMilliseconds{1, 1000};
@@ -173,8 +173,7 @@ bool LiveMuxer::Notice(const MediaUnit& unit) {
         const auto config = SoundOf(unit);
         if (!tracks_ || !config)
             return false;
-        stale_ = stale_ || tracks_->sound != config;
-        tracks_->sound = config;
+        NoticeSound(*config);
         return true;
     }
     const std::string_view payload = unit.Payload();
@@ -186,6 +185,17 @@ bool LiveMuxer::Notice(const MediaUnit& unit) {
     return tracks_ && tracks_->pictures.Codec() == unit.Header().Codec();
 }
 
+void LiveMuxer::NoticeSound(const AacConfig& config) {
+    stale_ = stale_ || tracks_->sound != config;
+    tracks_->sound = config;
+}
+
+void LiveMuxer::Expect(const AacConfig& sound) {
+    expected_ = sound;
+    if (tracks_)
+        NoticeSound(sound);
+}
+
 void LiveMuxer::NoticeKeyPicture(const MediaUnit& unit) {
     std::string sets = ParameterSetsOf(PictureCodec(unit), unit.Payload());
     const bool isOther = !tracks_ || tracks_->pictures.Codec() != unit.Header().Codec();
@@ -195,7 +205,7 @@ void LiveMuxer::NoticeKeyPicture(const MediaUnit& unit) {
     if (sets.empty() && !IsTransport())
         return;  // there is no head without
     stale_ = stale_ || isOther || !IsTransport();
-    const auto sound = tracks_ ? tracks_->sound : std::nullopt;
+    const auto sound = tracks_ ? tracks_->sound : expected_;
     tracks_ = {unit.Header(), std::move(sets), sound};
     if (tracks_->pictures.width == 0 || tracks_->pictures.height == 0)
         ReadPictureSize(unit, tracks_->pictures.width, tracks_->pictures.height);
@@ -203,7 +213,7 @@ void LiveMuxer::NoticeKeyPicture(const MediaUnit& unit) {
 
 /// Whether sound may still come that the head has to name.
 bool LiveMuxer::MustWait() const {
-    if (IsTransport() || beginnings_ > 0 || tracks_->sound)
+    if (beginnings_ > 0 || tracks_->sound)
         return false;
     const auto span = static_cast<int32_t>(waiting_.back().Header().timestampMs -
                                            waiting_.front().Header().timestampMs);

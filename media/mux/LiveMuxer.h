@@ -30,10 +30,10 @@ struct LivePiece {
 /// begins at a key picture can read on from there. Takes H.264, H.265 and AAC, other units are left
 /// out; from the first key picture on. Times go on where those of the units jump. Thread-bound.
 ///
-/// A transport stream takes its tracks as they come. Fragments need them before the first one: sound
-/// is waited for, unless it has come already, until a second of media is there. When the tracks
-/// change, by other parameter sets, another codec or sound that begins later, fragments begin anew
-/// at a key picture, with another head.
+/// Players like to know the tracks at the beginning: sound is waited for, unless it has come or is
+/// expected, until half a second of media is there. When the tracks change, by other parameter sets,
+/// another codec or sound that begins later, a transport stream goes on with other tables; fragments
+/// begin anew at a key picture, with another head.
 class LiveMuxer {
 public:
     /// @param speed as in StreamTimes
@@ -49,6 +49,9 @@ public:
 
     /// A unit that is damaged becomes nothing. @param pieces gets more
     void Take(const MediaUnit& unit, std::vector<LivePiece>& pieces);
+
+    /// Sound of that kind will come: it need not be waited for.
+    void Expect(const AacConfig& sound);
 
     /// The stream has ended: what has been waiting for sound becomes pieces without.
     void Finish(std::vector<LivePiece>& pieces);
@@ -71,6 +74,7 @@ private:
 
     bool IsTransport() const { return container_ == LiveContainer::kTransportStream; }
     bool Notice(const MediaUnit& unit);
+    void NoticeSound(const AacConfig& config);
     void NoticeKeyPicture(const MediaUnit& unit);
     bool MustWait() const;
     bool Begin();
@@ -83,6 +87,7 @@ private:
     StreamTimes times_;
     TransportCounters counters_;
     std::optional<Tracks> tracks_;  ///< as they are by now; unset before the first key picture
+    std::optional<AacConfig> expected_;
     bool stale_ = false;            ///< the writer has other tracks
     std::unique_ptr<Writer> writer_;
     std::vector<MediaUnit> waiting_;  ///< until the tracks are known

@@ -94,6 +94,8 @@ void PlaybackPlayer::Mux(const MediaUnit& unit) {
         muxer_.Take(unit, made_);
         return;
     }
+    if (const auto config = transcoder_.ConfigFor(unit))
+        muxer_.Expect(*config);
     std::vector<MediaUnit> frames;
     transcoder_.Take(unit, frames);
     for (const MediaUnit& frame : frames)
