@@ -57,12 +57,18 @@ struct Service {
         HttpRouter router;
         api.SetExpect([&streams](const std::string& key) { streams.Expect(key); });
         api.AddTo(router);
-        players = std::make_unique<HttpPlayers>(server.Context());
+        players = std::make_unique<HttpPlayers>(
+            server.Context(),
+            SpoolSettings{config.http.spoolFolder,
+                          static_cast<uint64_t>(config.http.spoolGigabytes) << 30});
         players->AddTo(router);
         server.Start(std::move(router));
     }
 
-    ~Service() { server.Stop(); }
+    ~Service() {
+        players->Stop();
+        server.Stop();
+    }
     Service(const Service&) = delete;
     Service& operator=(const Service&) = delete;
 

@@ -13,6 +13,7 @@ namespace {
 constexpr int kAnyLowest = std::numeric_limits<int>::min();
 constexpr int kAnyHighest = std::numeric_limits<int>::max();
 constexpr int kHighestPort = 65535;
+constexpr int kMostSpoolGigabytes = 100'000;
 constexpr int kMostBodyMegabytes = 65536;
 
 /// One pass over a configuration file.
@@ -38,7 +39,7 @@ public:
 
 private:
     void ReadHttp(const ConfigNode& node) {
-        node.RequireKnown({"host", "port", "advertise", "token", "bodyMegabytes"});
+        node.RequireKnown({"host", "port", "advertise", "token", "bodyMegabytes", "spool"});
         HttpConfig& http = config_.http;
         http.host = node.TextOr("host", http.host);
         http.port = node.IntegerOr("port", http.port, 0, kHighestPort);
@@ -46,6 +47,16 @@ private:
         http.token = node.TextOr("token", http.token);
         http.bodyMegabytes =
             node.IntegerOr("bodyMegabytes", http.bodyMegabytes, 1, kMostBodyMegabytes);
+        if (node.Has("spool"))
+            ReadSpool(node.At("spool"));
+    }
+
+    void ReadSpool(const ConfigNode& node) {
+        node.RequireKnown({"folder", "gigabytes"});
+        HttpConfig& http = config_.http;
+        http.spoolFolder = node.TextOr("folder", http.spoolFolder);
+        http.spoolGigabytes =
+            node.IntegerOr("gigabytes", http.spoolGigabytes, 1, kMostSpoolGigabytes);
     }
 
     void ReadModule(const ConfigNode& node) {

@@ -33,6 +33,9 @@ public:
     /// @param units gets the frames that are complete; none when there is no encoder for the rate
     void Take(const MediaUnit& unit, std::vector<MediaUnit>& units);
 
+    /// The sound has ended: gives what is still on its way.
+    void Finish(std::vector<MediaUnit>& units);
+
 private:
     class Encoder;
 

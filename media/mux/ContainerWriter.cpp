@@ -68,8 +68,8 @@ void ContainerWriter::Begin(int number) {
             break;
         }
         case LiveContainer::kFragments:
-            output_.Begin({{"movflags",
-                            "empty_moov+default_base_moof+frag_custom+skip_sidx+frag_discont"}});
+            output_.Begin(
+                {{"movflags", "empty_moov+default_base_moof+frag_custom+skip_sidx+frag_discont"}});
             break;
         case LiveContainer::kFile:
             output_.Begin();

@@ -13,7 +13,7 @@ namespace vms {
 namespace {
 
 constexpr int64_t kSoundWaitMs = 500;
-constexpr size_t kMostWaiting = 256;               ///< units
+constexpr size_t kMostWaiting = 256;                    ///< units
 constexpr size_t kMostWaitingBytes = size_t{16} << 20;  ///< the same, in bytes
 constexpr int kSamplesPerFrame = 1024;
 
@@ -110,8 +110,7 @@ void LiveMuxer::NoticeKeyPicture(const MediaUnit& unit) {
     if (sets.empty() && !IsTransport())
         return;  // there is no head without
     // Key pictures bring their parameter sets; those of H.265 are taken out of MP4.
-    const bool isInBand =
-        IsTransport() || (IsFile() && unit.Header().Codec() == MediaCodec::kH264);
+    const bool isInBand = IsTransport() || (IsFile() && unit.Header().Codec() == MediaCodec::kH264);
     stale_ = stale_ || isOther || !isInBand;
     const auto sound = tracks_ ? tracks_->sound : expected_;
     tracks_ = {unit.Header(), std::move(sets), sound};

@@ -26,10 +26,10 @@ struct LivePiece {
 /// out; from the first key picture on. Times go on where those of the units jump. Thread-bound.
 ///
 /// Players like to know the tracks at the beginning: sound is waited for, unless it has come or is
-/// expected, until half a second of media is there. When the tracks change, by other parameter sets,
-/// another codec or sound that begins later, a transport stream goes on with other tables; fragments
-/// begin anew at a key picture, with another head. A file goes on as long as its pictures can be
-/// decoded, and then has its end; sound that begins later is left out of it.
+/// expected, until half a second of media is there. When the tracks change, by other parameter
+/// sets, another codec or sound that begins later, a transport stream goes on with other tables;
+/// fragments begin anew at a key picture, with another head. A file goes on as long as its pictures
+/// can be decoded, and then has its end; sound that begins later is left out of it.
 class LiveMuxer {
 public:
     /// @param speed as in StreamTimes
@@ -50,8 +50,8 @@ public:
     /// Sound of that kind will come: it need not be waited for.
     void Expect(const AacConfig& sound);
 
-    /// The stream has ended: what has been waiting for sound becomes pieces without, and a file gets
-    /// its index. Nothing is taken any more.
+    /// The stream has ended: what has been waiting for sound becomes pieces without, and a file
+    /// gets its index. Nothing is taken any more.
     void Finish(std::vector<LivePiece>& pieces);
 
     /// What a reader needs in front of the first piece; "" = nothing (yet).
@@ -78,9 +78,10 @@ private:
     const LiveContainer container_;
     StreamTimes times_;
     TransportCounters counters_;
-    std::optional<StreamTracks> tracks_;  ///< as they are by now; unset before the first key picture
+    std::optional<StreamTracks>
+        tracks_;  ///< as they are by now; unset before the first key picture
     std::optional<AacConfig> expected_;
-    bool stale_ = false;            ///< the writer has other tracks
+    bool stale_ = false;  ///< the writer has other tracks
     std::unique_ptr<ContainerWriter> writer_;
     std::vector<MediaUnit> waiting_;  ///< until the tracks are known
     size_t waitingBytes_ = 0;

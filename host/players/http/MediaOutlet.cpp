@@ -17,8 +17,8 @@ void MediaOutlet::Admit(const std::shared_ptr<Newcomer>& newcomer) {
 
 bool MediaOutlet::Withdraw(const Newcomer& newcomer) {
     MutexLock lock(mutex_);
-    const size_t taken = std::erase_if(
-        waiting_, [&](const auto& waiting) { return waiting.get() == &newcomer; });
+    const size_t taken =
+        std::erase_if(waiting_, [&](const auto& waiting) { return waiting.get() == &newcomer; });
     DropUnwatched();
     return taken > 0;
 }
@@ -102,17 +102,15 @@ bool MediaOutlet::Settle(Newcomer& newcomer) {
 }
 
 void MediaOutlet::SettleWaiting() {
-    std::erase_if(waiting_, [this](const auto& newcomer) VMS_REQUIRES(mutex_) {
-        return Settle(*newcomer);
-    });
+    std::erase_if(waiting_,
+                  [this](const auto& newcomer) VMS_REQUIRES(mutex_) { return Settle(*newcomer); });
 }
 
 void MediaOutlet::DropUnwatched() {
     for (size_t i = 0; i < kContainers; ++i) {
         const bool isAwaited = std::any_of(
-            waiting_.begin(), waiting_.end(), [i](const auto& newcomer) {
-                return static_cast<size_t>(newcomer->Container()) == i;
-            });
+            waiting_.begin(), waiting_.end(),
+            [i](const auto& newcomer) { return static_cast<size_t>(newcomer->Container()) == i; });
         auto& container = containers_.at(i);
         if (container != nullptr && !isAwaited && container->Counts().clients == 0)
             container = nullptr;

@@ -74,7 +74,8 @@ private:
     mutable Mutex mutex_;
     SoundTranscoder transcoder_ VMS_GUARDED_BY(mutex_);
     std::optional<AacConfig> expected_ VMS_GUARDED_BY(mutex_);  ///< of the transcoder
-    std::vector<MediaUnit> units_ VMS_GUARDED_BY(mutex_);  ///< that one has become; keeps its memory
+    std::vector<MediaUnit> units_
+        VMS_GUARDED_BY(mutex_);  ///< that one has become; keeps its memory
     GopCache<MediaUnit> group_ VMS_GUARDED_BY(mutex_);
     MediaCodec pictures_ VMS_GUARDED_BY(mutex_) = MediaCodec::kUnknown;
     /// By LiveContainer; null = nobody watches it.

@@ -134,6 +134,10 @@ void PlaybackPlayer::End(bool isWhole, const std::string& /*reason*/) {
         MutexLock lock(mutex_);
         if (state_ > State::kPlaying)
             return;
+        std::vector<MediaUnit> frames;
+        transcoder_.Finish(frames);
+        for (const MediaUnit& frame : frames)
+            muxer_.Take(frame, made_);
         muxer_.Finish(made_);
         Keep();
         if (state_ <= State::kPlaying)
