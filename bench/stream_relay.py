@@ -6,9 +6,9 @@ through nginx. Both receive it over a connection: vmshost from a simulated camer
 player is a process of its own. CPU is what the serving processes used (user and system,
 /proc/PID/task/TID/schedstat), bytes are what the players received.
 
-    bench/stream_relay.py [--seconds 6] [--rounds 5] [--players 1 50 200] [--recording]
+    bench/stream_relay.py [--seconds 6] [--rounds 5] [--players 1 50 200] [--kind ws|ts|mp4] [--recording]
 
-With --recording vmshost reads and paces a recording itself, which nginx's feeder is not charged for.
+--kind is the way out of vmshost: WebSocket, or MPEG-TS or MP4 over HTTP. With --recording vmshost reads and paces a recording itself, which nginx's feeder is not charged for.
 
 Needs a release build, ffmpeg, and the packages nginx-light and libnginx-mod-rtmp.
 """
@@ -121,6 +121,12 @@ def websocket_player(port, key):
     return player
 
 
+def http_player(port, path):
+    player = connect(port)
+    player.sendall(f"GET {path} HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n".encode())
+    return player
+
+
 # RTMP 1.0: handshake, then AMF0 commands in chunks of type 0
 
 def amf(value):
@@ -192,6 +198,7 @@ class Players:
 class Vmshost:
     """Serves one channel. A subclass starts what it comes from."""
     name = "vmshost"
+    kind = "ws"
 
     def serve(self, folder, family, module, device):
         self.port = free_port()
@@ -211,6 +218,8 @@ class Vmshost:
             return json.loads(json.loads(answer.read())["body"])["uri"]
 
     def players(self, count):
+        if self.kind != "ws":
+            return [http_player(self.port, f"/live/cam/0.{self.kind}") for _ in range(count)]
         key = self.new_key()
         return [websocket_player(self.port, key) for _ in range(count)]
 
@@ -334,8 +343,10 @@ def main():
     parser.add_argument("--seconds", type=int, default=6)
     parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--players", type=int, nargs="+", default=[1, 50, 200])
+    parser.add_argument("--kind", choices=["ws", "ts", "mp4"], default="ws")
     parser.add_argument("--recording", action="store_true")
     arguments = parser.parse_args()
+    Vmshost.kind = arguments.kind
     counts, results = arguments.players, {}
     with tempfile.TemporaryDirectory(prefix="vms-relay-") as folder:
         folder = pathlib.Path(folder)
