@@ -82,7 +82,8 @@ std::string Address(const char* scheme, const std::string& host, int port) {
 void AnnounceReady(const HostServer& server, const HostConfig& config) {
     const std::string& host = config.http.host;
     if (config.rtsp)
-        PrintLine("serving " + Address("rtsp://", config.rtsp->host.empty() ? host : config.rtsp->host,
+        PrintLine("serving " + Address("rtsp://",
+                                       config.rtsp->host.empty() ? host : config.rtsp->host,
                                        server.RtspPort()));
     PrintLine("ready " + Address("http://", host, server.Port()));
 }
