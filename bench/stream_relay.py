@@ -6,9 +6,11 @@ through nginx. Both receive it over a connection: vmshost from a simulated camer
 player is a process of its own. CPU is what the serving processes used (user and system,
 /proc/PID/task/TID/schedstat), bytes are what the players received.
 
-    bench/stream_relay.py [--seconds 6] [--rounds 5] [--players 1 50 200] [--recording]
+    bench/stream_relay.py [--seconds 6] [--rounds 5] [--players 1 50 200] [--recording] [--tls]
 
 With --recording vmshost reads and paces a recording itself, which nginx's feeder is not charged for.
+With --tls it is compared with a vmshost that speaks TLS, and nginx is not needed. Those players leave what
+they receive encrypted: they cost the machine what the others do.
 
 Needs a release build, ffmpeg, and the packages nginx-light and libnginx-mod-rtmp.
 """
@@ -21,6 +23,7 @@ import mmap
 import shutil
 import signal
 import socket
+import ssl
 import statistics
 import struct
 import subprocess
@@ -111,13 +114,53 @@ def read_head(player):
         raise ConnectionError(head.decode(errors="replace"))
 
 
-def websocket_player(port, key):
-    player = connect(port)
+def attach(player, key):
     player.sendall(UPGRADE)
     read_head(player)
     request = json.dumps({"cmd": 0x100200, "key": key, "body": ""}).encode()
     assert len(request) < 126
     player.sendall(bytes([0x81, 0x80 | len(request), 0, 0, 0, 0]) + request)
+
+
+def websocket_player(port, key):
+    player = connect(port)
+    attach(player, key)
+    return player
+
+
+class TlsClient:
+    """The TLS side of a socket, up to the moment when what comes is no longer read."""
+
+    def __init__(self, player):
+        context = ssl.create_default_context()
+        context.check_hostname, context.verify_mode = False, ssl.CERT_NONE
+        self.player, self.incoming, self.outgoing = player, ssl.MemoryBIO(), ssl.MemoryBIO()
+        self.tls = context.wrap_bio(self.incoming, self.outgoing, server_side=False)
+        self.until_done(self.tls.do_handshake)
+
+    def until_done(self, step):
+        while True:
+            try:
+                done = step()
+                self.player.sendall(self.outgoing.read())
+                return done
+            except ssl.SSLWantReadError:
+                self.player.sendall(self.outgoing.read())
+                piece = self.player.recv(65536)
+                if not piece:
+                    raise ConnectionError("the server closed")
+                self.incoming.write(piece)
+
+    def sendall(self, data):
+        self.until_done(lambda: self.tls.write(data))
+
+    def recv(self, count):
+        return self.until_done(lambda: self.tls.read(count))
+
+
+def tls_websocket_player(port, key):
+    player = connect(port)
+    attach(TlsClient(player), key)
     return player
 
 
@@ -192,12 +235,13 @@ class Players:
 class Vmshost:
     """Serves one channel. A subclass starts what it comes from."""
     name = "vmshost"
+    http, scheme, player = {}, "http", staticmethod(websocket_player)
 
     def serve(self, folder, family, module, device):
         self.port = free_port()
         config = folder / "vms.json"
         config.write_text(json.dumps({
-            "http": {"port": self.port},
+            "http": {"port": self.port, **self.http}, "state": str(folder / "state"),
             "modules": [{"name": "cams", "library": str(FAMILIES / f"libfamily_{family}.so"), "config": module,
                          "devices": [{"id": "cam", **device}]}]}))
         self.process = subprocess.Popen([VMSHOST, "serve", "--config", config], stdout=subprocess.PIPE)
@@ -207,12 +251,13 @@ class Vmshost:
     def new_key(self):
         body = json.dumps({"module": "cams", "id": "0x100103", "deviceId": "cam",
                            "body": {"id": "cam", "channel": 0}}).encode()
-        with urllib.request.urlopen(f"http://127.0.0.1:{self.port}/api/commands", body) as answer:
+        address = f"{self.scheme}://127.0.0.1:{self.port}/api/commands"
+        with urllib.request.urlopen(address, body, context=ssl._create_unverified_context()) as answer:
             return json.loads(json.loads(answer.read())["body"])["uri"]
 
     def players(self, count):
         key = self.new_key()
-        return [websocket_player(self.port, key) for _ in range(count)]
+        return [self.player(self.port, key) for _ in range(count)]
 
     def end(self):
         self.process.terminate()
@@ -243,6 +288,13 @@ class Camera(Vmshost):
         super().end()
         self.devsim.terminate()
         self.devsim.wait()
+
+
+def over_tls(kind):
+    """The same, speaking TLS."""
+    return type("Tls" + kind.__name__, (kind,), {
+        "name": "with TLS", "http": {"tls": "self-signed"}, "scheme": "https",
+        "player": staticmethod(tls_websocket_player)})
 
 
 class Nginx:
@@ -335,6 +387,7 @@ def main():
     parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--players", type=int, nargs="+", default=[1, 50, 200])
     parser.add_argument("--recording", action="store_true")
+    parser.add_argument("--tls", action="store_true")
     arguments = parser.parse_args()
     counts, results = arguments.players, {}
     with tempfile.TemporaryDirectory(prefix="vms-relay-") as folder:
@@ -343,7 +396,8 @@ def main():
         make_clip(clip, 30)
         servers = []
         try:
-            for kind in (Recording if arguments.recording else Camera, Nginx):
+            ours = Recording if arguments.recording else Camera
+            for kind in (ours, over_tls(ours) if arguments.tls else Nginx):
                 (folder / kind.name).mkdir()
                 servers.append(kind(folder / kind.name, clip))
             idle = idle_connections(servers[0], 500)
@@ -357,18 +411,21 @@ def main():
                 server.end()
     medians = print_table(servers, counts, results)
     most = counts[-1]
-    ratios = [mine["cpu_per_gb"] / theirs["cpu_per_gb"]
-              for mine, theirs in zip(results["vmshost", most], results["nginx", most])]
-    print(f"at {most} players, vmshost to nginx: " + ", ".join(f"{ratio:.2f}" for ratio in ratios) +
-          f"; median {statistics.median(ratios):.2f}")
+    pair = servers[::-1] if arguments.tls else servers
+    for count in counts if arguments.tls else [most]:
+        ratios = [mine["cpu_per_gb"] / theirs["cpu_per_gb"]
+                  for mine, theirs in zip(*(results[server.name, count] for server in pair))]
+        print(f"at {count} players, {pair[0].name} to {pair[1].name}: " +
+              ", ".join(f"{ratio:.2f}" for ratio in ratios) + f"; median {statistics.median(ratios):.2f}")
     if len(counts) > 1:
         for server in servers:
             few, many = (medians[server.name, count] for count in counts[-2:])
             growth = (many["us_per_frame"] - few["us_per_frame"]) / (counts[-1] - counts[-2])
             print(f"{server.name}: {growth:.1f} us per frame and player from {counts[-2]} to {most} players")
-        grown = medians["vmshost", most]["resident"] - medians["vmshost", counts[0]]["resident"]
-        print(f"vmshost: {idle / 1000:.1f} kB per idle connection, {grown / (most - counts[0]) / 1000:.1f} kB per "
-              f"attached player")
+        print(f"vmshost: {idle / 1000:.1f} kB per idle connection")
+        for server in servers[:2 if arguments.tls else 1]:
+            grown = medians[server.name, most]["resident"] - medians[server.name, counts[0]]["resident"]
+            print(f"{server.name}: {grown / (most - counts[0]) / 1000:.1f} kB per attached player")
     return 0
 
 

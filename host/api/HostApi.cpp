@@ -19,7 +19,13 @@ Json::Value PlayerText(const PlayerInfo& player) {
     text["address"] = player.address;
     text["port"] = player.port;
     text["since"] = static_cast<Json::Int64>(player.since);
+    text["kind"] = player.kind;
     text["key"] = player.key;
+    if (!player.device.empty()) {
+        text["device"] = player.device;
+        text["channel"] = player.channel;
+        text["stream"] = player.stream;
+    }
     text["sentUnits"] = static_cast<Json::UInt64>(player.counts.sentUnits);
     text["sentBytes"] = static_cast<Json::UInt64>(player.counts.sentBytes);
     text["droppedUnits"] = static_cast<Json::UInt64>(player.counts.droppedUnits);
@@ -42,6 +48,16 @@ Json::Value HealthText(const HostConfig& config) {
     text["modules"] = Json::Value(Json::arrayValue);
     for (const ModuleConfig& module : config.modules)
         text["modules"].append(module.name);
+    return text;
+}
+
+Json::Value FactsText(const HostFacts& facts) {
+    Json::Value text(Json::objectValue);
+    text["version"] = facts.version;
+    text["secure"] = facts.isSecure;
+    text["rtsp"] = Json::Value(Json::nullValue);
+    if (facts.rtspPort != 0)
+        text["rtsp"]["port"] = facts.rtspPort;
     return text;
 }
 
@@ -78,6 +94,9 @@ void HostApi::AddTo(HttpRouter& router) {
     });
     router.Add("GET", "/api/streams", [this](const HttpRequest&, const auto& reply) {
         SendJson(*reply, StreamsText(players_.all()));
+    });
+    router.Add("GET", "/api/host", [this](const HttpRequest&, const auto& reply) {
+        SendJson(*reply, FactsText(facts_));
     });
     router.Add("GET", "/metrics", [this](const HttpRequest&, const auto& reply) {
         reply->Send({200, "text/plain; version=0.0.4", MetricsText(players_.summary()), {}});

@@ -3,6 +3,8 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "host/api/CommandApi.h"
@@ -26,8 +28,15 @@ struct PlayerFigures {
     std::function<StreamSummary()> summary;
 };
 
+/// What a host is. Constant while it serves.
+struct HostFacts {
+    std::string version;
+    int rtspPort = 0;       ///< 0 = no RTSP
+    bool isSecure = false;  ///< HTTPS
+};
+
 /// The host's HTTP API: commands as modules have them (POST /api/commands), devices, recordings,
-/// PTZ and events by plain names, GET /api/status, /api/streams, /metrics and /healthz.
+/// PTZ and events by plain names, GET /api/host, /api/status, /api/streams, /metrics and /healthz.
 /// Thread-safe.
 class HostApi {
 public:
@@ -37,6 +46,9 @@ public:
 
     /// Adds the routes; this object must outlive the router and whoever has a copy.
     void AddTo(HttpRouter& router);
+
+    /// Before the first request.
+    void SetFacts(HostFacts facts) { facts_ = std::move(facts); }
 
     /// @param expect as for CommandApi::SetExpect
     void SetExpect(std::function<void(const std::string& key)> expect) {
@@ -61,6 +73,7 @@ private:
     std::optional<TalkApi> talk_;
     const StatusBoard& board_;
     const PlayerFigures players_;
+    HostFacts facts_;
 };
 
 }  // namespace vms::host

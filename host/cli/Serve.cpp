@@ -4,21 +4,24 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <optional>
 #include <set>
 
 #include "host/api/HostApi.h"
+#include "host/auth/AccessApi.h"
+#include "host/auth/Doors.h"
 #include "host/cli/Commands.h"
 #include "host/modules/AddedDevices.h"
 #include "host/modules/DeviceLists.h"
 #include "host/modules/ModuleTimer.h"
+#include "host/players/http/HttpPlayers.h"
 #include "host/process/ShutdownLimit.h"
 #include "host/process/StartWatch.h"
 #include "host/process/ThreadCheck.h"
 #include "host/server/HostServer.h"
+#include "host/server/HostTls.h"
+#include "host/server/RtspDoor.h"
 #include "host/sources/DeviceModules.h"
-#include "host/state/Database.h"
-#include "host/state/StateFolder.h"
+#include "host/state/State.h"
 #include "host/status/EventLog.h"
 #include "host/status/StatusBoard.h"
 #include "host/text/Output.h"
@@ -45,22 +48,12 @@ void RaiseDescriptorLimit() {
     }
 }
 
-/// What lasts, and what of it concerns the modules.
-struct State {
-    /// @param config is given the devices that have been added
-    State(HostConfig& config, LogSink& log)
-        : database(OpenFolder(config)),
-          devices(database),
-          added(PutIn(devices.All(), config, log)) {}
+/// The devices that have been added while a host served.
+struct KeptDevices {
+    /// @param config is given them, too
+    KeptDevices(State& state, HostConfig& config, LogSink& log)
+        : devices(state.Data()), added(PutIn(devices.All(), config, log)) {}
 
-    const StateFolder* OpenFolder(const HostConfig& config) {
-        if (!config.state.empty())
-            folder.emplace(config.state);
-        return folder ? &*folder : nullptr;
-    }
-
-    std::optional<StateFolder> folder;
-    Database database;
     AddedDevices devices;
     std::set<std::string> added;
 };
@@ -69,16 +62,18 @@ struct State {
 /// and once the server has let go of it.
 struct Service {
     Service(const ServeOptions& options, const Invocation& invocation, const HostConfig& config,
-            Host& host, HostServer& streams, State& state)
+            Host& host, HostServer& streams, Doors& doors, State& state, KeptDevices& kept)
         : server(streams),
-          events(state.database, host.ModuleLog()),
+          events(state.Data(), host.ModuleLog()),
           board(host.Bus().Bus(), &events),
           devices(options.config, invocation.library, config, host.Bus(), host.ModuleLog(),
-                  &state.devices, state.added),
+                  &kept.devices, kept.added),
           modules(host.Bus(), [this](const std::string& id) { return devices.ModuleOf(id); }),
           api(host.Bus(), devices, board,
               {[&streams] { return streams.Players(); }, [&streams] { return streams.Summary(); }},
               &events),
+          access(doors, host.ModuleLog()),
+          rtspAccess(doors),
           timer(host.Modules()) {
         server.Attach(host.Modules().StreamModules(), modules,
                       [this](const std::string& key) { api.StreamWatched(key); });
@@ -86,6 +81,14 @@ struct Service {
         api.SetExpect([&streams](const std::string& key) { streams.Expect(key); });
         api.SetTalk(server.Context(), server.Budget());
         api.AddTo(router);
+        access.AddTo(router);
+        players = std::make_unique<HttpPlayers>(server.Context());
+        players->AddTo(router);
+        if (config.rtsp)
+            server.ServeRtsp(*config.rtsp, rtspAccess);
+        api.SetFacts({.version = VMSHOST_VERSION,
+                      .rtspPort = server.RtspPort(),
+                      .isSecure = config.http.tls.has_value()});
         server.Start(std::move(router));
     }
 
@@ -99,19 +102,31 @@ struct Service {
     DeviceLists devices;
     DeviceModules modules;
     HostApi api;
+    AccessApi access;
+    RtspDoor rtspAccess;
+    std::unique_ptr<HttpPlayers> players;
     ModuleTimer timer;
 };
 
-void AnnounceReady(const HostServer& server, const HostConfig& config) {
-    const std::string host = config.http.host.find(':') == std::string::npos
-                                 ? config.http.host
-                                 : "[" + config.http.host + "]";
-    PrintLine("ready http://" + host + ":" + std::to_string(server.Port()));
+std::string Address(const std::string& scheme, const std::string& host, int port) {
+    const bool isName = host.find(':') == std::string::npos;
+    return scheme + "://" + (isName ? host : "[" + host + "]") + ":" + std::to_string(port);
 }
 
-void ServeUntilStopped(Host& host, DeviceLists& devices) {
-    while (host.Signals().Wait() == SIGHUP)
-        devices.Reload();
+void AnnounceReady(const HostServer& server, const HostConfig& config, const TlsContext* tls) {
+    const std::string& host = config.http.host;
+    if (config.rtsp)
+        PrintLine("serving " + Address("rtsp", config.rtsp->host.empty() ? host : config.rtsp->host,
+                                       server.RtspPort()));
+    PrintLine("ready " + Address(tls == nullptr ? "http" : "https", host, server.Port()));
+    if (tls != nullptr)
+        PrintLine("certificate SHA-256 " + tls->Certificate().fingerprint);
+}
+
+void Reload(Host& host, DeviceLists& devices, TlsContext* tls) {
+    if (tls != nullptr)
+        ReloadHostTls(*tls, host.ModuleLog());
+    devices.Reload();
 }
 
 /// Ends the process while modules may still use whatever there is: nothing is destroyed.
@@ -134,13 +149,16 @@ bool StartModules(const HostConfig& config, Host& host) {
 }
 
 void Serve(const ServeOptions& options, const Invocation& invocation, const HostConfig& config,
-           Host& host, HostServer& server, State& state) {
+           Host& host, HostServer& server, State& state, KeptDevices& kept, Doors& doors,
+           TlsContext* tls) {
     const bool reload = StartModules(config, host);
-    auto service = std::make_unique<Service>(options, invocation, config, host, server, state);
-    AnnounceReady(server, config);
+    auto service =
+        std::make_unique<Service>(options, invocation, config, host, server, doors, state, kept);
+    AnnounceReady(server, config, tls);
     if (reload)
-        service->devices.Reload();
-    ServeUntilStopped(host, service->devices);
+        Reload(host, service->devices, tls);
+    while (host.Signals().Wait() == SIGHUP)
+        Reload(host, service->devices, tls);
 
     const ShutdownLimit limit(kShutdown, EndUnfinished);
     host.Bus().Interrupt();
@@ -154,11 +172,18 @@ int RunServe(const ServeOptions& options, const Invocation& invocation, Host& ho
     HostConfig config = ReadHostConfig(options.config, invocation.library);
     RaiseDescriptorLimit();
     RequireThreads(kThreads);
-    State state(config, host.ModuleLog());
-    HostServer server(config.http, host.ModuleLog());
+    State state(config.state);
+    KeptDevices kept(state, config, host.ModuleLog());
+    Doors doors(config, state, host.ModuleLog());
+    doors.RequireGuarded(config.http.host, "http.host");
+    if (config.rtsp && !config.rtsp->host.empty())
+        doors.RequireGuarded(config.rtsp->host, "rtsp.host");
+    const std::shared_ptr<TlsContext> tls = MakeHostTls(config, host.ModuleLog());
+    HostServer server(config.http, host.ModuleLog(), {}, tls);
+    server.SetGate(doors.Gate());
     host.Modules().SetStreams(server.Streams());
     try {
-        Serve(options, invocation, config, host, server, state);
+        Serve(options, invocation, config, host, server, state, kept, doors, tls.get());
     } catch (const std::exception& error) {
         EndWith(error.what(), 1);
     }
@@ -173,7 +198,7 @@ void AddServe(CLI::App& app, Invocation& invocation) {
         .name = "serve",
         .description =
             "Run modules, stream server and HTTP API until stopped; SIGHUP reads the "
-            "device lists anew",
+            "device lists and the certificate anew",
         .example = "vmshost serve --config vmshost.json",
         .signals = WatchedSignals::kStopAndReload,
         .printing = LogPrinting::kWarnings};

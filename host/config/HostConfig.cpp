@@ -12,6 +12,12 @@ namespace {
 
 constexpr int kHighestPort = 65535;
 constexpr int kMostBodyMegabytes = 65536;
+constexpr size_t kMostUsers = 32;  ///< the password of each is hashed at the start
+
+/// A path of the file, which is relative to the file's folder.
+std::string PathBeside(const std::string& file, const std::string& relative) {
+    return (std::filesystem::path(file).parent_path() / relative).lexically_normal().string();
+}
 
 /// One pass over a configuration file.
 class ConfigReading {
@@ -22,11 +28,17 @@ public:
     HostConfig Read() {
         const Json::Value document = ReadJsonFile(file_);
         const ConfigNode root(file_, document);
-        root.RequireKnown({"http", "modules", "state"});
+        root.RequireKnown({"http", "rtsp", "modules", "state", "users"});
+        if (root.Has("state"))
+            config_.state = PathBeside(file_, root.NonEmptyText("state"));
         if (root.Has("http"))
             ReadHttp(root.At("http"));
-        if (root.Has("state"))
-            config_.state = PathOf(root.NonEmptyText("state"));
+        if (root.Has("rtsp"))
+            ReadRtsp(root.At("rtsp"));
+        if (root.Has("users"))
+            ReadUsers(root.At("users"));
+        config_.settings = document;
+        config_.settings.removeMember("modules");
         if (!root.Has("modules"))
             root.Fail("the member \"modules\" is missing");
         for (const ConfigNode& module : root.At("modules").Elements())
@@ -38,14 +50,63 @@ public:
 
 private:
     void ReadHttp(const ConfigNode& node) {
-        node.RequireKnown({"host", "port", "advertise", "token", "bodyMegabytes"});
+        node.RequireKnown({"host", "port", "advertise", "token", "bodyMegabytes", "tls"});
         HttpConfig& http = config_.http;
         http.host = node.TextOr("host", http.host);
         http.port = node.IntegerOr("port", http.port, 0, kHighestPort);
         http.advertise = node.TextOr("advertise", http.advertise);
-        http.token = node.TextOr("token", http.token);
+        http.token = node.SecretOr("token", http.token);
         http.bodyMegabytes =
             node.IntegerOr("bodyMegabytes", http.bodyMegabytes, 1, kMostBodyMegabytes);
+        if (node.Has("tls"))
+            http.tls = ReadTls(node.At("tls"));
+    }
+
+    TlsConfig ReadTls(const ConfigNode& node) const {
+        if (!node.Value().isString()) {
+            node.RequireKnown({"certificate", "key"});
+            return {PathBeside(file_, node.NonEmptyText("certificate")),
+                    PathBeside(file_, node.NonEmptyText("key"))};
+        }
+        if (node.Value().asString() != "self-signed")
+            node.Fail("expected an object or \"self-signed\"");
+        if (config_.state.empty())
+            node.Fail(
+                "a self-signed certificate is kept in the folder \"state\", which is missing");
+        return {};
+    }
+
+    void ReadUsers(const ConfigNode& node) {
+        for (const ConfigNode& user : node.Elements())
+            ReadUser(user);
+        if (config_.users.size() > kMostUsers)
+            node.Fail("at most 32 users may be listed here; add others with 'vmshost user add'");
+    }
+
+    void ReadUser(const ConfigNode& node) {
+        node.RequireKnown({"name", "role", "password"});
+        UserConfig user;
+        user.name = node.NonEmptyText("name");
+        for (const UserConfig& other : config_.users) {
+            if (other.name == user.name)
+                node.At("name").Fail("a second user named \"" + user.name + "\"");
+        }
+        const auto role = ReadRole(node.NonEmptyText("role"));
+        if (!role)
+            node.At("role").Fail("must be viewer, operator or admin");
+        user.role = *role;
+        user.password = node.SecretOr("password", "");
+        if (user.password.empty())
+            node.Fail("a user needs a password");
+        config_.users.push_back(std::move(user));
+    }
+
+    void ReadRtsp(const ConfigNode& node) {
+        node.RequireKnown({"host", "port"});
+        RtspConfig rtsp;
+        rtsp.host = node.TextOr("host", rtsp.host);
+        rtsp.port = node.IntegerOr("port", rtsp.port, 0, kHighestPort);
+        config_.rtsp = rtsp;
     }
 
     void ReadModule(const ConfigNode& node) {
@@ -55,7 +116,7 @@ private:
         if (config_.FindModule(module.name) != nullptr)
             node.At("name").Fail("a second module named \"" + module.name + "\"");
         module.library =
-            node.Has("library") ? PathOf(node.NonEmptyText("library")) : defaultLibrary_;
+            node.Has("library") ? PathBeside(file_, node.NonEmptyText("library")) : defaultLibrary_;
         if (node.Has("config")) {
             node.At("config").RequireObject();
             module.config = CompactJson(node.At("config").Value());
@@ -76,10 +137,6 @@ private:
         return device;
     }
 
-    std::string PathOf(const std::string& relative) const {
-        return (std::filesystem::path(file_).parent_path() / relative).lexically_normal().string();
-    }
-
     const std::string file_;
     const std::string defaultLibrary_;
     HostConfig config_;
@@ -98,6 +155,12 @@ const ModuleConfig* HostConfig::FindModule(const std::string& name) const {
 
 HostConfig ReadHostConfig(const std::string& path, const std::string& defaultLibrary) {
     return ConfigReading(path, defaultLibrary).Read();
+}
+
+std::string ReadStateFolder(const std::string& path) {
+    const Json::Value document = ReadJsonFile(path);
+    const ConfigNode root(path, document);
+    return root.Has("state") ? PathBeside(path, root.NonEmptyText("state")) : std::string();
 }
 
 }  // namespace vms::host

@@ -311,7 +311,7 @@ void HttpAnswer::Detach() {
         share_ = {};
         body = std::move(body_);
         gone = std::exchange(gone_, nullptr);
-        if (stage_ == Stage::kComplete || stage_ == Stage::kLiveOver)
+        if (stage_ == Stage::kComplete)
             return;
     }
     if (!gone)

@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "host/http/Identity.h"
+
 namespace vms::host {
 
 class Connection;
@@ -34,6 +36,8 @@ struct HttpRequest {
     std::string body;         ///< at most what the server's settings allow
     std::string peerAddress;  ///< numeric
     int peerPort = 0;
+    bool isSecure = false;  ///< came over TLS
+    Identity identity;      ///< who asks; filled in by the gate
 
     /// The first header of a name, whose case does not count; "" = none. Valid as long as the
     /// request is.
@@ -113,8 +117,8 @@ public:
     /// @return null when nobody takes it: the client is gone or wants the head only
     virtual std::shared_ptr<Connection> BeginLive(HttpResponse head) = 0;
 
-    /// Has a function called once the client leaves before it has its whole answer; at once if it
-    /// has left already. On any thread; must not wait. One for a reply: another replaces it. It is
+    /// Has a function called once the client leaves before it has its whole answer, or a live one
+    /// has come to its end; at once if it has left already. On any thread; must not wait. One for a reply: another replaces it. It is
     /// forgotten when the answer is complete.
     virtual void OnGone(std::function<void()> gone) = 0;
     virtual bool IsGone() const = 0;

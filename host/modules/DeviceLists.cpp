@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/config/ConfigChanges.h"
 #include "host/modules/DeviceEdit.h"
 #include "host/text/HostError.h"
 #include "host/text/JsonText.h"
@@ -253,6 +254,8 @@ void DeviceLists::Warn(const HostConfig& wanted) {
     }
     if (!sameModules)
         log_.Log(2, kTag, "modules are started and ended only with the host");
+    for (const std::string& member : ChangedMembers(settings_.settings, wanted.settings))
+        log_.Log(2, kTag, "\"%s\" has changed, which counts only after a restart", member.c_str());
 }
 
 void DeviceLists::TakeOff(const ModuleConfig& wanted) {

@@ -25,6 +25,8 @@ struct Chunk {
     std::shared_ptr<const void> owner;  ///< keeps the body
     UnitKind kind = UnitKind::kOther;
     uint32_t timestampMs = 0;
+    std::string_view resume{};  ///< goes in front for a client that has lost the unit before; kept
+                                ///< by the same owner
 
     size_t Size() const { return prefix.size + body.size(); }
 };

@@ -28,6 +28,7 @@ bool Output::BeginLive(const std::vector<Chunk>& prelude, bool holds) {
     if (finished_)
         return false;
     policy_.Begin(holds);
+    hasLost_ = false;
     for (const Chunk& chunk : prelude)
         queue_.Push({chunk, SendQueue::Class::kPrelude});
     return !queue_.Empty();
@@ -40,7 +41,19 @@ Output::Outcome Output::SendLive(const Chunk& chunk) {
     const SendVerdict verdict = AdmitLive(chunk.kind);
     if (verdict != SendVerdict::kAccepted)
         return Refuse(verdict);
-    return Transmit(chunk.prefix, chunk.body, SendQueue::Class::kUnit, &chunk);
+    return TransmitLive(chunk);
+}
+
+Output::Outcome Output::TransmitLive(const Chunk& chunk) {
+    Outcome outcome;
+    if (std::exchange(hasLost_, false) && !chunk.resume.empty())
+        outcome = Transmit({}, chunk.resume, SendQueue::Class::kPiece, nullptr);
+    if (outcome.verdict != SendVerdict::kAccepted)
+        return outcome;
+    const bool flush = outcome.flush;
+    outcome = Transmit(chunk.prefix, chunk.body, SendQueue::Class::kUnit, &chunk);
+    outcome.flush = outcome.flush || (flush && outcome.verdict == SendVerdict::kAccepted);
+    return outcome;
 }
 
 Output::Claim Output::ClaimFor(const Chunk& chunk) {
@@ -51,8 +64,8 @@ Output::Claim Output::ClaimFor(const Chunk& chunk) {
     if (verdict != SendVerdict::kAccepted)
         return {Refuse(verdict)};
     const int socket = wire_ == nullptr ? -1 : wire_->PlainSocket();
-    if (socket < 0 || !Rests())
-        return {Transmit(chunk.prefix, chunk.body, SendQueue::Class::kUnit, &chunk)};
+    if (socket < 0 || !Rests() || hasLost_)
+        return {TransmitLive(chunk)};
     claimed_ = true;
     return {{}, socket};
 }
@@ -130,6 +143,7 @@ Output::Outcome Output::Refuse(SendVerdict verdict) {
         GiveUpUnsent();
     else if (verdict == SendVerdict::kDropped)
         queue_.CountDropped();
+    hasLost_ = hasLost_ || verdict == SendVerdict::kDropped;
     return {verdict};
 }
 
@@ -139,7 +153,7 @@ Output::Outcome Output::Transmit(const FramePrefix& prefix, std::string_view bod
     if (wire_ == nullptr)
         return {SendVerdict::kClosed};
     const bool first = Rests();
-    const ssize_t taken = first ? Write(*wire_, prefix, body, 0) : 0;
+    const ssize_t taken = first && !isDeferred_ ? Write(*wire_, prefix, body, 0) : 0;
     if (taken < 0)
         return Fail();
     const auto sent = static_cast<size_t>(taken);
@@ -153,18 +167,39 @@ Output::Outcome Output::Transmit(const FramePrefix& prefix, std::string_view bod
 bool Output::Flush() {
     MutexLock lock(mutex_);
     while (!claimed_ && wire_ != nullptr && !queue_.Empty()) {
-        SendQueue::Frame& frame = queue_.Front();
-        const ssize_t taken = Write(*wire_, frame.chunk.prefix, frame.chunk.body, frame.sent);
+        const ssize_t taken = WriteFront();
         if (taken < 0) {
             Fail();
             return false;
         }
+        SendQueue::Frame& frame = queue_.Front();
         frame.sent += static_cast<size_t>(taken);
         if (frame.sent < frame.chunk.Size())
             return true;
         queue_.Pop();
     }
     return false;
+}
+
+/// Without the lock where that takes long: others queue behind the frame, which nobody takes away
+/// from under it.
+ssize_t Output::WriteFront() {
+    SendQueue::Frame& frame = queue_.Front();
+    if (!isDeferred_)
+        return Write(*wire_, frame.chunk.prefix, frame.chunk.body, frame.sent);
+    frame.isHeld = true;
+    claimed_ = true;
+    Wire& wire = *wire_;
+    const Chunk chunk = frame.chunk;
+    const size_t sent = frame.sent;
+    mutex_.Unlock();
+    const ssize_t taken = Write(wire, chunk.prefix, chunk.body, sent);
+    mutex_.Lock();
+    claimed_ = false;
+    if (closing_)
+        released_.NotifyAll();
+    queue_.Front().isHeld = wire.HoldsNext();
+    return taken;
 }
 
 /// The reading side sees the end of the connection, too, and ends the client.
@@ -188,7 +223,7 @@ void Output::GiveUpUnsent() {
         return;
     SendQueue::Frame begun = std::move(queue_.Front());
     queue_.Clear();
-    if (begun.sent > 0)
+    if (begun.HasBegun())
         queue_.Push(std::move(begun));
 }
 

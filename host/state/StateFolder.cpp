@@ -43,13 +43,6 @@ private:
     const int value_;
 };
 
-std::string RandomBytes(size_t length) {
-    std::string bytes(length, '\0');
-    if (getrandom(bytes.data(), length, 0) != static_cast<ssize_t>(length))
-        throw HostError("the system gives no random bytes");
-    return bytes;
-}
-
 /// For its owner alone.
 bool IsMadePrivate(int file, uid_t owner, gid_t group) {
     return fchmod(file, kFileMode) == 0 && (geteuid() != 0 || fchown(file, owner, group) == 0);
@@ -63,6 +56,13 @@ void SyncFolder(const std::string& path) {
 }
 
 }  // namespace
+
+std::string RandomKey(size_t length) {
+    std::string bytes(length, '\0');
+    if (getrandom(bytes.data(), length, 0) != static_cast<ssize_t>(length))
+        throw HostError("the system gives no random bytes");
+    return bytes;
+}
 
 StateFolder::StateFolder(std::string path) : path_(std::move(path)) {
     if (mkdir(path_.c_str(), kFolderMode) != 0 && errno != EEXIST)
@@ -102,7 +102,7 @@ std::string StateFolder::Key(const std::string& name, size_t length) const {
         // Under its name only when it is whole; of two who make one the first stays.
         const std::string fresh = path + "." + std::to_string(getpid());
         unlink(fresh.c_str());
-        WriteKey(fresh, RandomBytes(length));
+        WriteKey(fresh, RandomKey(length));
         const bool isThere = link(fresh.c_str(), path.c_str()) == 0 || errno == EEXIST;
         const int problem = errno;
         unlink(fresh.c_str());

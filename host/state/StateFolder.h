@@ -7,6 +7,9 @@
 
 namespace vms::host {
 
+/// So many random bytes, at most 256. @throws HostError when the system gives none
+std::string RandomKey(size_t length);
+
 /// The folder of what lasts: for nobody but its owner.
 class StateFolder {
 public:

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "media/mux/ByteSink.h"
+#include "media/mux/ContainerOutput.h"
 #include "media/mux/UnitSink.h"
 
-struct AVFormatContext;
 struct AVStream;
 
 namespace vms {
@@ -28,9 +28,6 @@ public:
     void Finish() override;
 
 private:
-    struct FormatDeleter {
-        void operator()(AVFormatContext* format) const;
-    };
     struct Unit {
         MediaUnitHeader header;
         std::string payload;
@@ -41,20 +38,14 @@ private:
         int64_t lastTime = -1;       ///< ms, as written
     };
 
-    static int WriteBytes(void* self, uint8_t* data, int size);
-    static int64_t SeekBytes(void* self, int64_t offset, int whence);
-
-    bool OpenOutput();
     bool KnowsTracks() const;
     void Begin();
     void AddTrack(Track& track, const Unit& first);
     void Write(const Unit& unit);
     int64_t TimeOf(const MediaUnitHeader& header, Track& track);
-    [[noreturn]] void Fail(int error) const;
 
     const std::unique_ptr<ByteSink> bytes_;
-    std::string problem_;  ///< what the bytes' sink has said, "" = nothing
-    std::unique_ptr<AVFormatContext, FormatDeleter> format_;
+    ContainerOutput output_;
     std::vector<Unit> waiting_;  ///< until the tracks are known
     bool begun_ = false;
     Track video_;

@@ -31,6 +31,37 @@ std::optional<AacConfig> ParseAacConfig(const uint8_t* data, size_t size) {
     return AacConfig{objectType - 1, rateIndex, channels};
 }
 
+std::optional<AdtsFrame> ParseAdtsFrame(std::string_view bytes) {
+    const auto* const data = reinterpret_cast<const uint8_t*>(bytes.data());
+    if (!StartsWithAdts(data, bytes.size()))
+        return std::nullopt;
+    AdtsFrame frame;
+    frame.config.profile = data[2] >> 6;
+    frame.config.rateIndex = (data[2] >> 2) & 0xf;
+    frame.config.channels = ((data[2] & 1) << 2) | (data[3] >> 6);
+    frame.size = (size_t{data[3] & 3u} << 11) | (size_t{data[4]} << 3) | (data[5] >> 5);
+    const bool hasCrc = (data[1] & 1) == 0;
+    frame.headerSize = kAdtsHeaderSize + (hasCrc ? 2 : 0);
+    const bool isSingle = (data[6] & 3) == 0;
+    if (!isSingle || frame.config.channels == 0 || SampleRate(frame.config) == 0 ||
+        frame.size <= frame.headerSize || frame.size > bytes.size())
+        return std::nullopt;
+    return frame;
+}
+
+int SampleRate(const AacConfig& config) {
+    static constexpr std::array<int, kLastRateIndex + 1> kRates{
+        96000, 88200, 64000, 48000, 44100, 32000, 24000, 22050, 16000, 12000, 11025, 8000, 7350};
+    const auto index = static_cast<size_t>(config.rateIndex);
+    return index < kRates.size() ? kRates[index] : 0;
+}
+
+std::array<uint8_t, 2> MakeAacConfig(const AacConfig& config) {
+    const int type = config.profile + 1;
+    return {static_cast<uint8_t>((type << 3) | (config.rateIndex >> 1)),
+            static_cast<uint8_t>((config.rateIndex << 7) | (config.channels << 3))};
+}
+
 std::array<uint8_t, kAdtsHeaderSize> MakeAdtsHeader(const AacConfig& config, size_t frameSize) {
     const auto length = static_cast<unsigned>(frameSize + kAdtsHeaderSize);
     const auto byte = [](unsigned value) { return static_cast<uint8_t>(value & 0xff); };

@@ -35,12 +35,19 @@ TestSocket::~TestSocket() {
         close(socket_);
 }
 
+bool TestSocket::StartTls(int version) {
+    tls_ = std::make_unique<TestTls>(socket_, &TestSocket::Wait, version);
+    return tls_->Shake();
+}
+
 bool TestSocket::Send(std::string_view bytes) {
+    if (tls_ != nullptr)
+        return tls_->Send(bytes);
     while (!bytes.empty()) {
         const ssize_t sent = send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
         if (sent > 0)
             bytes.remove_prefix(static_cast<size_t>(sent));
-        else if ((errno != EAGAIN && errno != EINTR) || !Wait(POLLOUT))
+        else if ((errno != EAGAIN && errno != EINTR) || !Wait(socket_, POLLOUT))
             return false;
     }
     return true;
@@ -75,6 +82,8 @@ bool TestSocket::ReadToEnd(std::string& bytes) {
 }
 
 void TestSocket::FinishSending() {
+    if (tls_ != nullptr)
+        tls_->FinishSending();
     shutdown(socket_, SHUT_WR);
 }
 
@@ -87,17 +96,18 @@ void TestSocket::Reset() {
 
 int TestSocket::Receive() {
     char buffer[65536];
-    if (!Wait(POLLIN))
+    if (tls_ == nullptr && !Wait(socket_, POLLIN))
         return -1;
-    const ssize_t count = recv(socket_, buffer, sizeof buffer, 0);
+    const ssize_t count = tls_ != nullptr ? tls_->Receive(buffer, sizeof buffer)
+                                          : recv(socket_, buffer, sizeof buffer, 0);
     if (count <= 0)
-        return 0;
+        return tls_ != nullptr ? static_cast<int>(count) : 0;
     received_.append(buffer, static_cast<size_t>(count));
     return static_cast<int>(count);
 }
 
-bool TestSocket::Wait(short events) const {
-    pollfd entry{socket_, events, 0};
+bool TestSocket::Wait(int socket, short events) {
+    pollfd entry{socket, events, 0};
     return poll(&entry, 1, kPatience) > 0;
 }
 

@@ -1,11 +1,15 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 
+#include "tests/support/TestTls.h"
+
 namespace vms::test {
 
-/// A raw TCP connection to a port of this machine. Reading and writing give up after 20 seconds.
+/// A raw TCP connection to a port of this machine, or one over TLS. Reading and writing give up
+/// after 20 seconds.
 class TestSocket {
 public:
     /// @param receiveBuffer bytes the kernel may hold for a peer that does not read, 0 = its
@@ -15,6 +19,11 @@ public:
     ~TestSocket();
     TestSocket(const TestSocket&) = delete;
     TestSocket& operator=(const TestSocket&) = delete;
+
+    /// Speaks TLS from here on. @param version see TestTls @return false when the peer refuses
+    [[nodiscard]] bool StartTls(int version = 0);
+    /// Null without.
+    TestTls* Tls() { return tls_.get(); }
 
     /// @return false when the peer is gone or takes nothing
     bool Send(std::string_view bytes);
@@ -34,9 +43,10 @@ public:
 private:
     /// @return bytes added to what has been received, 0 at the end, -1 when nothing came in time
     int Receive();
-    bool Wait(short events) const;
+    static bool Wait(int socket, short events);
 
     int socket_ = -1;
+    std::unique_ptr<TestTls> tls_;
     std::string received_;
 };
 

@@ -6,8 +6,8 @@
 
 namespace vms::host {
 
-std::optional<Chunk> WebSocketOutlet::Pack(const MediaUnit& unit) {
-    return UnitFrame(unit);
+void WebSocketOutlet::Pack(const MediaUnit& unit, Packed& packed) {
+    packed.chunks.push_back(UnitFrame(unit));
 }
 
 void WebSocketOutlet::TellClient(Connection& client, const __tagTvCommand& message) {

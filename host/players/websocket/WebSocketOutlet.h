@@ -13,7 +13,7 @@ public:
     using ClientOutlet::ClientOutlet;
 
 private:
-    std::optional<Chunk> Pack(const MediaUnit& unit) override;
+    void Pack(const MediaUnit& unit, Packed& packed) override;
     void TellClient(Connection& client, const __tagTvCommand& message) override;
 };
 

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "host/auth/Rights.h"
 #include "host/net/Bursts.h"
 #include "host/players/websocket/PlayerProtocol.h"
 #include "host/players/websocket/WebSocketFrame.h"
@@ -22,11 +23,13 @@ UnitKind KindOf(std::string_view unit) {
 
 }  // namespace
 
-WebSocketPlayer::WebSocketPlayer(std::shared_ptr<Connection> connection, PlayerContext& context)
+WebSocketPlayer::WebSocketPlayer(std::shared_ptr<Connection> connection, PlayerContext& context,
+                                 Role role)
     : connection_(std::move(connection)),
       context_(context),
       lane_(std::make_shared<Lane>(context.lanes)),
-      number_(context.receivers.NextNumber()) {}
+      number_(context.receivers.NextNumber()),
+      role_(role) {}
 
 bool WebSocketPlayer::Opened(const Peer& peer) {
     peer_ = peer;
@@ -77,7 +80,7 @@ void WebSocketPlayer::Received(std::string frame, bool isText, std::function<voi
                  done = std::move(done)]() mutable {
         if (isText)
             self->HandleText(frame);
-        else
+        else if (self->role_ >= Role::kOperator)
             self->context_.modules.OnStream(self->number_, frame);
         done();
     });
@@ -135,7 +138,7 @@ PlayerInfo WebSocketPlayer::Describe() const {
 void WebSocketPlayer::HandleText(const std::string& frame) {
     ++context_.totals.requests;
     PlayerRequest request;
-    if (!ReadPlayerRequest(frame, request)) {
+    if (!ReadPlayerRequest(frame, request) || role_ < NeededRoleOfCommand(request.command)) {
         Answer(request, -1);
         return;
     }

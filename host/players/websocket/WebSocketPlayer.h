@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "host/config/Role.h"
 #include "host/net/Connection.h"
 #include "host/players/PlayerContext.h"
 #include "host/players/PlayerTable.h"
@@ -26,7 +27,8 @@ class WebSocketPlayer final : public Receiver,
                               public WebSocketUser,
                               public std::enable_shared_from_this<WebSocketPlayer> {
 public:
-    WebSocketPlayer(std::shared_ptr<Connection> connection, PlayerContext& context);
+    /// @param role what it may ask: what it may not is answered -1, its talk audio dropped
+    WebSocketPlayer(std::shared_ptr<Connection> connection, PlayerContext& context, Role role);
 
     /// Before the connection stands. @param query see StartWebSocketSession
     void SetQuery(const std::map<std::string, std::string>& query);
@@ -62,6 +64,7 @@ private:
     PlayerContext& context_;
     const std::shared_ptr<Lane> lane_;
     const long long number_;
+    const Role role_;
     // Constant once opened:
     Peer peer_;
     std::time_t since_ = 0;

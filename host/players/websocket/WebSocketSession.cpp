@@ -191,8 +191,8 @@ private:
 
 void StartWebSocketSession(std::shared_ptr<Connection> connection, const std::string& head,
                            std::string read, const std::map<std::string, std::string>& query,
-                           PlayerContext& context, BodyBudget& budget) {
-    auto player = std::make_shared<WebSocketPlayer>(connection, context);
+                           PlayerContext& context, BodyBudget& budget, Role role) {
+    auto player = std::make_shared<WebSocketPlayer>(connection, context, role);
     player->SetQuery(query);
     StartWebSocketSession(std::move(connection), head, std::move(read), std::move(player), budget);
 }

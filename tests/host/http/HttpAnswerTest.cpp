@@ -386,13 +386,14 @@ TEST_F(HttpAnswerTest, AnAnswerWithoutEndIsEndedByEitherSide) {
     ASSERT_TRUE(client.Socket().ReadToEnd(rest));
     EXPECT_EQ(rest, "unit");
     EXPECT_FALSE(connection->SendUnit({}, "unit", UnitKind::kOther, true));
+    EXPECT_TRUE(Eventually([&] { return gone_ == 1; }));
 
     auto leaving = std::make_unique<TestHttp>(Port());
     connection = begin(*leaving);
     ASSERT_TRUE(leaving->Socket().Send("what a viewer sends is dropped"));
-    EXPECT_EQ(gone_, 0);
+    EXPECT_EQ(gone_, 1);
     leaving = nullptr;
-    EXPECT_TRUE(Eventually([&] { return gone_ == 1; }));
+    EXPECT_TRUE(Eventually([&] { return gone_ == 2; }));
     connection = nullptr;
     EXPECT_TRUE(Eventually([this] { return server_->Connections() == 0; }));
 }

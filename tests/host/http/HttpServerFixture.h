@@ -42,6 +42,12 @@ inline void OpenGate(const HttpRequest&, const std::function<void(int)>& done) {
     done(0);
 }
 
+/// Lets those in that bring ?token=token.
+inline void TokenGate(const HttpRequest& request, const std::function<void(int)>& done) {
+    const auto token = request.query.find("token");
+    done(token != request.query.end() && token->second == "token" ? 0 : 401);
+}
+
 /// An HTTP server in this process, on a socket, whose routes a test adds before Start.
 class HttpServerFixture : public testing::Test {
 protected:

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "media/mux/StreamTimes.h"
+#include "media/mux/TransportCounters.h"
+#include "media/packet/AdtsHeader.h"
+#include "media/unit/MediaUnit.h"
+
+namespace vms {
+
+enum class LiveContainer {
+    kTransportStream,  ///< MPEG-TS, whose tables stand in front of each key picture
+    kFragments,        ///< MP4 behind a head of its own, one fragment a unit
+};
+
+/// What one unit has become in a container.
+struct LivePiece {
+    std::string bytes;
+    size_t gapBytes = 0;  ///< of them, in front: for who has lost the unit before, and only for him
+    UnitKind kind = UnitKind::kOther;
+    uint32_t timestampMs = 0;  ///< the unit's
+};
+
+/// A stream in a container that is read as it is written: each unit becomes bytes at once, whoever
+/// begins at a key picture can read on from there. Takes H.264, H.265 and AAC, other units are left
+/// out; from the first key picture on. Times go on where those of the units jump. Thread-bound.
+///
+/// A transport stream takes its tracks as they come. Fragments need them before the first one: sound
+/// is waited for, unless it has come already, until a second of media is there. When the tracks
+/// change, by other parameter sets, another codec or sound that begins later, fragments begin anew
+/// at a key picture, with another head.
+class LiveMuxer {
+public:
+    /// @param speed as in StreamTimes
+    explicit LiveMuxer(LiveContainer container, double speed = 1);
+    ~LiveMuxer();
+    LiveMuxer(const LiveMuxer&) = delete;
+    LiveMuxer& operator=(const LiveMuxer&) = delete;
+
+    /// Whether containers hold pictures of that kind.
+    static bool HoldsPictures(MediaCodec codec) {
+        return codec == MediaCodec::kH264 || codec == MediaCodec::kH265;
+    }
+
+    /// A unit that is damaged becomes nothing. @param pieces gets more
+    void Take(const MediaUnit& unit, std::vector<LivePiece>& pieces);
+
+    /// The stream has ended: what has been waiting for sound becomes pieces without.
+    void Finish(std::vector<LivePiece>& pieces);
+
+    /// What a reader needs in front of the first piece; "" = nothing (yet).
+    const std::string& Head() const { return head_; }
+
+    /// How many times it has begun; 0 = not yet. Who has read pieces of an earlier beginning cannot
+    /// read on.
+    int Beginnings() const { return beginnings_; }
+
+private:
+    class Writer;
+
+    struct Tracks {
+        MediaUnitHeader pictures;  ///< of the key picture
+        std::string parameterSets;
+        std::optional<AacConfig> sound{};
+    };
+
+    bool IsTransport() const { return container_ == LiveContainer::kTransportStream; }
+    bool Notice(const MediaUnit& unit);
+    void NoticeKeyPicture(const MediaUnit& unit);
+    bool MustWait() const;
+    bool Begin();
+    void Write(const MediaUnit& unit, std::vector<LivePiece>& pieces);
+    void WritePicture(const MediaUnit& unit);
+    void WriteSound(const MediaUnit& unit);
+    void Release(std::vector<LivePiece>& pieces);
+
+    const LiveContainer container_;
+    StreamTimes times_;
+    TransportCounters counters_;
+    std::optional<Tracks> tracks_;  ///< as they are by now; unset before the first key picture
+    bool stale_ = false;            ///< the writer has other tracks
+    std::unique_ptr<Writer> writer_;
+    std::vector<MediaUnit> waiting_;  ///< until the tracks are known
+    size_t waitingBytes_ = 0;
+    std::string head_;
+    int beginnings_ = 0;
+    int writers_ = 0;
+};
+
+}  // namespace vms
