@@ -36,10 +36,12 @@ constexpr std::array kRights{
     Right{"GET", "/api/record-days", Role::kViewer},
     Right{"GET", "/api/events", Role::kViewer},
     Right{"GET", "/api/presets", Role::kViewer},
+    Right{"GET", "/api/cruises", Role::kViewer},
 
     Right{"GET", "/api/streams", Role::kOperator},
     Right{kAny, "/api/ptz", Role::kOperator},
     Right{kAny, "/api/presets", Role::kOperator},
+    Right{kAny, "/api/cruises", Role::kOperator},
     Right{kAny, "/api/talk", Role::kOperator},
     Right{"POST", "/api/sign", Role::kOperator},
 };
