@@ -30,6 +30,7 @@ constexpr std::array kRights{
     Right{kAny, "/whep", Role::kViewer},
 
     Right{"GET", "/metrics", Role::kViewer},
+    Right{"GET", "/api/host", Role::kViewer},
     Right{"GET", "/api/devices", Role::kViewer},
     Right{"GET", "/api/status", Role::kViewer},
     Right{"GET", "/api/records", Role::kViewer},

@@ -11,7 +11,6 @@ namespace vms::host {
 /// Who is connected and how it goes.
 struct PlayerInfo {
     long long id = 0;
-    std::string kind = "websocket";  ///< way out: "websocket", "rtsp/tcp", "rtsp/udp" and so on
     std::string address;
     int port = 0;
     std::time_t since = 0;  ///< seconds since the epoch
