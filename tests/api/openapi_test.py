@@ -10,7 +10,7 @@ from description import Description
 from running_host import ADMIN_PASSWORD, TOKEN, WAIT, RunningHost
 
 # What is described and not there. One that has come fails the test: it then needs a call below.
-NOT_THERE_YET = {"whep", "endWhep"}
+NOT_THERE_YET = {"download", "whep", "endWhep"}
 
 UPGRADE = {"Upgrade": "websocket", "Connection": "Upgrade", "Sec-WebSocket-Version": "13",
            "Sec-WebSocket-Key": "dGhlIHNhbXBsZSBub25jZQ=="}
@@ -61,8 +61,7 @@ CALLS = [
     call("snapshot", 200, CHANNEL), call("snapshot", 400, CHANNEL, query={"width": "1"}),
     call("playTs", 200, CHANNEL, query=CLIP, streams=True), call("playTs", 400, CHANNEL),
     call("playMp4", 200, CHANNEL, query=CLIP, streams=True),
-    call("download", 200, CHANNEL, query=CLIP, streams=True),
-    call("logIn", 200), call("logIn", 401, body={"name": "admin", "password": "wrong"}),
+    call("logIn", 200),
     call("whoAmI", 200, session=True), call("whoAmI", 401, headers={"Authorization": "Bearer wrong"}),
     call("changePassword", 409, session=True), call("logOut", 200, session=True),
     call("listUsers", 200), call("addUser", 201), call("addUser", 409), call("changeUser", 200, {"user": "guard"}),
@@ -72,6 +71,7 @@ CALLS = [
     call("removeUser", 404, {"user": "guard"}),
     call("addToken", 201), call("listTokens", 200), call("removeToken", 200, {"token": "recorder"}),
     call("sign", 200), call("sign", 400, body={"path": "/api/devices"}),
+    call("logIn", 401, body={"name": "admin", "password": "wrong"}),
 ]
 
 GARBAGE = [b"", b"[]", b"\xff\xfe", b"[" * 5000, b'{"a":' * 5000, b'{"device": {"device": []}}', b"5", b"null",
@@ -116,7 +116,7 @@ class Client:
     def _headers(self, one):
         headers = {"Authorization": f"Bearer {TOKEN}"}
         if one["session"]:
-            headers = {"Cookie": self._cookie}
+            headers = {"Cookie": self._cookie, "Origin": f"http://127.0.0.1:{self._port}"}
         return {**headers, **one["headers"]}
 
 

@@ -16,7 +16,7 @@ class RunningHost:
 
     def __init__(self, vmshost, library):
         self._vmshost = vmshost
-        self._library = str(library)
+        self._library = str(pathlib.Path(library).resolve())
 
     def __enter__(self):
         self._folder = pathlib.Path(tempfile.mkdtemp(prefix="vmshost-api-"))
