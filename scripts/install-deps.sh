@@ -17,7 +17,7 @@ packages=(
     gstreamer1.0-plugins-bad gstreamer1.0-plugins-ugly gstreamer1.0-x fonts-dejavu-core
     # tests, benchmarks, demo
     libgtest-dev libgmock-dev libbenchmark-dev libcurl4-openssl-dev ffmpeg iproute2 util-linux
-    python3 openssl curl mpv gstreamer1.0-tools gstreamer1.0-libav
+    python3 python3-yaml python3-jsonschema openssl curl mpv gstreamer1.0-tools gstreamer1.0-libav
 )
 if [[ "${1:-}" == "--all" ]]; then
     packages+=(clang-14 clang libclang-rt-14-dev)

@@ -109,6 +109,9 @@ PlayerInfo TalkPlayer::Describe() const {
     info.address = peer_.address;
     info.port = peer_.port;
     info.since = since_;
+    info.kind = "talk";
+    info.device = address_.device;
+    info.channel = address_.channel;
     info.counts = connection_->Counts();
     return info;
 }

@@ -19,29 +19,22 @@ struct Right {
 
 /// The first line that fits counts.
 constexpr std::array kRights{
-    Right{"GET", "/healthz", Role::kNone},
-    Right{"POST", "/api/session", Role::kNone},
+    Right{"GET", "/healthz", Role::kNone},         Right{"POST", "/api/session", Role::kNone},
     Right{kAny, "/api/session", Role::kViewer},
 
-    Right{"GET", "/live", Role::kViewer},
-    Right{"GET", "/play", Role::kViewer},
-    Right{"GET", "/download", Role::kViewer},
-    Right{"GET", "/stream", Role::kViewer},
+    Right{"GET", "/live", Role::kViewer},          Right{"GET", "/play", Role::kViewer},
+    Right{"GET", "/download", Role::kViewer},      Right{"GET", "/stream", Role::kViewer},
     Right{kAny, "/whep", Role::kViewer},
 
-    Right{"GET", "/metrics", Role::kViewer},
-    Right{"GET", "/api/devices", Role::kViewer},
-    Right{"GET", "/api/status", Role::kViewer},
-    Right{"GET", "/api/records", Role::kViewer},
-    Right{"GET", "/api/record-days", Role::kViewer},
-    Right{"GET", "/api/events", Role::kViewer},
-    Right{"GET", "/api/presets", Role::kViewer},
+    Right{"GET", "/metrics", Role::kViewer},       Right{"GET", "/api/host", Role::kViewer},
+    Right{"GET", "/api/devices", Role::kViewer},   Right{"GET", "/api/status", Role::kViewer},
+    Right{"GET", "/api/records", Role::kViewer},   Right{"GET", "/api/record-days", Role::kViewer},
+    Right{"GET", "/api/events", Role::kViewer},    Right{"GET", "/api/presets", Role::kViewer},
+    Right{"GET", "/api/cruises", Role::kViewer},
 
-    Right{"GET", "/api/streams", Role::kOperator},
-    Right{kAny, "/api/ptz", Role::kOperator},
-    Right{kAny, "/api/presets", Role::kOperator},
-    Right{kAny, "/api/talk", Role::kOperator},
-    Right{"POST", "/api/sign", Role::kOperator},
+    Right{"GET", "/api/streams", Role::kOperator}, Right{kAny, "/api/ptz", Role::kOperator},
+    Right{kAny, "/api/presets", Role::kOperator},  Right{kAny, "/api/cruises", Role::kOperator},
+    Right{kAny, "/api/talk", Role::kOperator},     Right{"POST", "/api/sign", Role::kOperator},
 };
 
 /// Whether the path is the right's or below it; by segments, so that an encoded "/" is none.

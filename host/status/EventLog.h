@@ -35,8 +35,8 @@ struct EventQuery {
     int64_t from = 0;            ///< ms since the epoch
     int64_t to = INT64_MAX;      ///< exclusive
     int64_t before = INT64_MAX;  ///< identifier, exclusive
-    std::string type;            ///< "" = any
-    std::string device;          ///< "" = any
+    std::string type{};          ///< "" = any
+    std::string device{};        ///< "" = any
     size_t most = 100;
 };
 

@@ -20,6 +20,7 @@ namespace {
 using namespace std::chrono_literals;
 using testing::HasSubstr;
 using testing::Not;
+namespace test = vms::host::test;
 using vms::host::test::HostRun;
 using vms::host::test::TemporaryFile;
 using vms::test::Fetch;
@@ -125,12 +126,45 @@ TEST_F(ServeTest, AReloadTellsModulesOfChangesOnly) {
               "+a+b-b+c-c+c");
     Write("{ broken");
     run_->Process().Signal(SIGHUP);
-    EXPECT_EQ(Reload(Config(""), "+a+b-b+c-c+c-c-a"), "+a+b-b+c-c+c-c-a");
+    EXPECT_EQ(Reload(Config(""), "+a+b-b+c-c+c-a-c"), "+a+b-b+c-c+c-a-c");
     const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    while (Fetch(port_, "GET", "/api/devices").body != "{\"devices\":[]}\n")
+    while (Fetch(port_, "GET", "/api/devices").body != "{\"devices\":[],\"total\":0}\n")
         ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "still known";
     EXPECT_EQ(Stop(), 0);
     EXPECT_THAT(run_->errors, Not(HasSubstr("word-77")));
+}
+
+TEST_F(ServeTest, AddedDevicesSurviveReloadsAndSuddenEnds) {
+    const test::TemporaryFolder folder;
+    const auto config = [&](const std::string& devices) {
+        std::string text = Config(devices);
+        return text.insert(1, R"("state": ")" + folder.Path() + R"(/state", )");
+    };
+    const auto add = [this](const std::string& id) {
+        return Fetch(port_, "POST", "/api/devices", R"({"id": ")" + id + R"(", "ip": "api"})")
+            .status;
+    };
+    Start(config(Device("a")));
+    EXPECT_EQ(add("b"), 201);
+    EXPECT_EQ(add("a"), 409);
+    // The file's entry of an added device's identifier waits until that has gone.
+    EXPECT_EQ(Reload(config(Device("b") + "," + Device("c")), "+a+b-a+c"), "+a+b-a+c");
+    EXPECT_EQ(Fetch(port_, "DELETE", "/api/devices/b").status, 204);
+    EXPECT_EQ(Reload(config(Device("b") + "," + Device("c")), "+a+b-a+c-b+b"), "+a+b-a+c-b+b");
+    EXPECT_EQ(Fetch(port_, "DELETE", "/api/devices/b").status, 409);
+
+    std::string known = "+c";
+    Reload(config(Device("c")), "+a+b-a+c-b+b-b");
+    for (int round = 0; round < 5; ++round) {
+        const std::string id = "d" + std::to_string(round);
+        EXPECT_EQ(add(id), 201);
+        run_->Process().Signal(SIGKILL);
+        run_->Finish(kPatience);
+        known += "+" + id;
+        Start(config(Device("c")));
+        EXPECT_EQ(History(), known);
+    }
+    EXPECT_EQ(Stop(), 0);
 }
 
 TEST_F(ServeTest, DevicesThatComeOverTheApiKeepTheirPasswordsOutOfTheLog) {
@@ -256,7 +290,7 @@ TEST_F(ServeTest, SilenceDoesNotKeepItFromEnding) {
     std::string line;
     ASSERT_TRUE(run_->Process().ReadLine(line, kPatience));
     EXPECT_EQ(line, "silent");
-    EXPECT_THAT(Fetch(port_, "GET", "/api/devices").body, HasSubstr("{\"devices\":[]}"))
+    EXPECT_THAT(Fetch(port_, "GET", "/api/devices").body, HasSubstr("\"devices\":[]"))
         << "a is off and b is not confirmed";
     vms::test::TestHttp client(port_);
     client.Send("POST", "/api/commands",
