@@ -156,14 +156,17 @@ TEST_F(TlsDoorTest, RenegotiationIsRefused) {
     EXPECT_TRUE(Echoes(*Secure(TLS1_2_VERSION), "others go on"));
 }
 
-/// TLS 1.3: a few new keys are fine, nothing but new keys is not.
+/// TLS 1.3: a few new keys are fine, nothing but new keys is not. Where the kernel sends the first
+/// that is asked for ends the client.
 TEST_F(TlsDoorTest, NewKeysAreTakenButNotWithoutEnd) {
     Start();
     const auto client = Secure(TLS1_3_VERSION);
     SSL* const tls = client->Tls()->Native();
-    for (int i = 0; i < 5; ++i) {
-        ASSERT_EQ(SSL_key_update(tls, SSL_KEY_UPDATE_REQUESTED), 1);
-        ASSERT_TRUE(Echoes(*client, "under a new key"));
+    const bool isTaken = !IsSentByKernel(*Latest());
+    for (const int kind : {SSL_KEY_UPDATE_NOT_REQUESTED, SSL_KEY_UPDATE_REQUESTED}) {
+        ASSERT_EQ(SSL_key_update(tls, kind), 1);
+        ASSERT_EQ(Echoes(*client, "under a new key"),
+                  isTaken || kind == SSL_KEY_UPDATE_NOT_REQUESTED);
     }
     constexpr int kFlood = 10'000;
     int sent = 0;
