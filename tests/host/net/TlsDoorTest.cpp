@@ -98,6 +98,25 @@ TEST_F(TlsDoorTest, SlowHandshakesGiveWayToNewcomersAndHarmNobodyWhoIsIn) {
     EXPECT_TRUE(Echoes(*inside, "even now"));
 }
 
+/// A slow client from elsewhere keeps its place, whatever crowd comes, and so does one that is in
+/// the middle of its handshake.
+TEST_F(TlsDoorTest, ACrowdDrivesOutItself) {
+    constexpr size_t kCrowd = 600;
+    limits_.patience = 1h;
+    Start();
+    TestSocket slow(Port(), 0, "127.0.0.9");
+    TestSocket shaking(Port());
+    ASSERT_TRUE(shaking.BeginTls());
+    Clients crowd = Strangers(kCrowd, kHalfHello);
+    const uint64_t wanted = kCrowd + 1 - limits_.unfinished;
+    EXPECT_EQ(Reaches(&TlsCounts::displaced, wanted), wanted);
+    EXPECT_TRUE(shaking.Tls()->Shake());
+    EXPECT_TRUE(Echoes(shaking, "in"));
+    EXPECT_TRUE(slow.StartTls());
+    EXPECT_TRUE(Echoes(slow, "in, too"));
+    EXPECT_EQ(Counts().displaced, wanted);
+}
+
 TEST_F(TlsDoorTest, WhoTakesTooLongIsEnded) {
     limits_.patience = 100ms;
     Start();
