@@ -10,7 +10,7 @@ packages=(
     gsoap libgsoap-dev libssl-dev libjsoncpp-dev libcjson-dev uuid-dev libspdlog-dev
     libcli11-dev liburing-dev
     # device families
-    libavformat-dev libavcodec-dev libavutil-dev
+    libavformat-dev libavcodec-dev libavutil-dev libjpeg62-turbo-dev
     # simulators
     libboost1.74-dev libpugixml-dev libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
     libgstrtspserver-1.0-dev nettle-dev gstreamer1.0-plugins-base gstreamer1.0-plugins-good
@@ -18,6 +18,7 @@ packages=(
     # tests, benchmarks, demo
     libgtest-dev libgmock-dev libbenchmark-dev libcurl4-openssl-dev ffmpeg iproute2 util-linux
     python3 openssl curl
+    mpv gstreamer1.0-tools gstreamer1.0-libav
 )
 if [[ "${1:-}" == "--all" ]]; then
     packages+=(clang-14 clang libclang-rt-14-dev)
