@@ -38,6 +38,7 @@ public:
             over.swap(share_);
         }
         Drop(over);
+        over = nullptr;  // else the stream would be found to be there
         context_.live.Open(address_,
                            [weak = weak_from_this()](const std::shared_ptr<LiveShare>& share,
                                                      const SourceProblem& problem) {
