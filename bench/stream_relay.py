@@ -6,11 +6,11 @@ through nginx. Both receive it over a connection: vmshost from a simulated camer
 player is a process of its own. CPU is what the serving processes used (user and system,
 /proc/PID/task/TID/schedstat), bytes are what the players received.
 
-    bench/stream_relay.py [--seconds 6] [--rounds 5] [--players 1 50 200] [--recording] [--tls]
+    bench/stream_relay.py [--seconds 6] [--rounds 5] [--players 1 50 200] [--kind ws|ts|mp4] [--recording] [--tls]
 
-With --recording vmshost reads and paces a recording itself, which nginx's feeder is not charged for.
-With --tls it is compared with a vmshost that speaks TLS, and nginx is not needed. Those players leave what
-they receive encrypted: they cost the machine what the others do.
+--kind is the way out of vmshost: WebSocket, or MPEG-TS or MP4 over HTTP. With --recording vmshost reads and paces a
+recording itself, which nginx's feeder is not charged for. With --tls it is compared with a vmshost that speaks TLS,
+and nginx is not needed. Those players leave what they receive encrypted: they cost the machine what the others do.
 
 Needs a release build, ffmpeg, and the packages nginx-light and libnginx-mod-rtmp.
 """
@@ -164,6 +164,12 @@ def tls_websocket_player(port, key):
     return player
 
 
+def http_player(port, path):
+    player = connect(port)
+    player.sendall(f"GET {path} HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n".encode())
+    return player
+
+
 # RTMP 1.0: handshake, then AMF0 commands in chunks of type 0
 
 def amf(value):
@@ -236,6 +242,7 @@ class Vmshost:
     """Serves one channel. A subclass starts what it comes from."""
     name = "vmshost"
     http, scheme, player = {}, "http", staticmethod(websocket_player)
+    kind = "ws"
 
     def serve(self, folder, family, module, device):
         self.port = free_port()
@@ -256,6 +263,8 @@ class Vmshost:
             return json.loads(json.loads(answer.read())["body"])["uri"]
 
     def players(self, count):
+        if self.kind != "ws":
+            return [http_player(self.port, f"/live/cam/0.{self.kind}") for _ in range(count)]
         key = self.new_key()
         return [self.player(self.port, key) for _ in range(count)]
 
@@ -386,9 +395,11 @@ def main():
     parser.add_argument("--seconds", type=int, default=6)
     parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--players", type=int, nargs="+", default=[1, 50, 200])
+    parser.add_argument("--kind", choices=["ws", "ts", "mp4"], default="ws")
     parser.add_argument("--recording", action="store_true")
     parser.add_argument("--tls", action="store_true")
     arguments = parser.parse_args()
+    Vmshost.kind = arguments.kind
     counts, results = arguments.players, {}
     with tempfile.TemporaryDirectory(prefix="vms-relay-") as folder:
         folder = pathlib.Path(folder)

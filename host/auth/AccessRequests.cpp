@@ -13,9 +13,8 @@ constexpr int64_t kFarthest = int64_t{1} << 40;  ///< s; some 35,000 years
 std::optional<int64_t> ReadIsoTime(const std::string& text) {
     tm parts{};
     const char* const end = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%SZ", &parts);
-    if (end == nullptr || *end != '\0')
-        return std::nullopt;
-    return timegm(&parts);
+    const int64_t time = timegm(&parts);
+    return end != nullptr && *end == '\0' && time >= 0 ? std::optional(time) : std::nullopt;
 }
 
 }  // namespace

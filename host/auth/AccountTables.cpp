@@ -128,7 +128,7 @@ void RemoveSessionsOf(SqlConnection& sql, const std::string& user) {
 }
 
 void RemoveOldSessions(SqlConnection& sql, int64_t createdBefore, int64_t usedBefore) {
-    sql.Run("DELETE FROM sessions WHERE created < ? OR used < ?", createdBefore, usedBefore);
+    sql.Run("DELETE FROM sessions WHERE created <= ? OR used <= ?", createdBefore, usedBefore);
 }
 
 std::string KeptSetting(SqlConnection& sql, const std::string& name, const std::string& fresh) {

@@ -34,17 +34,18 @@ std::optional<Number> Hexadecimal(std::string_view text) {
     return number;
 }
 
-/// The response of whoever knows the secret (RFC 7616, 3.4.1; without qop RFC 2069, 2.1.2).
-std::string Expected(const DigestHeader& header, std::string_view method, const std::string& secret,
-                     std::string (*hash)(std::string_view)) {
+}  // namespace
+
+std::string DigestResponse(const DigestHeader& header, std::string_view method,
+                           const DigestSecret& secret) {
+    const bool isSha = header.algorithm == "SHA-256";
+    const auto hash = isSha ? Sha256Hex : Md5Hex;
     const std::string request = hash(std::string(method) + ":" + header.uri);
     const std::string middle = header.qop.empty() ? header.nonce
                                                   : header.nonce + ":" + header.count + ":" +
                                                         header.cnonce + ":" + header.qop;
-    return hash(secret + ":" + middle + ":" + request);
+    return hash((isSha ? secret.sha256 : secret.md5) + ":" + middle + ":" + request);
 }
-
-}  // namespace
 
 DigestAccess::DigestAccess(std::string realm)
     : realm_(std::move(realm)),
@@ -86,8 +87,7 @@ DigestAccess::Outcome DigestAccess::Check(const DigestHeader& header, std::strin
                                           const std::string& peer,
                                           const std::vector<DigestSecret>& secrets, Time now,
                                           size_t& matched) {
-    const bool isSha = header.algorithm == "SHA-256";
-    if ((!isSha && header.algorithm != "MD5") || header.realm != realm_)
+    if ((header.algorithm != "SHA-256" && header.algorithm != "MD5") || header.realm != realm_)
         return Outcome::kWrong;
     const bool isCounted = !header.qop.empty();
     const auto count = isCounted && header.count.size() == kCountLetters
@@ -103,8 +103,7 @@ DigestAccess::Outcome DigestAccess::Check(const DigestHeader& header, std::strin
     const std::vector<DigestSecret>& compared = secrets.empty() ? nobodys_ : secrets;
     bool isRight = false;
     for (size_t i = 0; i < compared.size(); ++i) {
-        const std::string expected = isSha ? Expected(header, method, compared[i].sha256, Sha256Hex)
-                                           : Expected(header, method, compared[i].md5, Md5Hex);
+        const std::string expected = DigestResponse(header, method, compared[i]);
         if (SameSecret(expected, header.response)) {
             isRight = true;
             matched = i;

@@ -15,6 +15,10 @@
 
 namespace vms::host {
 
+/// The response of whoever knows the secret (RFC 7616, 3.4.1; without qop RFC 2069, 2.1.2).
+std::string DigestResponse(const DigestHeader& header, std::string_view method,
+                           const DigestSecret& secret);
+
 /// Digest access (RFC 7616) with MD5 and SHA-256, for HTTP and RTSP. Nonces are not remembered:
 /// each carries its time and the address it was given to, signed. A count that has been used is
 /// refused, so that what was overheard cannot be sent again; players that send no count (RFC 2069,

@@ -14,9 +14,10 @@ void AddHostOptions(Options& command, HostAccess& access) {
                  "Address of the running host (default: VMS_URL, else http://127.0.0.1:8080)");
     command.Text("--token-file", access.tokenFile,
                  "File with the token in its first line (default: the text of VMS_TOKEN)");
-    command.Text("--certificate", access.certificate,
-                 "File of the certificate that an https host must show, or of its authority");
-    command.Flag("--insecure", access.isAnyoneTrusted, "Trust whatever certificate the host shows");
+    command.Text("--fingerprint", access.trust.fingerprint,
+                 "SHA-256 of the certificate that an https host must show, as it prints it");
+    command.Flag("--insecure", access.trust.isInsecure,
+                 "Trust whatever certificate the host shows");
 }
 
 std::string ChannelOptions::Path(const std::string& kind) const {

@@ -25,6 +25,7 @@ int RunRecord(const RecordOptions& options, Host& host) {
     const std::unique_ptr<UnitSink> sink = OpenMediaOutput(options.out, "");
     PlayRequest request;
     request.url = StreamAddressOf(client, options.channel);
+    request.trust = options.host.trust;
     request.length = SecondsToWait(options.seconds);
     request.readsInput = false;
     PlaySession session(request, sink.get());

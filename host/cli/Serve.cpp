@@ -82,7 +82,10 @@ struct Service {
         api.SetPlayers(server.Context(), server.Budget());
         api.AddTo(router);
         access.AddTo(router);
-        players = std::make_unique<HttpPlayers>(server.Context());
+        players = std::make_unique<HttpPlayers>(
+            server.Context(),
+            SpoolSettings{config.http.spoolFolder,
+                          static_cast<uint64_t>(config.http.spoolGigabytes) << 30});
         players->AddTo(router);
         if (config.rtsp)
             server.ServeRtsp(*config.rtsp, rtspAccess);
@@ -92,7 +95,10 @@ struct Service {
         server.Start(std::move(router));
     }
 
-    ~Service() { server.Stop(); }
+    ~Service() {
+        players->Stop();
+        server.Stop();
+    }
     Service(const Service&) = delete;
     Service& operator=(const Service&) = delete;
 

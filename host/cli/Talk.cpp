@@ -17,6 +17,7 @@ int RunTalk(const TalkOptions& options, Host& host) {
     const HostClient client(options.host);
     PlayRequest request;
     request.url = StreamAddressOf(client, options.channel);
+    request.trust = options.host.trust;
     request.talk = options.file;
     request.readsInput = false;
     PlaySession(request, nullptr).Run(host.Signals().Descriptor());

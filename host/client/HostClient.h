@@ -7,16 +7,16 @@
 #include <memory>
 #include <string>
 
+#include "host/play/PlayerLink.h"
+
 namespace vms::host {
 
 /// Where a running host is and what it is shown.
 struct HostAccess {
-    std::string url;          ///< http:// or https://, "" = the environment's VMS_URL, else
-                              ///< http://127.0.0.1:8080
-    std::string tokenFile;    ///< its first line is the token; "" = the environment's VMS_TOKEN
-    std::string certificate;  ///< file of the certificate that an https host must show, or of its
-                              ///< authority; "" = one that the system trusts
-    bool isAnyoneTrusted = false;  ///< whatever certificate it shows
+    std::string url;        ///< http:// or https://, "" = the environment's VMS_URL, else
+                            ///< http://127.0.0.1:8080
+    std::string tokenFile;  ///< its first line is the token; "" = the environment's VMS_TOKEN
+    LinkTrust trust;        ///< of an https host
 };
 
 /// Asks a running host over its HTTP API. Thread-bound.

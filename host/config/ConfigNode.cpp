@@ -91,8 +91,7 @@ std::string ConfigNode::SecretOr(const char* key, const std::string& otherwise) 
     std::string secret;
     if (isFile) {
         const auto path = std::filesystem::path(file_).parent_path() / source;
-        const std::string content = ReadTextFile(path.string());
-        secret = content.substr(0, content.find_first_of("\r\n"));
+        secret = member.FirstLine(path.string());
     } else if (const char* const value = std::getenv(source.c_str())) {
         secret = value;
     }
@@ -100,6 +99,15 @@ std::string ConfigNode::SecretOr(const char* key, const std::string& otherwise) 
         member.Fail(isFile ? "the file's first line holds no text"
                            : "the environment variable " + source + " is not set");
     return secret;
+}
+
+std::string ConfigNode::FirstLine(const std::string& path) const {
+    try {
+        const std::string content = ReadTextFile(path);
+        return content.substr(0, content.find_first_of("\r\n"));
+    } catch (const HostError& error) {
+        Fail(error.what());
+    }
 }
 
 int ConfigNode::IntegerOr(const char* key, int otherwise, int lowest, int highest) const {

@@ -42,6 +42,7 @@ public:
     [[noreturn]] void Fail(const std::string& problem) const;
 
 private:
+    std::string FirstLine(const std::string& path) const;
     [[noreturn]] void Expected(const std::string& kind) const;
 
     const std::string& file_;

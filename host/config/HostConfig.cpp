@@ -11,6 +11,7 @@ namespace vms::host {
 namespace {
 
 constexpr int kHighestPort = 65535;
+constexpr int kMostSpoolGigabytes = 100'000;
 constexpr int kMostBodyMegabytes = 65536;
 constexpr size_t kMostUsers = 32;  ///< the password of each is hashed at the start
 
@@ -50,7 +51,7 @@ public:
 
 private:
     void ReadHttp(const ConfigNode& node) {
-        node.RequireKnown({"host", "port", "advertise", "token", "bodyMegabytes", "tls"});
+        node.RequireKnown({"host", "port", "advertise", "token", "bodyMegabytes", "tls", "spool"});
         HttpConfig& http = config_.http;
         http.host = node.TextOr("host", http.host);
         http.port = node.IntegerOr("port", http.port, 0, kHighestPort);
@@ -60,6 +61,16 @@ private:
             node.IntegerOr("bodyMegabytes", http.bodyMegabytes, 1, kMostBodyMegabytes);
         if (node.Has("tls"))
             http.tls = ReadTls(node.At("tls"));
+        if (node.Has("spool"))
+            ReadSpool(node.At("spool"));
+    }
+
+    void ReadSpool(const ConfigNode& node) {
+        node.RequireKnown({"folder", "gigabytes"});
+        HttpConfig& http = config_.http;
+        http.spoolFolder = node.TextOr("folder", http.spoolFolder);
+        http.spoolGigabytes =
+            node.IntegerOr("gigabytes", http.spoolGigabytes, 1, kMostSpoolGigabytes);
     }
 
     TlsConfig ReadTls(const ConfigNode& node) const {

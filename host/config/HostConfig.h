@@ -27,7 +27,9 @@ struct HttpConfig {
     std::string token;       ///< secret of the API, "" = open
     int bodyMegabytes = 64;  ///< 1..65536; memory (MiB) for the bodies and messages that clients
                              ///< are sending, all together
-    std::optional<TlsConfig> tls;  ///< unset = plain
+    std::optional<TlsConfig> tls;          ///< unset = plain
+    std::string spoolFolder = "/var/tmp";  ///< where downloads are kept meanwhile
+    int spoolGigabytes = 8;                ///< 1..100000; of all of them (GiB)
 };
 
 /// Where RTSP players are served.

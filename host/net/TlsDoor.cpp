@@ -167,14 +167,21 @@ void TlsDoor::Admit(tcp::socket socket) {
     handshake->Start(under_.insert(under_.end(), handshake));
 }
 
+void TlsDoor::Close() {
+    while (!under_.empty()) {
+        const std::shared_ptr<Handshake> handshake = under_.front();
+        handshake->End(counts_.failed);
+    }
+}
+
 /// @param tls null = a plain wire
 void TlsDoor::Pass(tcp::socket socket, Ssl tls) {
     IoThread& io = *threads_[next_++ % threads_.size()];
     asio::post(io.Context(), [sink = sink_, &io, loose = LooseSocket(std::move(socket)),
-                              tls = std::move(tls)]() mutable {
+                              tls = std::move(tls), records = limits_.recordsPerKey]() mutable {
         tcp::socket own = loose.On(io.Context());
         (*sink)(tls == nullptr ? MakePlainWire(std::move(own))
-                               : MakeTlsWire(std::move(own), std::move(tls)),
+                               : MakeTlsWire(std::move(own), std::move(tls), records),
                 io);
     });
 }

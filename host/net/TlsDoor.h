@@ -23,6 +23,7 @@ struct TlsLimits {
     size_t unfinished = 256;                     ///< handshakes under way, silent clients included
     std::chrono::milliseconds patience{10'000};  ///< from the connection to the handshake's end
     size_t bytes = size_t{32} << 10;             ///< that a client may send for a handshake
+    uint64_t recordsPerKey = uint64_t{1} << 23;  ///< see MakeTlsWire
 };
 
 /// What has become of clients so far.
@@ -50,6 +51,9 @@ public:
 
     /// On its own thread, to which the socket belongs.
     void Admit(boost::asio::ip::tcp::socket socket);
+
+    /// Ends the handshakes under way. On its own thread, or once that has been stopped.
+    void Close();
 
     /// Any thread.
     TlsCounts Counts() const;

@@ -24,8 +24,6 @@ constexpr size_t kRecord = SSL3_RT_MAX_PLAIN_LENGTH;
 constexpr size_t kReadAtOnce = size_t{32} << 10;  ///< bytes of the network
 /// As many bytes may come without one for us in them: more than two records never need.
 constexpr size_t kMostBarren = size_t{64} << 10;
-/// Records under one key, well below what AES-GCM is good for (2^24.5).
-constexpr uint64_t kRecordsPerKey = uint64_t{1} << 23;
 constexpr unsigned char kKeyUpdate = 24;  ///< type of a handshake message, RFC 8446
 
 /// Bytes that are sent one after the other, taken record by record.
@@ -68,10 +66,11 @@ private:
 
 class TlsWire final : public SocketWire {
 public:
-    TlsWire(tcp::socket socket, Ssl tls)
+    TlsWire(tcp::socket socket, Ssl tls, uint64_t recordsPerKey)
         : SocketWire(std::move(socket)),
           tls_(std::move(tls)),
-          sentByKernel_(BIO_get_ktls_send(SSL_get_wbio(tls_.get()))) {
+          sentByKernel_(BIO_get_ktls_send(SSL_get_wbio(tls_.get()))),
+          recordsPerKey_(recordsPerKey) {
         SSL_set_msg_callback(tls_.get(), &TlsWire::OnMessage);
         SSL_set_msg_callback_arg(tls_.get(), this);
     }
@@ -108,10 +107,10 @@ public:
 private:
     ssize_t Encrypt(const iovec* parts, size_t count) {
         char scratch[kRecord];
-        ssize_t taken = 0;
+        ssize_t taken = spoilt_ ? -1 : 0;
         Parts rest(parts, count);
         rest.Skip(0);
-        while (!rest.AtEnd()) {
+        while (!spoilt_ && !rest.AtEnd()) {
             const std::string_view record = rest.Next(scratch);
             size_t written = 0;
             RenewKey();
@@ -127,7 +126,7 @@ private:
     }
 
     void RenewKey() {
-        if (++records_ >= kRecordsPerKey && SSL_version(tls_.get()) == TLS1_3_VERSION &&
+        if (++records_ >= recordsPerKey_ && SSL_version(tls_.get()) == TLS1_3_VERSION &&
             SSL_key_update(tls_.get(), SSL_KEY_UPDATE_NOT_REQUESTED) == 1)
             records_ = 0;
     }
@@ -220,6 +219,7 @@ private:
 
     const Ssl tls_;
     const bool sentByKernel_;
+    const uint64_t recordsPerKey_;
     // Of the I/O thread:
     bool holdsNext_ = false;
     bool spoilt_ = false;
@@ -244,8 +244,8 @@ bool AttachTls(ssl_st* tls, int socket) {
     return true;
 }
 
-std::unique_ptr<Wire> MakeTlsWire(tcp::socket socket, Ssl tls) {
-    return std::make_unique<TlsWire>(std::move(socket), std::move(tls));
+std::unique_ptr<Wire> MakeTlsWire(tcp::socket socket, Ssl tls, uint64_t recordsPerKey) {
+    return std::make_unique<TlsWire>(std::move(socket), std::move(tls), recordsPerKey);
 }
 
 }  // namespace vms::host

@@ -38,6 +38,8 @@ void WireListener::Stop() {
     listener_.Stop();
     if (doorThread_ != nullptr)
         doorThread_->Stop();
+    if (door_ != nullptr)
+        door_->Close();
 }
 
 TlsCounts WireListener::Handshakes() const {

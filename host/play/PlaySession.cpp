@@ -46,7 +46,7 @@ int CommandOf(PlayCommand::Kind kind) {
 PlaySession::PlaySession(const PlayRequest& request, UnitSink* sink)
     : request_(request),
       sink_(sink),
-      link_(ParseStreamUrl(request.url)),
+      link_(ParseStreamUrl(request.url), request.trust),
       end_(request.length.count() > 0 ? Clock::now() + request.length : Clock::time_point::max()),
       readsInput_(request.readsInput) {
     if (!request_.talk.empty())

@@ -17,6 +17,7 @@ namespace vms::host {
 /// What a player asks for and when it ends.
 struct PlayRequest {
     std::string url;
+    LinkTrust trust;
     std::string key;
     int startCommand = 0;                          ///< 0x100200, 0x100202 or 0x10020a; 0 = the URL
                                                    ///< itself names a live stream

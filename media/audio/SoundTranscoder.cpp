@@ -62,8 +62,11 @@ public:
             throw MediaError(LibavError(error));
     }
 
+    const AacConfig& Config() const { return config_; }
+
     void Take(const MediaUnit& unit, std::vector<MediaUnit>& units) {
-        Align(unit.Header().timestampMs);
+        header_ = unit.Header();
+        Align(header_.timestampMs);
         const auto& samples = ExpansionOf(unit.Header().Codec());
         for (const char code : unit.Payload()) {
             if (filled_ == 0 && av_frame_make_writable(frame_.get()) < 0)
@@ -72,8 +75,19 @@ public:
                 samples[static_cast<uint8_t>(code)];
             ++taken_;
             if (filled_ == frame_->nb_samples)
-                Encode(unit, units);
+                Encode(units);
         }
+    }
+
+    void Finish(std::vector<MediaUnit>& units) {
+        auto* const samples = reinterpret_cast<float*>(frame_->data[0]);
+        if (filled_ > 0) {
+            std::fill(samples + filled_, samples + frame_->nb_samples, 0.0F);
+            taken_ += frame_->nb_samples - filled_;
+            Encode(units);
+        }
+        if (avcodec_send_frame(codec_.get(), nullptr) >= 0)
+            Receive(units);
     }
 
 private:
@@ -90,24 +104,28 @@ private:
         taken_ = 0;
     }
 
-    void Encode(const MediaUnit& unit, std::vector<MediaUnit>& units) {
+    void Encode(std::vector<MediaUnit>& units) {
         filled_ = 0;
         frame_->pts = sent_;
         sent_ += frame_->nb_samples;
         if (const int error = avcodec_send_frame(codec_.get(), frame_.get()); error < 0)
             throw MediaError(LibavError(error));
+        Receive(units);
+    }
+
+    void Receive(std::vector<MediaUnit>& units) {
         while (avcodec_receive_packet(codec_.get(), packet_.get()) >= 0) {
             // The first packet is the encoder's run-up, before all samples.
             if (packet_->pts >= 0)
-                units.push_back(Unit(unit));
+                units.push_back(Unit());
             av_packet_unref(packet_.get());
         }
     }
 
-    MediaUnit Unit(const MediaUnit& source) const {
+    MediaUnit Unit() const {
         const auto size = static_cast<size_t>(packet_->size);
         const int64_t behind = sent_ - packet_->pts;  // from the frame's begin to the newest sample
-        MediaUnitHeader header = source.Header();
+        MediaUnitHeader header = header_;
         const bool isNarrow = rate_ == kTelephone;
         header.codec = static_cast<uint8_t>(isNarrow ? AudioCodec::kAac8kHz : AudioCodec::kAac);
         header.rate = static_cast<uint16_t>(rate_);
@@ -125,8 +143,9 @@ private:
     const PacketPtr packet_;
     const std::unique_ptr<AVFrame, CodecDeleter> frame_;
     AacConfig config_;
-    int filled_ = 0;     ///< samples in the frame
-    int64_t sent_ = 0;   ///< samples that the encoder has been given
+    MediaUnitHeader header_;  ///< of the newest unit
+    int filled_ = 0;          ///< samples in the frame
+    int64_t sent_ = 0;        ///< samples that the encoder has been given
     bool begun_ = false;
     uint32_t begin_ = 0;  ///< ms, from which the samples are counted
     int64_t taken_ = 0;   ///< since then
@@ -136,19 +155,41 @@ SoundTranscoder::SoundTranscoder() = default;
 
 SoundTranscoder::~SoundTranscoder() = default;
 
-void SoundTranscoder::Take(const MediaUnit& unit, std::vector<MediaUnit>& units) try {
+/// @return null when there is none
+SoundTranscoder::Encoder* SoundTranscoder::EncoderFor(const MediaUnit& unit) try {
     const int rate = RateOf(unit);
     if (rate != rate_) {
         rate_ = rate;
         encoder_.reset();
         encoder_ = std::make_unique<Encoder>(rate);
     }
-    if (encoder_ != nullptr)
-        encoder_->Take(unit, units);
+    return encoder_.get();
 } catch (const MediaError& error) {
-    encoder_.reset();
     VMS_MEDIA_LOG(2, "SoundTranscoder", "sound of %d samples per second is left out: %s", rate_,
                   error.what());
+    return nullptr;
+}
+
+std::optional<AacConfig> SoundTranscoder::ConfigFor(const MediaUnit& unit) {
+    const Encoder* const encoder = EncoderFor(unit);
+    return encoder == nullptr ? std::nullopt : std::optional(encoder->Config());
+}
+
+void SoundTranscoder::Take(const MediaUnit& unit, std::vector<MediaUnit>& units) try {
+    if (Encoder* const encoder = EncoderFor(unit))
+        encoder->Take(unit, units);
+} catch (const MediaError& error) {
+    encoder_.reset();
+    VMS_MEDIA_LOG(2, "SoundTranscoder", "sound breaks off: %s", error.what());
+}
+
+void SoundTranscoder::Finish(std::vector<MediaUnit>& units) try {
+    if (encoder_ != nullptr)
+        encoder_->Finish(units);
+    encoder_.reset();
+    rate_ = 0;
+} catch (const MediaError& error) {
+    VMS_MEDIA_LOG(2, "SoundTranscoder", "sound breaks off: %s", error.what());
 }
 
 }  // namespace vms

@@ -2,8 +2,10 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
+#include "media/packet/AdtsHeader.h"
 #include "media/unit/MediaUnit.h"
 
 namespace vms {
@@ -23,13 +25,21 @@ public:
         return codec == MediaCodec::kALaw || codec == MediaCodec::kMuLaw;
     }
 
+    /// What comes of such a unit; nothing when there is no encoder for its rate.
+    std::optional<AacConfig> ConfigFor(const MediaUnit& unit);
+
     /// @param unit  of a kind that it takes; whatever its rate or size, it costs no more than its
     ///              samples
     /// @param units gets the frames that are complete; none when there is no encoder for the rate
     void Take(const MediaUnit& unit, std::vector<MediaUnit>& units);
 
+    /// The sound has ended: gives what is still on its way.
+    void Finish(std::vector<MediaUnit>& units);
+
 private:
     class Encoder;
+
+    Encoder* EncoderFor(const MediaUnit& unit);
 
     std::unique_ptr<Encoder> encoder_;
     int rate_ = 0;  ///< of the encoder, or for which there is none

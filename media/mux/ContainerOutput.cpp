@@ -38,8 +38,9 @@ bool ContainerOutput::Open() {
     auto* const buffer = static_cast<uint8_t*>(av_malloc(kBuffer));
     if (buffer == nullptr)
         return false;
-    format_->pb = avio_alloc_context(buffer, kBuffer, 1, this, nullptr, &ContainerOutput::WriteBytes,
-                                     bytes_.CanSeek() ? &ContainerOutput::SeekBytes : nullptr);
+    format_->pb =
+        avio_alloc_context(buffer, kBuffer, 1, this, nullptr, &ContainerOutput::WriteBytes,
+                           bytes_.CanSeek() ? &ContainerOutput::SeekBytes : nullptr);
     if (format_->pb == nullptr)
         av_free(buffer);
     return format_->pb != nullptr;

@@ -6,17 +6,12 @@
 #include <string>
 #include <vector>
 
+#include "media/mux/ContainerWriter.h"
 #include "media/mux/StreamTimes.h"
 #include "media/mux/TransportCounters.h"
-#include "media/packet/AdtsHeader.h"
 #include "media/unit/MediaUnit.h"
 
 namespace vms {
-
-enum class LiveContainer {
-    kTransportStream,  ///< MPEG-TS, whose tables stand in front of each key picture
-    kFragments,        ///< MP4 behind a head of its own, one fragment a unit
-};
 
 /// What one unit has become in a container.
 struct LivePiece {
@@ -30,10 +25,11 @@ struct LivePiece {
 /// begins at a key picture can read on from there. Takes H.264, H.265 and AAC, other units are left
 /// out; from the first key picture on. Times go on where those of the units jump. Thread-bound.
 ///
-/// A transport stream takes its tracks as they come. Fragments need them before the first one: sound
-/// is waited for, unless it has come already, until a second of media is there. When the tracks
-/// change, by other parameter sets, another codec or sound that begins later, fragments begin anew
-/// at a key picture, with another head.
+/// Players like to know the tracks at the beginning: sound is waited for, unless it has come or is
+/// expected, until half a second of media is there. When the tracks change, by other parameter
+/// sets, another codec or sound that begins later, a transport stream goes on with other tables;
+/// fragments begin anew at a key picture, with another head. A file goes on as long as its pictures
+/// can be decoded, and then has its end; sound that begins later is left out of it.
 class LiveMuxer {
 public:
     /// @param speed as in StreamTimes
@@ -48,9 +44,14 @@ public:
     }
 
     /// A unit that is damaged becomes nothing. @param pieces gets more
+    /// @throws MediaError when a file has come to its end and cannot get its index, as Finish
     void Take(const MediaUnit& unit, std::vector<LivePiece>& pieces);
 
-    /// The stream has ended: what has been waiting for sound becomes pieces without.
+    /// Sound of that kind will come: it need not be waited for.
+    void Expect(const AacConfig& sound);
+
+    /// The stream has ended: what has been waiting for sound becomes pieces without, and a file
+    /// gets its index. Nothing is taken any more.
     void Finish(std::vector<LivePiece>& pieces);
 
     /// What a reader needs in front of the first piece; "" = nothing (yet).
@@ -61,20 +62,15 @@ public:
     int Beginnings() const { return beginnings_; }
 
 private:
-    class Writer;
-
-    struct Tracks {
-        MediaUnitHeader pictures;  ///< of the key picture
-        std::string parameterSets;
-        std::optional<AacConfig> sound{};
-    };
-
     bool IsTransport() const { return container_ == LiveContainer::kTransportStream; }
+    bool IsFile() const { return container_ == LiveContainer::kFile; }
     bool Notice(const MediaUnit& unit);
+    void NoticeSound(const AacConfig& config);
     void NoticeKeyPicture(const MediaUnit& unit);
     bool MustWait() const;
     bool Begin();
     void Write(const MediaUnit& unit, std::vector<LivePiece>& pieces);
+    void EndFile(std::vector<LivePiece>& pieces);
     void WritePicture(const MediaUnit& unit);
     void WriteSound(const MediaUnit& unit);
     void Release(std::vector<LivePiece>& pieces);
@@ -82,14 +78,17 @@ private:
     const LiveContainer container_;
     StreamTimes times_;
     TransportCounters counters_;
-    std::optional<Tracks> tracks_;  ///< as they are by now; unset before the first key picture
-    bool stale_ = false;            ///< the writer has other tracks
-    std::unique_ptr<Writer> writer_;
+    std::optional<StreamTracks>
+        tracks_;  ///< as they are by now; unset before the first key picture
+    std::optional<AacConfig> expected_;
+    bool stale_ = false;  ///< the writer has other tracks
+    std::unique_ptr<ContainerWriter> writer_;
     std::vector<MediaUnit> waiting_;  ///< until the tracks are known
     size_t waitingBytes_ = 0;
     std::string head_;
     int beginnings_ = 0;
     int writers_ = 0;
+    bool ended_ = false;
 };
 
 }  // namespace vms

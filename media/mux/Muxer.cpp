@@ -87,8 +87,9 @@ void Muxer::AddTrack(Track& track, const Unit& first) {
     track.stream = &output_.AddTrack();
     track.stream->time_base = kMilliseconds;
     if (first.header.IsVideo())
-        DescribePictures(*track.stream, first.header,
-                         ParameterSetsOf(static_cast<VideoCodec>(first.header.codec), first.payload));
+        DescribePictures(
+            *track.stream, first.header,
+            ParameterSetsOf(static_cast<VideoCodec>(first.header.codec), first.payload));
     else
         DescribeSound(*track.stream, first.header);
 }

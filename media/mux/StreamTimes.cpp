@@ -38,8 +38,8 @@ int64_t StreamTimes::Follow(Track& track, const Track& other, uint32_t timestamp
 }
 
 int64_t StreamTimes::OfPicture(uint32_t timestampMs) {
-    const auto due = static_cast<int64_t>(
-        static_cast<double>(Follow(pictures_, sound_, timestampMs)) / speed_);
+    const auto due =
+        static_cast<int64_t>(static_cast<double>(Follow(pictures_, sound_, timestampMs)) / speed_);
     lastPicture_ = std::max(due, lastPicture_ + 1);
     return lastPicture_;
 }

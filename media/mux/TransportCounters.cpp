@@ -26,8 +26,8 @@ uint8_t Byte(char byte) {
 
 void TransportCounters::Renumber(std::string& packets) {
     for (size_t at = 0; at + kPacket <= packets.size(); at += kPacket) {
-        const auto pid = static_cast<uint16_t>((Byte(packets[at + 1]) & 0x1f) << 8 |
-                                               Byte(packets[at + 2]));
+        const auto pid =
+            static_cast<uint16_t>((Byte(packets[at + 1]) & 0x1f) << 8 | Byte(packets[at + 2]));
         if (pid == kNullPackets)
             continue;
         const uint8_t flags = Byte(packets[at + 3]);

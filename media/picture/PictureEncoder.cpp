@@ -32,9 +32,9 @@ ScalerPtr OpenScaler(const AVFrame& from, const AVFrame& to) {
         av_opt_set_int(scaler.get(), name, value, 0);
     };
     // Older decoders tell the full range by the format alone.
-    const bool isFull =
-        from.color_range == AVCOL_RANGE_JPEG || from.format == AV_PIX_FMT_YUVJ420P ||
-        from.format == AV_PIX_FMT_YUVJ422P || from.format == AV_PIX_FMT_YUVJ444P;
+    const bool isFull = from.color_range == AVCOL_RANGE_JPEG ||
+                        from.format == AV_PIX_FMT_YUVJ420P || from.format == AV_PIX_FMT_YUVJ422P ||
+                        from.format == AV_PIX_FMT_YUVJ444P;
     set("srcw", from.width);
     set("srch", from.height);
     set("src_format", from.format);

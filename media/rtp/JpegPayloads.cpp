@@ -2,8 +2,8 @@
 
 #include "media/MediaError.h"
 
-// A JPEG's head is a row of segments: 0xff, marker, two bytes of length that count themselves. Of the
-// frame segment (baseline: 0xc0), behind those:
+// A JPEG's head is a row of segments: 0xff, marker, two bytes of length that count themselves. Of
+// the frame segment (baseline: 0xc0), behind those:
 //
 //   0  bits of a sample | 1 height (2) | 3 width (2) | 5 components
 //   6  for each: number, sampling (across * 16 + down), quantization table

@@ -6,8 +6,8 @@ namespace vms {
 namespace {
 
 constexpr int64_t kUsPerMs = 1000;
-constexpr int64_t kStep = 40'000;       ///< from one side of a jump to the other, us
-constexpr int64_t kLeadInStep = 12;     ///< so that each picture has a timestamp of its own, us
+constexpr int64_t kStep = 40'000;    ///< from one side of a jump to the other, us
+constexpr int64_t kLeadInStep = 12;  ///< so that each picture has a timestamp of its own, us
 
 }  // namespace
 

@@ -58,8 +58,8 @@ void RtpMuxer::Begin() {
     auto* const buffer = static_cast<uint8_t*>(av_malloc(kPacketBytes));
     if (buffer == nullptr)
         throw MediaError("out of memory");
-    AVIOContext* const io = avio_alloc_context(buffer, kPacketBytes, 1, this, nullptr,
-                                               &RtpMuxer::WritePacket, nullptr);
+    AVIOContext* const io =
+        avio_alloc_context(buffer, kPacketBytes, 1, this, nullptr, &RtpMuxer::WritePacket, nullptr);
     if (io == nullptr) {
         av_free(buffer);
         throw MediaError("out of memory");

@@ -53,8 +53,7 @@ bool RtpStream::HasChanged(const MediaUnit& unit) const {
     if (!unit.Header().IsVideo() && !IsSound(unit))
         return false;
     const int number = byMedia_[static_cast<size_t>(MediaOf(unit))];
-    return number >= 0 &&
-           tracks_[static_cast<size_t>(number)]->Codec() != unit.Header().Codec();
+    return number >= 0 && tracks_[static_cast<size_t>(number)]->Codec() != unit.Header().Codec();
 }
 
 std::optional<RtpStream::Packed> RtpStream::Pack(const MediaUnit& unit, int64_t unixUs,
@@ -72,6 +71,7 @@ std::optional<RtpStream::Packed> RtpStream::Pack(const MediaUnit& unit, int64_t 
     packed.isLeadIn = place.isLeadIn;
     packed.sequence = track.NextSequence();
     packed.time = track.TimeAt(place.us);
+    packed.lineUs = place.us;
     packed.packets.reserve(unit.Payload().size() + unit.Payload().size() / 64 + 128);
     int64_t& reported = reportedUs_[static_cast<size_t>(*number)];
     if (unixUs - reported >= kReportUs || unixUs < reported) {
@@ -108,11 +108,11 @@ RtpStream::Start RtpStream::NextOf(size_t track) const {
     return {tracks_[track]->NextSequence(), tracks_[track]->TimeAt(newestUs_)};
 }
 
-std::string RtpStream::Reports(unsigned tracks, int64_t unixUs) const {
+std::string RtpStream::Reports(unsigned tracks, int64_t lineUs) const {
     std::string packets;
     for (size_t i = 0; i < tracks_.size(); ++i) {
         if ((tracks >> i & 1) != 0)
-            tracks_[i]->Report(unixUs, LineAt(unixUs), packets);
+            tracks_[i]->Report(lineUs + offsetUs_, lineUs, packets);
     }
     return packets;
 }

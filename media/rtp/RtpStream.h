@@ -14,7 +14,8 @@
 namespace vms {
 
 /// A stream's pictures and sound on their way over RTP: packed once, whoever they go to. Its tracks
-/// have numbers from 0 up, pictures first; their RTCP tells what the wall clock shows. Thread-bound.
+/// have numbers from 0 up, pictures first; their RTCP tells what the wall clock shows.
+/// Thread-bound.
 class RtpStream {
 public:
     static constexpr int kMostTracks = 2;
@@ -25,6 +26,7 @@ public:
         int track = 0;
         uint16_t sequence = 0;  ///< of its first packet
         uint32_t time = 0;      ///< RTP timestamp of its place on the line
+        int64_t lineUs = 0;     ///< that place
         bool isLeadIn = false;
     };
 
@@ -49,7 +51,8 @@ public:
     bool HasChanged(const MediaUnit& unit) const;
 
     /// @param unixUs now, us since the epoch
-    /// @param mark   what the replay extension says besides "discontinuity", nothing = there is none
+    /// @param mark   what the replay extension says besides "discontinuity", nothing = there is
+    /// none
     /// @return nothing for a unit that does not travel
     std::optional<Packed> Pack(const MediaUnit& unit, int64_t unixUs,
                                std::optional<ReplayMark> mark = std::nullopt);
@@ -62,8 +65,11 @@ public:
 
     int64_t NewestMs() const { return line_.NewestMs(); }
 
-    // Packets of RTCP for the tracks of a set, whose bits are the tracks' numbers:
-    std::string Reports(unsigned tracks, int64_t unixUs) const;
+    int64_t NewestUs() const { return newestUs_; }
+
+    /// Sender reports for the tracks of a set, whose bits are their numbers, about a place on the
+    /// line: some players take the first report they see for the beginning of everything.
+    std::string Reports(unsigned tracks, int64_t lineUs) const;
     std::string Farewells(unsigned tracks, int64_t unixUs) const;
 
 private:
@@ -71,12 +77,12 @@ private:
     int64_t LineAt(int64_t unixUs) const;
 
     std::vector<std::unique_ptr<RtpTrack>> tracks_;
-    std::array<int, kMostTracks> byMedia_{-1, -1};  ///< numbers of pictures and sound, -1 = none
+    std::array<int, kMostTracks> byMedia_{-1, -1};   ///< numbers of pictures and sound, -1 = none
     std::array<int64_t, kMostTracks> reportedUs_{};  ///< when a track was last reported
     RtpLine line_;
-    int64_t newestUs_ = 0;    ///< of the line
+    int64_t newestUs_ = 0;  ///< of the line
     bool hasOffset_ = false;
-    int64_t offsetUs_ = 0;    ///< of the wall clock against the line
+    int64_t offsetUs_ = 0;  ///< of the wall clock against the line
 };
 
 }  // namespace vms

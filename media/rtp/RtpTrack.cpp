@@ -34,7 +34,7 @@ namespace {
 
 constexpr int64_t kSecond = 1'000'000;
 constexpr uint64_t kNtpEpoch = 2'208'988'800;  ///< s from 1900 to 1970
-constexpr int64_t kStrayMs = 100;              ///< as far may counted sound be from its units' times
+constexpr int64_t kStrayMs = 100;  ///< as far may counted sound be from its units' times
 constexpr size_t kHeaderSize = 12;
 constexpr size_t kExtensionSize = 16;
 constexpr size_t kReportSize = 44;

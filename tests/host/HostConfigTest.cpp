@@ -56,6 +56,28 @@ TEST(HostConfig, ReadsAllItDescribes) {
     EXPECT_EQ(config.http.bodyMegabytes, 16);
 }
 
+TEST(HostConfig, TlsIsOfFilesOrOfOurOwnMaking) {
+    const auto read = [](const std::string& tls) {
+        const vms::host::test::TemporaryFile file(R"({"state": "kept", "http": {"tls": )" + tls +
+                                                  R"(}, "modules": [{"name": "m"}]})");
+        return vms::host::ReadHostConfig(file.Path(), kDefaultLibrary);
+    };
+    const vms::host::HostConfig files = read(R"({"certificate": "/a/c.pem", "key": "k.pem"})");
+    EXPECT_EQ(files.http.tls->certificate, "/a/c.pem");
+    EXPECT_EQ(std::filesystem::path(files.http.tls->key).parent_path(),
+              std::filesystem::path(files.state).parent_path());
+    EXPECT_TRUE(read(R"("self-signed")").http.tls->IsSelfSigned());
+    const auto problem = [](const std::string& tls) {
+        return Problem(R"({"http": {"tls": )" + tls + R"(}, "modules": [{"name": "m"}]})");
+    };
+    EXPECT_THAT(problem(R"("self-signed")"), HasSubstr("\"state\", which is missing"));
+    EXPECT_THAT(problem(R"("on")"), HasSubstr("http.tls: expected an object or \"self-signed\""));
+    EXPECT_THAT(problem("true"), HasSubstr("http.tls: expected an object"));
+    EXPECT_THAT(problem(R"({"certificate": "c"})"), HasSubstr("\"key\" is missing"));
+    EXPECT_THAT(problem(R"({"certificate": "", "key": "k"})"), HasSubstr("http.tls.certificate"));
+    EXPECT_THAT(problem(R"({"certificate": "c", "key": "k", "ca": "x"})"), HasSubstr("no such"));
+}
+
 TEST(HostConfig, SaysWhereItIsWrongAndWhatWasExpected) {
     EXPECT_THAT(Problem(R"({"modules": [{"name": "two", "colour": "red"}]})"),
                 HasSubstr("modules[0].colour: no such member; known are name, library, config"));
@@ -91,6 +113,47 @@ TEST(HostConfig, NamesAndIdentifiersAreUnique) {
     EXPECT_THAT(Problem(R"({"modules": [{"name": "m", "devices": [{"id": "a"}]},
                                         {"name": "n", "devices": [{"id": "a"}]}]})"),
                 AllOf(HasSubstr("modules[1].devices[0].id"), HasSubstr("modules[0].devices[0]")));
+}
+
+TEST(HostConfig, SecretsMayStandElsewhere) {
+    const vms::host::test::TemporaryFile secret("from a file\r\nmore");
+    setenv("VMS_TEST_SECRET", "from the environment", 1);
+    const vms::host::test::TemporaryFile file(R"({
+        "http": {"token": {"file": ")" + secret.Path() +
+                                              R"("}},
+        "state": "kept",
+        "users": [{"name": "anna", "role": "operator", "password": {"env": "VMS_TEST_SECRET"}},
+                  {"name": "bert", "role": "viewer", "password": "here"}],
+        "modules": [{"name": "one"}]})");
+    const vms::host::HostConfig config = vms::host::ReadHostConfig(file.Path(), kDefaultLibrary);
+    EXPECT_EQ(config.http.token, "from a file");
+    ASSERT_EQ(config.users.size(), 2U);
+    EXPECT_EQ(config.users[0].password, "from the environment");
+    EXPECT_EQ(config.users[0].role, vms::host::Role::kOperator);
+    EXPECT_EQ(config.users[1].password, "here");
+    const auto folder = std::filesystem::path(file.Path()).parent_path();
+    EXPECT_EQ(config.state, (folder / "kept").string());
+    EXPECT_EQ(vms::host::ReadStateFolder(file.Path()), config.state);
+
+    unsetenv("VMS_TEST_SECRET");
+    EXPECT_THAT(Problem(R"({"http": {"token": {"env": "VMS_TEST_SECRET"}}, "modules": []})"),
+                HasSubstr("http.token: the environment variable VMS_TEST_SECRET is not set"));
+    EXPECT_THAT(Problem(R"({"http": {"token": {"file": "/dev/null"}}, "modules": []})"),
+                HasSubstr("holds no text"));
+    for (const char* wrong : {"5", "{}", R"({"file": 5})", R"({"file": "", "env": ""})",
+                              R"({"path": "x"})", R"({"file": "/nowhere/at all"})"})
+        EXPECT_NE(Problem(std::string(R"({"http": {"token": )") + wrong +
+                          R"(}, "modules": [{"name": "m"}]})"),
+                  "")
+            << wrong;
+    const auto user = [](const std::string& members) {
+        return Problem(R"({"users": [{"name": "a", "role": "admin", "password": "p"}, {)" +
+                       members + R"(}], "modules": [{"name": "m"}]})");
+    };
+    EXPECT_THAT(user(R"("name": "a", "role": "admin", "password": "p")"), HasSubstr("second user"));
+    EXPECT_THAT(user(R"("name": "b", "role": "root", "password": "p")"),
+                HasSubstr("users[1].role: must be viewer, operator or admin"));
+    EXPECT_THAT(user(R"("name": "b", "role": "admin")"), HasSubstr("needs a password"));
 }
 
 }  // namespace

@@ -32,8 +32,10 @@ std::filesystem::path ClipFolder::Make(const std::string& name, double seconds,
                                        const std::vector<std::string>& audio) const {
     const std::filesystem::path clip = path_ / name;
     const std::string length = std::to_string(seconds);
-    std::vector<std::string> command{"ffmpeg", "-nostdin", "-v", "error", "-y", "-f", "lavfi", "-i",
-                                     "testsrc2=rate=25:size=" + size + ":duration=" + length};
+    std::vector<std::string> command{
+        "ffmpeg", "-nostdin", "-v",
+        "error",  "-y",       "-f",
+        "lavfi",  "-i",       "testsrc2=rate=25:size=" + size + ":duration=" + length};
     if (!audio.empty())
         command.insert(command.end(), {"-f", "lavfi", "-i",
                                        "sine=frequency=440:sample_rate=16000:duration=" + length});
@@ -47,13 +49,15 @@ std::filesystem::path ClipFolder::Make(const std::string& name, double seconds,
 }
 
 std::vector<std::string> H264() {
-    return {"-c:v", "libx264", "-preset", "ultrafast", "-tune", "zerolatency", "-bf", "0",
-            "-g", "25", "-keyint_min", "25", "-sc_threshold", "0"};
+    return {"-c:v", "libx264", "-preset", "ultrafast",   "-tune", "zerolatency",   "-bf",
+            "0",    "-g",      "25",      "-keyint_min", "25",    "-sc_threshold", "0"};
 }
 
 std::vector<std::string> H265() {
-    return {"-c:v", "libx265", "-preset", "ultrafast", "-x265-params",
-            "log-level=error:keyint=25:min-keyint=25:scenecut=0:bframes=0:open-gop=0"};
+    return {
+        "-c:v",         "libx265",
+        "-preset",      "ultrafast",
+        "-x265-params", "log-level=error:keyint=25:min-keyint=25:scenecut=0:bframes=0:open-gop=0"};
 }
 
 std::vector<std::string> Aac() {

@@ -127,4 +127,19 @@ TEST_F(LiveMuxerTest, TelephoneSoundBecomesAacBesideH265) {
     }
 }
 
+TEST_F(LiveMuxerTest, AFileHasItsIndexAtItsEnd) {
+    for (const auto* units : {&h264_, &h265_}) {
+        LiveMuxer muxer(LiveContainer::kFile);
+        auto pieces = Mux(muxer, Transcoded(*units));
+        muxer.Finish(pieces);
+        const FoundMedia media = ReadBack(Received(muxer, pieces));
+        EXPECT_EQ(media.video, units == &h264_ ? "h264" : "hevc");
+        EXPECT_EQ(media.audio, "aac");
+        EXPECT_EQ(media.Times(true).size(), 75);
+        ExpectNoGaps(media.Times(true), 0.04, 0.001);
+        ExpectNoGaps(media.Times(false), units == &h264_ ? 0.064 : 0.128, 0.0001);
+        EXPECT_EQ(Complaints(), "");
+    }
+}
+
 }  // namespace

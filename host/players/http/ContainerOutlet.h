@@ -15,6 +15,9 @@ public:
     ContainerOutlet(Bursts& bursts, LiveContainer container)
         : ClientOutlet(bursts), muxer_(container) {}
 
+    /// Sound of that kind will come. Not while a unit is taken.
+    void Expect(const AacConfig& sound) { muxer_.Expect(sound); }
+
     /// Whether newcomers can begin to read. Not while a unit is taken.
     bool IsReady() const { return beginnings_ > 0; }
 

@@ -24,8 +24,10 @@ LiveContainer ContainerOf(const std::string& ending) {
 
 class HttpPlayers::Impl {
 public:
-    explicit Impl(PlayerContext& context)
-        : context_(context), snapshots_(std::make_shared<Snapshots>(context)) {
+    Impl(PlayerContext& context, const SpoolSettings& spool)
+        : context_(context),
+          snapshots_(std::make_shared<Snapshots>(context)),
+          downloads_(context, spool) {
         SilenceLibav();
         snapshots_->Start();
         sweeper_ = std::thread([this] { Run(); });
@@ -49,9 +51,8 @@ public:
         } else if (target->ending == "jpg") {
             Snapshot(request, *target, std::move(reply));
         } else {
-            const auto player =
-                std::make_shared<LivePlayer>(context_, request, std::move(reply), target->stream,
-                                             ContainerOf(target->ending));
+            const auto player = std::make_shared<LivePlayer>(
+                context_, request, std::move(reply), target->stream, ContainerOf(target->ending));
             Watch(live_, player);
             player->Start();
         }
@@ -67,14 +68,28 @@ public:
         } else if (!range) {
             reply->Send(HttpFailure(400, problem));
         } else {
-            const auto player =
-                std::make_shared<PlaybackPlayer>(context_, request, std::move(reply),
-                                                 target->stream, ContainerOf(target->ending),
-                                                 *range);
+            const auto player = std::make_shared<PlaybackPlayer>(
+                context_, request, std::move(reply), target->stream, ContainerOf(target->ending),
+                *range);
             Watch(playbacks_, player);
             player->Start();
         }
     }
+
+    void Download(const HttpRequest& request, std::shared_ptr<HttpReply> reply) {
+        HttpResponse failure;
+        const auto target = ReadMediaTarget(request, {"mp4"}, failure);
+        std::string problem;
+        const auto range = ReadMediaRange(request.query, problem);
+        if (!target)
+            reply->Send(std::move(failure));
+        else if (!range)
+            reply->Send(HttpFailure(400, problem));
+        else
+            downloads_.Answer(request, target->stream, *range, std::move(reply));
+    }
+
+    void Stop() { downloads_.Stop(); }
 
 private:
     template <class PlayerKind>
@@ -106,6 +121,7 @@ private:
             snapshots_->Sweep(now);
             Sweep(live_, now);
             Sweep(playbacks_, now);
+            downloads_.Sweep(now);
             lock.Lock();
         }
     }
@@ -125,17 +141,23 @@ private:
 
     PlayerContext& context_;
     const std::shared_ptr<Snapshots> snapshots_;
+    Downloads downloads_;
     Mutex mutex_;
     CondVar stop_;
     bool stopping_ VMS_GUARDED_BY(mutex_) = false;
-    Waiting<LivePlayer> live_ VMS_GUARDED_BY(mutex_);          ///< for a picture
+    Waiting<LivePlayer> live_ VMS_GUARDED_BY(mutex_);           ///< for a picture
     Waiting<PlaybackPlayer> playbacks_ VMS_GUARDED_BY(mutex_);  ///< the same
     std::thread sweeper_;
 };
 
-HttpPlayers::HttpPlayers(PlayerContext& context) : impl_(std::make_unique<Impl>(context)) {}
+HttpPlayers::HttpPlayers(PlayerContext& context, const SpoolSettings& spool)
+    : impl_(std::make_unique<Impl>(context, spool)) {}
 
 HttpPlayers::~HttpPlayers() = default;
+
+void HttpPlayers::Stop() {
+    impl_->Stop();
+}
 
 void HttpPlayers::AddTo(HttpRouter& router) {
     router.Add("GET", "/live/",
@@ -145,6 +167,10 @@ void HttpPlayers::AddTo(HttpRouter& router) {
     router.Add("GET", "/play/",
                [&impl = *impl_](const HttpRequest& request, std::shared_ptr<HttpReply> reply) {
                    impl.Play(request, std::move(reply));
+               });
+    router.Add("GET", "/download/",
+               [&impl = *impl_](const HttpRequest& request, std::shared_ptr<HttpReply> reply) {
+                   impl.Download(request, std::move(reply));
                });
 }
 

@@ -14,8 +14,8 @@ void KeyPictureOutlet::Want(const std::shared_ptr<KeyPictureWaiter>& waiter) {
 
 bool KeyPictureOutlet::Withdraw(const KeyPictureWaiter& waiter) {
     MutexLock lock(mutex_);
-    return std::erase_if(waiting_,
-                         [&](const auto& waiting) { return waiting.get() == &waiter; }) > 0;
+    return std::erase_if(waiting_, [&](const auto& waiting) { return waiting.get() == &waiter; }) >
+           0;
 }
 
 void KeyPictureOutlet::Take(const MediaUnit& unit) {

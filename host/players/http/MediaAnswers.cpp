@@ -4,8 +4,7 @@ namespace vms::host {
 
 HttpResponse MediaHead(LiveContainer container) {
     HttpResponse head;
-    head.contentType =
-        container == LiveContainer::kTransportStream ? "video/mp2t" : "video/mp4";
+    head.contentType = container == LiveContainer::kTransportStream ? "video/mp2t" : "video/mp4";
     head.headers = {{"Cache-Control", "no-store"}, {"X-Content-Type-Options", "nosniff"}};
     return head;
 }

@@ -17,8 +17,8 @@ void MediaOutlet::Admit(const std::shared_ptr<Newcomer>& newcomer) {
 
 bool MediaOutlet::Withdraw(const Newcomer& newcomer) {
     MutexLock lock(mutex_);
-    const size_t taken = std::erase_if(
-        waiting_, [&](const auto& waiting) { return waiting.get() == &newcomer; });
+    const size_t taken =
+        std::erase_if(waiting_, [&](const auto& waiting) { return waiting.get() == &newcomer; });
     DropUnwatched();
     return taken > 0;
 }
@@ -36,13 +36,26 @@ void MediaOutlet::Take(const MediaUnit& unit) {
     MutexLock lock(mutex_);
     ++takenUnits_;
     units_.clear();
-    if (SoundTranscoder::Takes(unit))
+    if (SoundTranscoder::Takes(unit)) {
+        Expect(transcoder_.ConfigFor(unit));
         transcoder_.Take(unit, units_);
-    else
+    } else {
         units_.push_back(unit);
+    }
     for (const MediaUnit& one : units_)
         Spread(one);
     units_.clear();  // lets go of their bytes
+}
+
+/// Sound takes a while to become AAC: who waits for its kind need not wait for that.
+void MediaOutlet::Expect(const std::optional<AacConfig>& sound) {
+    if (!sound || sound == expected_)
+        return;
+    expected_ = sound;
+    for (const auto& container : containers_) {
+        if (container != nullptr)
+            container->Expect(*sound);
+    }
 }
 
 void MediaOutlet::Spread(const MediaUnit& unit) {
@@ -63,6 +76,8 @@ ContainerOutlet& MediaOutlet::Open(LiveContainer container) {
     auto& outlet = containers_.at(static_cast<size_t>(container));
     if (outlet == nullptr) {
         outlet = std::make_unique<ContainerOutlet>(bursts_, container);
+        if (expected_)
+            outlet->Expect(*expected_);
         for (const MediaUnit& unit : group_.Items())
             outlet->Take(unit);
     }
@@ -87,17 +102,15 @@ bool MediaOutlet::Settle(Newcomer& newcomer) {
 }
 
 void MediaOutlet::SettleWaiting() {
-    std::erase_if(waiting_, [this](const auto& newcomer) VMS_REQUIRES(mutex_) {
-        return Settle(*newcomer);
-    });
+    std::erase_if(waiting_,
+                  [this](const auto& newcomer) VMS_REQUIRES(mutex_) { return Settle(*newcomer); });
 }
 
 void MediaOutlet::DropUnwatched() {
     for (size_t i = 0; i < kContainers; ++i) {
         const bool isAwaited = std::any_of(
-            waiting_.begin(), waiting_.end(), [i](const auto& newcomer) {
-                return static_cast<size_t>(newcomer->Container()) == i;
-            });
+            waiting_.begin(), waiting_.end(),
+            [i](const auto& newcomer) { return static_cast<size_t>(newcomer->Container()) == i; });
         auto& container = containers_.at(i);
         if (container != nullptr && !isAwaited && container->Counts().clients == 0)
             container = nullptr;

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -62,6 +63,7 @@ public:
 private:
     static constexpr size_t kContainers = 2;
 
+    void Expect(const std::optional<AacConfig>& sound) VMS_REQUIRES(mutex_);
     void Spread(const MediaUnit& unit) VMS_REQUIRES(mutex_);
     ContainerOutlet& Open(LiveContainer container) VMS_REQUIRES(mutex_);
     bool Settle(Newcomer& newcomer) VMS_REQUIRES(mutex_);
@@ -71,7 +73,9 @@ private:
     Bursts& bursts_;
     mutable Mutex mutex_;
     SoundTranscoder transcoder_ VMS_GUARDED_BY(mutex_);
-    std::vector<MediaUnit> units_ VMS_GUARDED_BY(mutex_);  ///< that one has become; keeps its memory
+    std::optional<AacConfig> expected_ VMS_GUARDED_BY(mutex_);  ///< of the transcoder
+    std::vector<MediaUnit> units_
+        VMS_GUARDED_BY(mutex_);  ///< that one has become; keeps its memory
     GopCache<MediaUnit> group_ VMS_GUARDED_BY(mutex_);
     MediaCodec pictures_ VMS_GUARDED_BY(mutex_) = MediaCodec::kUnknown;
     /// By LiveContainer; null = nobody watches it.

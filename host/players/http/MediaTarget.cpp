@@ -70,8 +70,8 @@ std::optional<MediaTarget> ReadMediaTarget(const HttpRequest& request,
         failure = HttpFailure(404, "there is no such device");
         return std::nullopt;
     }
-    const std::string problem = ReadStreamAddress(
-        device, name.substr(0, dot), Value(request.query, "stream"), target.stream);
+    const std::string problem = ReadStreamAddress(device, name.substr(0, dot),
+                                                  Value(request.query, "stream"), target.stream);
     if (!problem.empty()) {
         failure = HttpFailure(400, problem);
         return std::nullopt;

@@ -94,6 +94,8 @@ void PlaybackPlayer::Mux(const MediaUnit& unit) {
         muxer_.Take(unit, made_);
         return;
     }
+    if (const auto config = transcoder_.ConfigFor(unit))
+        muxer_.Expect(*config);
     std::vector<MediaUnit> frames;
     transcoder_.Take(unit, frames);
     for (const MediaUnit& frame : frames)
@@ -132,6 +134,10 @@ void PlaybackPlayer::End(bool isWhole, const std::string& /*reason*/) {
         MutexLock lock(mutex_);
         if (state_ > State::kPlaying)
             return;
+        std::vector<MediaUnit> frames;
+        transcoder_.Finish(frames);
+        for (const MediaUnit& frame : frames)
+            muxer_.Take(frame, made_);
         muxer_.Finish(made_);
         Keep();
         if (state_ <= State::kPlaying)

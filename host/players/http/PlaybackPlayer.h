@@ -33,8 +33,8 @@ public:
 
     /// @param context must outlive this object
     PlaybackPlayer(PlayerContext& context, const HttpRequest& request,
-                   std::shared_ptr<HttpReply> reply, StreamAddress address,
-                   LiveContainer container, const MediaRange& range);
+                   std::shared_ptr<HttpReply> reply, StreamAddress address, LiveContainer container,
+                   const MediaRange& range);
 
     /// Asks for the recording; everything else follows.
     void Start();
@@ -59,10 +59,10 @@ private:
     class Body;
 
     enum class State {
-        kAsking,   ///< nothing has been answered
+        kAsking,  ///< nothing has been answered
         kPlaying,
-        kEnded,    ///< what waits is the rest
-        kBroken,   ///< the same, but it is not whole
+        kEnded,   ///< what waits is the rest
+        kBroken,  ///< the same, but it is not whole
         kOver,
     };
 

@@ -98,13 +98,13 @@ void Snapshots::Answer(const StreamAddress& address, int width, std::shared_ptr<
         MutexLock lock(mutex_);
         waiting_.push_back(request);
     }
-    context_.live.Open(address, [request](std::shared_ptr<LiveShare> share,
-                                          const SourceProblem& problem) {
-        if (share == nullptr)
-            request->Refuse(problem);
-        else
-            request->Opened(std::move(share));
-    });
+    context_.live.Open(address,
+                       [request](std::shared_ptr<LiveShare> share, const SourceProblem& problem) {
+                           if (share == nullptr)
+                               request->Refuse(problem);
+                           else
+                               request->Opened(std::move(share));
+                       });
 }
 
 /// Under the relay's lock.

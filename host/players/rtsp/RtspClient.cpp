@@ -48,11 +48,9 @@ std::function<void()> RtspClient::Event(Function function) {
 
 void RtspClient::Start() {
     auto entry = HttpPlaces::Entry::kTurnedAway;
-    auto place = places_->Enter(
-        [&context = io_.Context(), close = Event(&RtspClient::Close)] {
-            asio::post(context, close);
-        },
-        entry);
+    auto place = places_->Enter([&context = io_.Context(),
+                                 close = Event(&RtspClient::Close)] { asio::post(context, close); },
+                                entry);
     if (place == nullptr) {
         isOver_ = true;
         wire_->Close();
@@ -74,12 +72,12 @@ void RtspClient::Start() {
 /// The place is taken as long as anybody shares the connection.
 void RtspClient::TakePlace(std::shared_ptr<HttpPlaces::Place> place) {
     place_ = place;
-    connection_ = std::shared_ptr<Connection>(
-        new Connection(std::move(wire_), io_, shared_->settings.send),
-        [kept = std::move(place)](Connection* connection) mutable {
-            delete connection;
-            kept = nullptr;
-        });
+    connection_ =
+        std::shared_ptr<Connection>(new Connection(std::move(wire_), io_, shared_->settings.send),
+                                    [kept = std::move(place)](Connection* connection) mutable {
+                                        delete connection;
+                                        kept = nullptr;
+                                    });
     connection_->SetEvents(Event(&RtspClient::OnTooSlow), Event(&RtspClient::OnAllSent),
                            [finish = Event(&RtspClient::Finish)](const std::string&) { finish(); });
 }

@@ -65,13 +65,13 @@ private:
     std::array<char, 4096> room_{};  ///< where the wire puts what comes
     std::string input_;              ///< what has come and not been taken
     RtspRequestReader reader_;
-    RtspRequest request_;       ///< under way
-    bool isBusy_ = false;       ///< a request is under way
+    RtspRequest request_;  ///< under way
+    bool isBusy_ = false;  ///< a request is under way
     bool isReading_ = false;
-    bool isEnding_ = false;     ///< what waits is still sent
+    bool isEnding_ = false;  ///< what waits is still sent
     bool isOver_ = false;
-    Clock::time_point heard_;       ///< when something whole last came
-    Clock::time_point halfSince_;   ///< when what is in the input began to wait for its rest
+    Clock::time_point heard_;      ///< when something whole last came
+    Clock::time_point halfSince_;  ///< when what is in the input began to wait for its rest
     bool isHalf_ = false;
     Clock::time_point endingSince_;
     uint64_t sentBytes_ = 0;        ///< when last looked at

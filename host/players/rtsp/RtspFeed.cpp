@@ -55,7 +55,8 @@ void RtspFeed::Tick() {
     if (state_ == State::kProbing && probe_.Settle())
         Describe();
     // There was nothing where it was sought.
-    if (state_ == State::kFlowing && isEnded_ && seek_ && Clock::now() - seek_->since >= kEndPatience) {
+    if (state_ == State::kFlowing && isEnded_ && seek_ &&
+        Clock::now() - seek_->since >= kEndPatience) {
         seek_.reset();
         SayFarewell();
     }
@@ -128,8 +129,8 @@ int RtspFeed::Play(const RtspPlayOrder& order, const RtspSource::AnswerText& ans
     if (std::exchange(isPaused_, false))
         playback_->Resume();
     isFresh_ = false;
-    RtspPlayResult result{RtspRangeText(range.isClock, base + asked, base + DurationMs()),
-                          order.speed, {}};
+    RtspPlayResult result{
+        RtspRangeText(range.isClock, base + asked, base + DurationMs()), order.speed, {}};
     for (size_t i = 0; i < stream_->Tracks(); ++i)
         result.starts.push_back(stream_->NextOf(i));
     order.player->Answer(answer(result));

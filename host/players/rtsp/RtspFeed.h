@@ -39,8 +39,7 @@ public:
     std::vector<std::string> Descriptions() const VMS_EXCLUDES(mutex_);
     uint32_t TrackSource(size_t track) const VMS_EXCLUDES(mutex_);
 
-    int Play(const RtspPlayOrder& order, const RtspSource::AnswerText& answer)
-        VMS_EXCLUDES(mutex_);
+    int Play(const RtspPlayOrder& order, const RtspSource::AnswerText& answer) VMS_EXCLUDES(mutex_);
     void Pause() VMS_EXCLUDES(mutex_);
 
     // As the source has it:

@@ -21,17 +21,16 @@ public:
                 return;
             share_ = share;
         }
-        share->Stream().WithOutlet(
-            RtspOutlet::kKind, Maker(), [this, &ready](Outlet& outlet) {
-                auto& rtsp = static_cast<RtspOutlet&>(outlet);
-                MutexLock lock(mutex_);
-                if (isOver_)
-                    return;
-                outlet_ = rtsp.shared_from_this();
-                rtsp.Attach(this, [ready](const std::string& wrong) {
-                    ready(wrong.empty() ? 200 : 415, wrong);
-                });
+        share->Stream().WithOutlet(RtspOutlet::kKind, Maker(), [this, &ready](Outlet& outlet) {
+            auto& rtsp = static_cast<RtspOutlet&>(outlet);
+            MutexLock lock(mutex_);
+            if (isOver_)
+                return;
+            outlet_ = rtsp.shared_from_this();
+            rtsp.Attach(this, [ready](const std::string& wrong) {
+                ready(wrong.empty() ? 200 : 415, wrong);
             });
+        });
     }
 
     std::shared_ptr<RtspOutlet> Way() const VMS_EXCLUDES(mutex_) {
@@ -69,20 +68,18 @@ private:
 };
 
 RtspLive::RtspLive(StreamAddress address, PlayerContext& context)
-    : address_(std::move(address)),
-      context_(context),
-      link_(std::make_shared<Link>(context)) {}
+    : address_(std::move(address)), context_(context), link_(std::make_shared<Link>(context)) {}
 
 RtspLive::~RtspLive() {
     link_->End();
 }
 
 void RtspLive::Open(Ready ready) {
-    context_.live.Open(address_, [link = link_, ready = std::move(ready)](
-                                     const std::shared_ptr<LiveShare>& share,
-                                     const SourceProblem& problem) {
-        link->OnShare(share, problem, ready);
-    });
+    context_.live.Open(
+        address_, [link = link_, ready = std::move(ready)](const std::shared_ptr<LiveShare>& share,
+                                                           const SourceProblem& problem) {
+            link->OnShare(share, problem, ready);
+        });
 }
 
 void RtspLive::Tick() {

@@ -92,8 +92,11 @@ void RtspOutlet::Join(const void* who, const std::shared_ptr<RtspPlayer>& player
     member->player = player;
     member->tracks = tracks;
     const std::vector<Item> items = PreludeOf(*member);
+    int64_t begin = stream_->NewestUs();
+    for (const Item& item : items)
+        begin = std::min(begin, item.lineUs);
     std::vector<Chunk> prelude;
-    prelude.push_back(ControlChunk(stream_->Reports(tracks, UnixUs())));
+    prelude.push_back(ControlChunk(stream_->Reports(tracks, begin)));
     for (const Item& item : items)
         prelude.push_back(item.chunk);
     player->Answer(answer(StartsOf(items)));
@@ -162,8 +165,11 @@ void RtspOutlet::Pass(const MediaUnit& unit) {
     std::optional<RtpStream::Packed> packed = stream_->Pack(unit, UnixUs());
     if (!packed)
         return;
-    const Item item{ChunkOf(std::move(packed->packets), unit), static_cast<size_t>(packed->track),
-                    {packed->sequence, packed->time}, takenUnits_};
+    const Item item{ChunkOf(std::move(packed->packets), unit),
+                    static_cast<size_t>(packed->track),
+                    {packed->sequence, packed->time},
+                    packed->lineUs,
+                    takenUnits_};
     group_.Add(item, item.chunk.kind, item.chunk.timestampMs, item.chunk.Size(),
                std::chrono::steady_clock::now());
     Send(item);

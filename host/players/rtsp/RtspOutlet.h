@@ -68,11 +68,12 @@ private:
         Chunk chunk;
         size_t track = 0;
         RtpStream::Start start;
+        int64_t lineUs = 0;
         uint64_t number = 0;
     };
     struct Member {
         const void* who;
-        Ready ready;  ///< null once told
+        Ready ready;                         ///< null once told
         std::shared_ptr<RtspPlayer> player;  ///< null = does not watch
         unsigned tracks = 0;
         uint64_t leftAfter = 0;  ///< number of the last unit before it left, 0 = none

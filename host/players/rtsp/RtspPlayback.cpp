@@ -11,11 +11,11 @@ RtspPlayback::~RtspPlayback() {
 
 void RtspPlayback::Open(Ready ready) {
     feed_ = std::make_shared<RtspFeed>(request_, std::move(ready), context_.log);
-    context_.playbacks.Open(request_, feed_,
-                            [feed = feed_](std::shared_ptr<Playback> playback,
-                                           const SourceProblem& problem) {
-                                feed->OnOpen(std::move(playback), problem);
-                            });
+    context_.playbacks.Open(
+        request_, feed_,
+        [feed = feed_](std::shared_ptr<Playback> playback, const SourceProblem& problem) {
+            feed->OnOpen(std::move(playback), problem);
+        });
 }
 
 std::string RtspPlayback::RangeText() const {

@@ -17,8 +17,8 @@ constexpr int kSlowest = -4;
 /// All of the text, 0 or more.
 std::optional<double> ReadNumber(std::string_view text) {
     double number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number,
-                                              std::chars_format::fixed);
+    const auto [end, error] =
+        std::from_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed);
     if (error != std::errc() || end != text.data() + text.size() || !(number >= 0) ||
         number > kMostSeconds)
         return std::nullopt;
@@ -50,8 +50,8 @@ std::optional<int64_t> ReadClockTime(std::string_view text) {
     if (point == text.npos)
         return *seconds * 1000;
     const size_t end = std::min(text.find_first_not_of("0123456789", point + 1), text.size());
-    const auto fraction =
-        ReadNumber("0" + std::string(text.substr(point, end - point)) + (end == point + 1 ? "0" : ""));
+    const auto fraction = ReadNumber("0" + std::string(text.substr(point, end - point)) +
+                                     (end == point + 1 ? "0" : ""));
     return fraction ? std::optional(*seconds * 1000 + std::llround(*fraction * 1000))
                     : std::nullopt;
 }

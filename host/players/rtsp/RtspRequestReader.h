@@ -8,8 +8,8 @@
 
 namespace vms::host {
 
-/// Takes what a player sends apart: requests (RFC 2326, 6) and, in between, packets of RTCP (10.12).
-/// What is no such thing ends the reading. Not thread-safe.
+/// Takes what a player sends apart: requests (RFC 2326, 6) and, in between, packets of RTCP
+/// (10.12). What is no such thing ends the reading. Not thread-safe.
 class RtspRequestReader {
 public:
     static constexpr size_t kLongestHead = size_t{16} << 10;

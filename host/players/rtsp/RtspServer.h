@@ -13,9 +13,9 @@
 namespace vms::host {
 
 struct RtspSettings {
-    size_t connections = 4096;              ///< at most
-    size_t udpPlayers = 1024;               ///< of them over UDP, each with two ports for a track
-    std::chrono::milliseconds idle{30'000};     ///< longest time without a session
+    size_t connections = 4096;               ///< at most
+    size_t udpPlayers = 1024;                ///< of them over UDP, each with two ports for a track
+    std::chrono::milliseconds idle{30'000};  ///< longest time without a session
     std::chrono::milliseconds request{10'000};  ///< from its first byte to its last
     std::chrono::milliseconds session{60'000};  ///< longest time in which a player neither asks nor
                                                 ///< reports, nor takes anything over TCP

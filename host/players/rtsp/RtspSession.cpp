@@ -127,7 +127,8 @@ std::unique_ptr<RtspSource> RtspSession::MakeSource(const RtspTarget& target) co
         return std::make_unique<RtspLive>(target.stream, shared_.context);
     const StreamAddress& stream = target.stream;
     return std::make_unique<RtspPlayback>(
-        PlaybackRequest{stream.device, stream.channel, stream.stream, target.from, target.to, false},
+        PlaybackRequest{stream.device, stream.channel, stream.stream, target.from, target.to,
+                        false},
         shared_.context);
 }
 
@@ -178,18 +179,18 @@ void RtspSession::Describe(const RtspRequest& request, Done done) {
     } else if (IsOpen() && !target.SameStream(target_)) {
         done(Failure(455));
     } else {
-        Prepare(target, [this, request, done = std::move(done)](int opened,
-                                                                const std::string& problem) {
-            done(opened == 200 ? Description(request) : Failure(opened, problem));
-        });
+        Prepare(target,
+                [this, request, done = std::move(done)](int opened, const std::string& problem) {
+                    done(opened == 200 ? Description(request) : Failure(opened, problem));
+                });
     }
 }
 
 RtspAnswer RtspSession::Description(const RtspRequest& request) const {
-    std::string sdp = "v=0\r\no=- 1 1 IN IP4 0.0.0.0\r\ns=" +
-                      std::string(target_.isLive ? "Live" : "Recording") +
-                      "\r\nc=IN IP4 0.0.0.0\r\nt=0 0\r\na=control:" + request.uri +
-                      "\r\na=range:" + source_->RangeText() + "\r\n";
+    std::string sdp =
+        "v=0\r\no=- 1 1 IN IP4 0.0.0.0\r\ns=" + std::string(target_.isLive ? "Live" : "Recording") +
+        "\r\nc=IN IP4 0.0.0.0\r\nt=0 0\r\na=control:" + request.uri +
+        "\r\na=range:" + source_->RangeText() + "\r\n";
     size_t track = 0;
     for (const std::string& description : source_->Descriptions())
         sdp += description + "a=control:" + RtspTrackUri(request.uri, track++) + "\r\n";
@@ -299,7 +300,10 @@ bool RtspSession::StartPlayer(const RtspTransport& transport) {
 RtspAnswer RtspSession::Play(const RtspRequest& request, bool& isSent) {
     if (!IsOpen() || IsOther(request))
         return Failure(454);
-    RtspPlayOrder order{player_, tracks_, {}, ReadRtspScale(request.Header("Scale")),
+    RtspPlayOrder order{player_,
+                        tracks_,
+                        {},
+                        ReadRtspScale(request.Header("Scale")),
                         LowByte(request.Header("CSeq"))};
     const std::string_view header = request.Header("Range");
     const auto range = ReadRtspRange(header);

@@ -100,10 +100,7 @@ std::string RtspTrackUri(std::string_view uri, size_t track) {
     const size_t mark = std::min(uri.find('?'), uri.size());
     std::string_view path = WithoutSlash(uri.substr(0, mark));
     TakeTrack(path);
-    return std::string(path)
-        .append(kTrack)
-        .append(std::to_string(track))
-        .append(uri.substr(mark));
+    return std::string(path).append(kTrack).append(std::to_string(track)).append(uri.substr(mark));
 }
 
 }  // namespace vms::host

@@ -15,10 +15,10 @@ namespace vms::host {
 struct RtspTarget {
     bool isLive = true;
     StreamAddress stream;
-    int32_t from = 0;  ///< of a recording, s since the epoch
-    int32_t to = 0;    ///< the same
+    int32_t from = 0;     ///< of a recording, s since the epoch
+    int32_t to = 0;       ///< the same
     bool hasEnd = false;  ///< the address says where it ends, else that is now
-    int track = -1;    ///< -1 = all
+    int track = -1;       ///< -1 = all
 
     /// Whether both name the same stream, whatever the track.
     bool SameStream(const RtspTarget& other) const;

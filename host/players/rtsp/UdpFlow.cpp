@@ -27,8 +27,7 @@ bool IsReport(const char* bytes, size_t size) {
 
 }  // namespace
 
-UdpFlow::UdpFlow(IoThread& io, const SendLimits& limits,
-                 std::function<void(bool, const char*)> end)
+UdpFlow::UdpFlow(IoThread& io, const SendLimits& limits, std::function<void(bool, const char*)> end)
     : io_(io),
       limits_(limits),
       end_(std::move(end)),

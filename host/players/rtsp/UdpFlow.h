@@ -60,8 +60,7 @@ public:
 
 private:
     void Listen(size_t track);
-    void OnReport(size_t track, boost::system::error_code error, size_t size)
-        VMS_EXCLUDES(mutex_);
+    void OnReport(size_t track, boost::system::error_code error, size_t size) VMS_EXCLUDES(mutex_);
     void Flush() VMS_REQUIRES(mutex_);
     bool SendSome(SendQueue::Frame& frame) VMS_REQUIRES(mutex_);
     bool SendPackets(SendQueue::Frame& frame, int descriptor, size_t count, bool isControl)

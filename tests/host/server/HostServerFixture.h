@@ -42,6 +42,8 @@ protected:
         server_ = std::make_unique<HostServer>(Anywhere(), log_, limits, tls_);
         if (modules.empty())
             modules.push_back(&module_);
+        if (gate_)
+            server_->SetGate(gate_);
         server_->Attach(std::move(modules), devices_);
         server_->Start(To(
             [](const HttpRequest&, const std::shared_ptr<HttpReply>& reply) { reply->Send({}); }));
@@ -109,6 +111,7 @@ protected:
 
     std::shared_ptr<TlsContext> tls_;  ///< null = plain
     LogSink log_{"test", LogPrinting::kNothing};
+    HttpGate gate_;  ///< none = everybody is an admin
     FakeStreamModule module_;
     BusClient bus_;
     DeviceModules devices_{bus_,
