@@ -7,6 +7,7 @@
 #include "host/api/DeviceInfo.h"
 #include "host/api/DeviceText.h"
 #include "host/text/JsonText.h"
+#include "host/text/PercentText.h"
 #include "platform/Json.h"
 
 namespace vms::host {
@@ -239,7 +240,7 @@ void DeviceApi::Answer(const DeviceLists& devices, EventLog* events, const Chang
     HttpResponse response = device ? JsonAnswer(DeviceText(*device)) : EmptyAnswer();
     response.status = status;
     if (status == 201)
-        response.headers["Location"] = "/api/devices/" + PathSegment(id);
+        response.headers["Location"] = "/api/devices/" + PercentEncode(id);
     if (status == 204)
         response.body.clear();
     reply.Send(std::move(response));

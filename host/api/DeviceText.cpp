@@ -1,6 +1,5 @@
 #include "host/api/DeviceText.h"
 
-#include <cstdio>
 #include <filesystem>
 
 #include "host/api/ApiError.h"
@@ -42,20 +41,6 @@ std::string KindOfLibrary(const std::string& library) {
     if (name.rfind(kFamily, 0) == 0)
         return name.substr(kFamily.size());
     return name == "libdeviceaccess" ? "onvif" : name;
-}
-
-std::string PathSegment(const std::string& text) {
-    std::string segment;
-    for (const char letter : text) {
-        const auto byte = static_cast<unsigned char>(letter);
-        const bool isPlain = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
-                             (byte >= '0' && byte <= '9') || byte == '-' || byte == '_' ||
-                             byte == '.' || byte == '~';
-        char encoded[4];
-        std::snprintf(encoded, sizeof encoded, "%%%02X", byte);
-        segment += isPlain ? std::string(1, letter) : encoded;
-    }
-    return segment;
 }
 
 }  // namespace vms::host

@@ -20,7 +20,4 @@ std::string DescriptionProblem(const Json::Value& description);
 /// of libdeviceaccess.so; else the file's name.
 std::string KindOfLibrary(const std::string& library);
 
-/// Percent-encoded as one segment of a path.
-std::string PathSegment(const std::string& text);
-
 }  // namespace vms::host

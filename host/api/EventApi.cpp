@@ -6,6 +6,7 @@
 
 #include "host/api/ApiError.h"
 #include "host/api/ApiFields.h"
+#include "host/text/TerminalText.h"
 
 namespace vms::host {
 namespace {
@@ -13,6 +14,7 @@ namespace {
 constexpr int kPage = 100;
 constexpr int kMostPerPage = 1000;
 constexpr size_t kMostNames = 64;  ///< in a filter
+constexpr size_t kMostFaces = 16;  ///< channels of one client
 constexpr int64_t kMs = 1000;
 
 int64_t EventNumber(const std::string& text) {
@@ -23,15 +25,19 @@ int64_t EventNumber(const std::string& text) {
     return number;
 }
 
-/// "a,b,c"
-std::set<std::string> Names(const ApiFields& query, const char* name) {
-    const std::string list = query.TextOr(name, "");
-    std::set<std::string> names;
+/// Of "a,b,c".
+std::set<std::string> Split(const std::string& list) {
+    std::set<std::string> parts;
     for (size_t at = 0; at < list.size();) {
         const size_t end = std::min(list.find(',', at), list.size());
-        names.insert(list.substr(at, end - at));
+        parts.insert(list.substr(at, end - at));
         at = end + 1;
     }
+    return parts;
+}
+
+std::set<std::string> Names(const ApiFields& query, const char* name) {
+    std::set<std::string> names = Split(query.TextOr(name, ""));
     if (names.size() > kMostNames)
         query.Fail(name, "names too many");
     return names;
@@ -60,8 +66,31 @@ void EventApi::Watch(const HttpRequest& request, const std::shared_ptr<HttpReply
     EventFilter filter{Names(query, "types"), Names(query, "devices")};
     // Whoever has seen what is not there yet has seen it of another log.
     after = std::min(after, newest);
-    if (!streams_.Add(reply, request.peerAddress, after, std::move(filter)))
+    auto faces = WatchFaces(query.TextOr("faces", ""));
+    if (!streams_.Add(reply, request.peerAddress, after, std::move(filter), std::move(faces)))
         throw ApiError(503, "too many watch the events");
+}
+
+/// @param channels "DEVICE/CHANNEL,DEVICE/CHANNEL", each device percent-encoded
+std::vector<std::shared_ptr<void>> EventApi::WatchFaces(const std::string& channels) const {
+    std::vector<std::shared_ptr<void>> watches;
+    const std::set<std::string> wanted = Split(channels);
+    if (wanted.size() > kMostFaces)
+        throw ApiError(400, "\"faces\": names too many channels");
+    for (const std::string& one : wanted) {
+        const size_t slash = std::min(one.find('/'), one.size());
+        StreamAddress address;
+        const std::string problem =
+            ReadStreamAddress(PercentDecoded(one.substr(0, slash)),
+                              one.substr(std::min(slash + 1, one.size())), "", address);
+        if (!problem.empty())
+            throw ApiError(400, "\"faces\": " + problem);
+        watches.push_back(faces_ == nullptr ? nullptr
+                                            : faces_->Watch(address.device, address.channel));
+        if (watches.back() == nullptr)
+            throw ApiError(503, "the faces of too many channels are watched");
+    }
+    return watches;
 }
 
 void EventApi::Find(const HttpRequest& request, HttpReply& reply) {

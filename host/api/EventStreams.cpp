@@ -26,6 +26,7 @@ struct Client {
     std::shared_ptr<Connection> connection;
     std::string address;
     EventFilter filter;
+    std::vector<std::shared_ptr<void>> holds;
     int64_t seen = 0;           ///< the last event that it has been sent, or that is not for it
     Clock::time_point heard{};  ///< when it was last sent something
 };
@@ -48,7 +49,7 @@ public:
     explicit Clients(const EventStreamLimits& limits) : limits_(limits) {}
 
     bool Add(const std::shared_ptr<HttpReply>& reply, const std::string& address, int64_t after,
-             EventFilter filter) VMS_EXCLUDES(mutex_) {
+             EventFilter filter, std::vector<std::shared_ptr<void>> holds) VMS_EXCLUDES(mutex_) {
         uint64_t number = 0;
         {
             MutexLock lock(mutex_);
@@ -59,8 +60,9 @@ public:
             clients_[number] = std::make_shared<Client>();  // keeps the place
             clients_[number]->address = address;
         }
-        auto client = std::make_shared<Client>(
-            Client{reply, Begin(*reply), address, std::move(filter), after, Clock::now()});
+        auto client =
+            std::make_shared<Client>(Client{reply, Begin(*reply), address, std::move(filter),
+                                            std::move(holds), after, Clock::now()});
         const bool isThere =
             client->connection != nullptr && Send(*client, kGreeting, client->heard);
         {
@@ -214,8 +216,9 @@ EventStreams::~EventStreams() {
 }
 
 bool EventStreams::Add(const std::shared_ptr<HttpReply>& reply, const std::string& address,
-                       int64_t after, EventFilter filter) {
-    return clients_->Add(reply, address, after, std::move(filter));
+                       int64_t after, EventFilter filter,
+                       std::vector<std::shared_ptr<void>> holds) {
+    return clients_->Add(reply, address, after, std::move(filter), std::move(holds));
 }
 
 size_t EventStreams::Count() const {

@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "host/http/HttpExchange.h"
 #include "host/status/EventLog.h"
@@ -44,8 +45,10 @@ public:
 
     /// Begins a stream. @param address of the client @param after the last event it has seen
     /// @return false = there are as many as may be, and nothing has been answered
+    /// @param holds kept as long as the client is there
     [[nodiscard]] bool Add(const std::shared_ptr<HttpReply>& reply, const std::string& address,
-                           int64_t after, EventFilter filter);
+                           int64_t after, EventFilter filter,
+                           std::vector<std::shared_ptr<void>> holds = {});
 
     size_t Count() const;
 

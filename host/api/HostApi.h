@@ -55,8 +55,13 @@ public:
         commands_.SetExpect(std::move(expect));
     }
 
-    /// Lets clients talk to devices; before AddTo. Both must outlive all talkers.
-    void SetTalk(PlayerContext& context, BodyBudget& budget) { talk_.emplace(context, budget); }
+    /// Lets clients talk to devices and see faces; before AddTo. Both must outlive this object and
+    /// all talkers.
+    void SetPlayers(PlayerContext& context, BodyBudget& budget) {
+        talk_.emplace(context, budget);
+        if (events_)
+            events_->SetPlayers(context);
+    }
 
     /// A player has come for the stream of that key. Any thread.
     void StreamWatched(const std::string& key) const { commands_.Watched(key); }

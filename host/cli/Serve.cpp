@@ -79,7 +79,7 @@ struct Service {
                       [this](const std::string& key) { api.StreamWatched(key); });
         HttpRouter router;
         api.SetExpect([&streams](const std::string& key) { streams.Expect(key); });
-        api.SetTalk(server.Context(), server.Budget());
+        api.SetPlayers(server.Context(), server.Budget());
         api.AddTo(router);
         access.AddTo(router);
         players = std::make_unique<HttpPlayers>(

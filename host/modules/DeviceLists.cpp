@@ -1,6 +1,5 @@
 #include "host/modules/DeviceLists.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "host/config/ConfigChanges.h"
@@ -184,15 +183,14 @@ DeviceLists::Work DeviceLists::FindWork() {
         requested_ = false;
         return [this] { ReloadNow(); };
     }
-    const auto next = std::find_if(waiting_.begin(), waiting_.end(), [this](const auto& edit) {
-        return busy_.count(edit->Module()) == 0;
-    });
-    if (next == waiting_.end())
-        return {};
-    const std::shared_ptr<DeviceEdit> edit = *next;
-    waiting_.erase(next);
-    busy_.insert(edit->Module());
-    return [this, edit] { edit->Begin(*this); };
+    for (auto next = waiting_.begin(); next != waiting_.end(); ++next) {
+        const std::shared_ptr<DeviceEdit> edit = *next;
+        if (!busy_.insert(edit->Module()).second)
+            continue;
+        waiting_.erase(next);
+        return [this, edit] { edit->Begin(*this); };
+    }
+    return {};
 }
 
 void DeviceLists::Ended(const DeviceEdit& edit) {

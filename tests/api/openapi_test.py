@@ -62,6 +62,7 @@ CALLS = [
     call("playTs", 200, CHANNEL, query=CLIP, streams=True), call("playTs", 400, CHANNEL),
     call("playMp4", 200, CHANNEL, query=CLIP, streams=True),
     call("download", 200, CHANNEL, query=CLIP), call("download", 400, CHANNEL),
+    call("download", 206, CHANNEL, query=CLIP, headers={"Range": "bytes=0-99"}),
     call("download", 416, CHANNEL, query=CLIP, headers={"Range": "bytes=999999999-"}),
     call("logIn", 200),
     call("whoAmI", 200, session=True), call("whoAmI", 401, headers={"Authorization": "Bearer wrong"}),
