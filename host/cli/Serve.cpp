@@ -3,12 +3,16 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 
 #include "host/api/HostApi.h"
 #include "host/cli/Commands.h"
 #include "host/modules/DeviceLists.h"
 #include "host/modules/ModuleTimer.h"
+#include "host/players/whep/WhepPlayers.h"
+#include "host/players/whep/WhepPlugin.h"
+#include "host/process/ExecutablePath.h"
 #include "host/process/ShutdownLimit.h"
 #include "host/process/StartWatch.h"
 #include "host/process/ThreadCheck.h"
@@ -39,6 +43,17 @@ void RaiseDescriptorLimit() {
     }
 }
 
+/// The library that speaks WebRTC lies beside the device-access library, where it is installed.
+WhepSettings WhepSettingsOf(const HostConfig& config) {
+    const auto folder = std::filesystem::path(DefaultLibraryPath()).parent_path();
+    return {.library = (folder / whep::kPluginFile).string(),
+            .players = static_cast<size_t>(config.whep.players),
+            .host = config.http.host,
+            .firstPort = config.whep.firstPort,
+            .lastPort = config.whep.lastPort,
+            .warmUp = config.whep.isNamed};
+}
+
 /// All that serves besides the modules; destroyed in reverse order while the modules still live,
 /// and once the server has let go of it.
 struct Service {
@@ -57,6 +72,8 @@ struct Service {
         api.SetExpect([&streams](const std::string& key) { streams.Expect(key); });
         api.SetFacts({.version = VMSHOST_VERSION});
         api.AddTo(router);
+        whep = std::make_unique<WhepPlayers>(server.Context(), WhepSettingsOf(config));
+        whep->AddTo(router);
         server.Start(std::move(router));
     }
 
@@ -69,6 +86,7 @@ struct Service {
     DeviceLists devices;
     DeviceModules modules;
     HostApi api;
+    std::unique_ptr<WhepPlayers> whep;
     ModuleTimer timer;
 };
 

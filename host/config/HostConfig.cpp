@@ -14,6 +14,7 @@ constexpr int kAnyLowest = std::numeric_limits<int>::min();
 constexpr int kAnyHighest = std::numeric_limits<int>::max();
 constexpr int kHighestPort = 65535;
 constexpr int kMostBodyMegabytes = 65536;
+constexpr int kMostWhepPlayers = 1000;
 
 /// One pass over a configuration file.
 class ConfigReading {
@@ -24,9 +25,11 @@ public:
     HostConfig Read() {
         const Json::Value document = ReadJsonFile(file_);
         const ConfigNode root(file_, document);
-        root.RequireKnown({"http", "modules"});
+        root.RequireKnown({"http", "whep", "modules"});
         if (root.Has("http"))
             ReadHttp(root.At("http"));
+        if (root.Has("whep"))
+            ReadWhep(root.At("whep"));
         if (!root.Has("modules"))
             root.Fail("the member \"modules\" is missing");
         for (const ConfigNode& module : root.At("modules").Elements())
@@ -46,6 +49,17 @@ private:
         http.token = node.TextOr("token", http.token);
         http.bodyMegabytes =
             node.IntegerOr("bodyMegabytes", http.bodyMegabytes, 1, kMostBodyMegabytes);
+    }
+
+    void ReadWhep(const ConfigNode& node) {
+        node.RequireKnown({"players", "firstPort", "lastPort"});
+        WhepConfig& whep = config_.whep;
+        whep.isNamed = true;
+        whep.players = node.IntegerOr("players", whep.players, 0, kMostWhepPlayers);
+        whep.firstPort = node.IntegerOr("firstPort", whep.firstPort, 0, kHighestPort);
+        whep.lastPort = node.IntegerOr("lastPort", whep.lastPort, 0, kHighestPort);
+        if (whep.firstPort > whep.lastPort || (whep.firstPort == 0) != (whep.lastPort == 0))
+            node.Fail("\"firstPort\" and \"lastPort\" must name a range");
     }
 
     void ReadModule(const ConfigNode& node) {

@@ -17,6 +17,14 @@ struct HttpConfig {
                              ///< are sending, all together
 };
 
+/// Players over WebRTC.
+struct WhepConfig {
+    int players = 10;     ///< 0..1000 at a time; 0 = none
+    int firstPort = 0;    ///< 0..65535; UDP ports to receive at, 0 = any
+    int lastPort = 0;     ///< the same
+    bool isNamed = false;  ///< the file has something to say of it
+};
+
 /// One module to run.
 struct ModuleConfig {
     std::string name;     ///< name on the bus, unique
@@ -28,13 +36,14 @@ struct ModuleConfig {
 
 struct HostConfig {
     HttpConfig http;
+    WhepConfig whep;
     std::vector<ModuleConfig> modules;  ///< at least one
 
     /// @return null when there is no module of that name
     const ModuleConfig* FindModule(const std::string& name) const;
 };
 
-/// Reads a configuration file: {"http": {...}, "modules": [{"name", "library", "config",
+/// Reads a configuration file: {"http": {...}, "whep": {...}, "modules": [{"name", "library", "config",
 /// "devices"}]}. Library paths are taken relative to the file.
 /// @param defaultLibrary for modules that name none
 /// @throws HostError naming file, place and what was expected
