@@ -66,8 +66,7 @@ bool WhepOutlet::Fits(const MediaUnit& unit) {
 }
 
 void WhepOutlet::SendLive(const MediaUnit& unit) {
-    const whep::Backlog waiting = session_->Waiting();
-    const SendVerdict verdict = policy_.Admit(unit.Kind(), waiting.bytes, waiting.units);
+    const SendVerdict verdict = policy_.Admit(unit.Kind(), session_->WaitingBytes(), 0);
     if (verdict == SendVerdict::kTooSlow)
         BreakOff("the player is too slow");
     else if (verdict == SendVerdict::kDropped)
@@ -96,9 +95,7 @@ OutletCounts WhepOutlet::Counts() const {
 SendCounts WhepOutlet::Sent() const {
     MutexLock lock(mutex_);
     SendCounts counts = counts_;
-    const whep::Backlog waiting = session_ == nullptr ? whep::Backlog{} : session_->Waiting();
-    counts.queuedUnits = waiting.units;
-    counts.queuedBytes = waiting.bytes;
+    counts.queuedBytes = session_ == nullptr ? 0 : session_->WaitingBytes();
     return counts;
 }
 

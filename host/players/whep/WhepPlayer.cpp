@@ -43,7 +43,7 @@ public:
         Tell([](WhepPlayer& player) { player.Rewind(); });
     }
     void Ended(const std::string& reason) noexcept override {
-        Tell([reason](WhepPlayer& player) { player.Fail(500, reason); });
+        Tell([reason](WhepPlayer& player) { player.Fail(503, reason); });
     }
 
 private:

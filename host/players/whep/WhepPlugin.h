@@ -35,12 +35,6 @@ struct SessionRequest {
     int lastPort = 0;                ///< the same
 };
 
-/// What waits within a session because the network has not taken it.
-struct Backlog {
-    size_t bytes = 0;
-    size_t units = 0;
-};
-
 /// Hears how a session goes; on any threads of the library's. Must not wait, nor throw. The session
 /// keeps it as long as it may call it.
 class SessionEvents {
@@ -75,7 +69,8 @@ public:
     ///               anywhere and goes on as time does
     virtual void Push(const MediaUnit& unit, int64_t timeMs) noexcept = 0;
 
-    virtual Backlog Waiting() const noexcept = 0;
+    /// What has been pushed and is not on its way yet. Bounds are the caller's business.
+    virtual size_t WaitingBytes() const noexcept = 0;
 
 protected:
     Session() = default;

@@ -12,9 +12,8 @@ namespace vms::whep {
 namespace {
 
 /// What pipelines are made of, beside the core.
-constexpr const char* kElements[] = {"appsrc",      "capssetter", "rtph264pay", "rtppcmapay",
-                                     "rtppcmupay",  "webrtcbin",  "nicesrc",    "nicesink",
-                                     "dtlssrtpenc", "srtpenc",    "rtpbin"};
+constexpr const char* kElements[] = {"appsrc",      "webrtcbin", "nicesrc", "nicesink",
+                                     "dtlssrtpenc", "srtpenc",   "rtpbin"};
 
 }  // namespace
 
@@ -39,7 +38,7 @@ public:
         }
     }
 
-    Backlog Waiting() const noexcept override { return peer_->Waiting(); }
+    size_t WaitingBytes() const noexcept override { return peer_->WaitingBytes(); }
 
 private:
     GstEngine& engine_;

@@ -84,7 +84,7 @@ bool Peer::Build(const SessionRequest& request) {
     gst_bus_set_sync_handler(bus.get(), &Peer::OnMessage, new WeakPeer(weak_from_this()),
                              &FreeWeak);
 
-    video_ = MediaFeed::Video(pipeline_.get(), webrtc_, request);
+    video_ = RtpFeed::Video(pipeline_.get(), webrtc_, request);
     if (video_ == nullptr)
         return false;
     video_->OnKeyPictureWanted(
@@ -95,8 +95,7 @@ bool Peer::Build(const SessionRequest& request) {
         },
         this);
     if (request.audioPayload >= 0)
-        audio_ = MediaFeed::Audio(pipeline_.get(), webrtc_, request);
-    SetUpTransceivers(audio_ != nullptr);
+        audio_ = RtpFeed::Audio(pipeline_.get(), webrtc_, request);
     return audio_ != nullptr || request.audioPayload < 0;
 }
 
@@ -125,20 +124,6 @@ bool Peer::SetUpIce(const SessionRequest& request) const {
     return true;
 }
 
-void Peer::SetUpTransceivers(bool hasAudio) const {
-    for (int i = 0; i < (hasAudio ? 2 : 1); ++i) {
-        GstWebRTCRTPTransceiver* found = nullptr;
-        g_signal_emit_by_name(webrtc_, "get-transceiver", i, &found);
-        const ObjectPtr<GstWebRTCRTPTransceiver> transceiver(found);
-        if (transceiver == nullptr)
-            continue;
-        g_object_set(transceiver.get(), "direction", GST_WEBRTC_RTP_TRANSCEIVER_DIRECTION_SENDONLY,
-                     nullptr);
-        if (i == 0)
-            g_object_set(transceiver.get(), "do-nack", TRUE, nullptr);
-    }
-}
-
 void Peer::OnElementAdded(GstBin*, GstBin*, GstElement* element, gpointer weak) {
     const auto self = Lock(weak);
     if (self == nullptr || FactoryName(element) != "nicesrc")
@@ -159,6 +144,7 @@ GstBusSyncReply Peer::OnMessage(GstBus*, GstMessage* message, gpointer weak) {
     const auto self = Lock(weak);
     if (self != nullptr && GST_MESSAGE_TYPE(message) == GST_MESSAGE_ERROR)
         self->End(TextOf(message));
+    gst_message_unref(message);  // who drops a message lets go of it
     return GST_BUS_DROP;
 }
 
@@ -222,7 +208,7 @@ void Peer::Close() {
 
 void Peer::Push(const MediaUnit& unit, int64_t timeMs) {
     const bool isVideo = unit.Header().IsVideo();
-    MediaFeed* const feed = isVideo ? video_.get() : audio_.get();
+    RtpFeed* const feed = isVideo ? video_.get() : audio_.get();
     if (!isConnected_ || isOver_ || feed == nullptr)
         return;
     const int64_t time = timeMs * GST_MSECOND;
@@ -232,18 +218,10 @@ void Peer::Push(const MediaUnit& unit, int64_t timeMs) {
     feed->Push(unit, static_cast<GstClockTime>(std::max<int64_t>(0, time + *offsetNs_)));
 }
 
-Backlog Peer::Waiting() const {
-    Backlog sum;
+size_t Peer::WaitingBytes() const {
     if (!isConnected_)
-        return sum;
-    for (const MediaFeed* feed : {video_.get(), audio_.get()}) {
-        if (feed == nullptr)
-            continue;
-        const Backlog waiting = feed->Waiting();
-        sum.bytes += waiting.bytes;
-        sum.units += waiting.units;
-    }
-    return sum;
+        return 0;
+    return video_->WaitingBytes() + (audio_ == nullptr ? 0 : audio_->WaitingBytes());
 }
 
 }  // namespace vms::whep

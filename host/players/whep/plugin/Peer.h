@@ -7,8 +7,8 @@
 #include <string>
 
 #include "host/players/whep/WhepPlugin.h"
-#include "host/players/whep/plugin/MediaFeed.h"
 #include "host/players/whep/plugin/Negotiation.h"
+#include "host/players/whep/plugin/RtpFeed.h"
 
 namespace vms::whep {
 
@@ -36,7 +36,7 @@ public:
     void Close();
 
     void Push(const MediaUnit& unit, int64_t timeMs);
-    Backlog Waiting() const;
+    size_t WaitingBytes() const;
 
     /// Nobody wants it any more. Any thread.
     void Drop() { isDropped_ = true; }
@@ -53,7 +53,6 @@ private:
 
     bool Build(const SessionRequest& request);
     bool SetUpIce(const SessionRequest& request) const;
-    void SetUpTransceivers(bool hasAudio) const;
     void OnAnswer(const std::string& answer, const std::string& problem);
     void OnConnected();
     void End(const std::string& reason);
@@ -62,8 +61,8 @@ private:
     Clock::time_point opened_ = Clock::now();
     ElementPtr pipeline_;
     GstElement* webrtc_ = nullptr;  ///< the pipeline's
-    std::unique_ptr<MediaFeed> video_;
-    std::unique_ptr<MediaFeed> audio_;
+    std::unique_ptr<RtpFeed> video_;
+    std::unique_ptr<RtpFeed> audio_;
     std::shared_ptr<Negotiation> negotiation_;
     std::atomic<bool> isAnswered_{false};
     std::atomic<bool> isConnected_{false};
