@@ -140,8 +140,9 @@ void AccessApi::ChangeOwnPassword(const HttpRequest& request, const Reply& reply
                     reply->Send(HttpFailure(404, "the user is gone"));
                     return;
                 }
+                const std::string stamp = changed->stamp;
                 doors_.Secrets().SetPassword(*changed, fresh);
-                doors_.People().ChangeUser(*changed, Answer(reply, Done()));
+                doors_.People().ChangeUser(*changed, stamp, Answer(reply, Done()));
             };
             if (!doors_.Passwords().PostSlow(address, change))
                 reply->Send(TooBusy());
@@ -222,15 +223,17 @@ void AccessApi::ChangeUser(const HttpRequest& request, const Reply& reply) {
         return;
     }
     NoteChange(request, "a user is changed");
+    const std::string stamp = user->stamp;
     user->role = role;
-    user->stamp = RandomHex(16);
     if (!hasPassword) {
-        doors_.People().ChangeUser(*user, Answer(reply, JsonResponse(200, UserText(*user))));
+        user->stamp = RandomHex(16);
+        doors_.People().ChangeUser(*user, stamp, Answer(reply, JsonResponse(200, UserText(*user))));
         return;
     }
-    const auto change = [this, reply, password, changed = *user]() mutable {
+    const auto change = [this, reply, password, stamp, changed = *user]() mutable {
         doors_.Secrets().SetPassword(changed, password);
-        doors_.People().ChangeUser(changed, Answer(reply, JsonResponse(200, UserText(changed))));
+        doors_.People().ChangeUser(changed, stamp,
+                                   Answer(reply, JsonResponse(200, UserText(changed))));
     };
     if (!doors_.Passwords().PostSlow(request.peerAddress, change))
         reply->Send(TooBusy());

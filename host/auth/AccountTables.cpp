@@ -82,10 +82,15 @@ void AddUser(SqlConnection& sql, const UserRecord& user) {
     });
 }
 
-void ChangeUser(SqlConnection& sql, const UserRecord& user) {
-    sql.Run("UPDATE users SET role = ?, password = ?, digest = ?, stamp = ? WHERE name = ?",
-            RoleName(user.role), user.password, SqlBlob{user.digest}, user.stamp, user.name);
-    RequireChange(sql, "user", user.name);
+void ChangeUser(SqlConnection& sql, const UserRecord& user, const std::string& stamp) {
+    if (sql.Integer("SELECT count(*) FROM users WHERE name = ?", user.name) == 0)
+        throw HostError("there is no user \"" + user.name + "\"");
+    sql.Run(
+        "UPDATE users SET role = ?, password = ?, digest = ?, stamp = ? WHERE name = ? AND"
+        " stamp = ?",
+        RoleName(user.role), user.password, SqlBlob{user.digest}, user.stamp, user.name, stamp);
+    if (sql.Changes() == 0)
+        throw HostError("somebody else has changed the user already");
     RemoveSessionsOf(sql, user.name);
 }
 

@@ -17,8 +17,10 @@ std::vector<SessionRecord> LoadSessions(SqlConnection& sql);
 
 /// @throws HostError "... exists already", or when there are 1,000 already
 void AddUser(SqlConnection& sql, const UserRecord& user);
-/// Changes all but the name and ends the user's sessions. @throws HostError when there is none
-void ChangeUser(SqlConnection& sql, const UserRecord& user);
+/// Changes role, password and stamp, and ends the user's sessions.
+/// @param stamp the user's when he was read: of two changes at once the second fails
+/// @throws HostError when there is none, or it is another by now
+void ChangeUser(SqlConnection& sql, const UserRecord& user, const std::string& stamp);
 /// Removes the user and his sessions. @throws HostError when there is none
 void RemoveUser(SqlConnection& sql, const std::string& name);
 

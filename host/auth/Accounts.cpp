@@ -58,13 +58,19 @@ bool Accounts::AreAny() const {
 }
 
 bool Accounts::IsAdminLeftWithout(const std::string& user, const std::string& token) const {
-    const auto isOther = [](const auto& map, const std::string& without) {
-        return std::any_of(map.begin(), map.end(), [&without](const auto& entry) {
-            return entry.first != without && entry.second.record.role == Role::kAdmin;
-        });
+    const auto isAdmin = [now = clock_()](const auto& entry, const std::string& without) {
+        const auto& record = entry.second.record;
+        if constexpr (requires { record.expires; }) {
+            if (record.expires != 0 && record.expires <= now)
+                return false;
+        }
+        return entry.first != without && record.role == Role::kAdmin;
     };
     MutexLock lock(mutex_);
-    return isOther(users_, user) || isOther(tokens_, token);
+    return std::any_of(users_.begin(), users_.end(),
+                       [&](const auto& entry) { return isAdmin(entry, user); }) ||
+           std::any_of(tokens_.begin(), tokens_.end(),
+                       [&](const auto& entry) { return isAdmin(entry, token); });
 }
 
 std::optional<UserRecord> Accounts::FindUser(const std::string& name) const {
@@ -141,13 +147,10 @@ std::vector<UserRecord> Accounts::Users() const {
 }
 
 std::vector<TokenRecord> Accounts::Tokens() const {
-    const int64_t now = clock_();
     MutexLock lock(mutex_);
     std::vector<TokenRecord> tokens;
-    for (const auto& [name, entry] : tokens_) {
-        if (entry.record.expires == 0 || entry.record.expires > now)
-            tokens.push_back(entry.record);
-    }
+    for (const auto& [name, entry] : tokens_)
+        tokens.push_back(entry.record);
     return tokens;
 }
 
@@ -177,8 +180,8 @@ void Accounts::AddUser(const UserRecord& user, Done done) {
            std::move(done));
 }
 
-void Accounts::ChangeUser(const UserRecord& user, Done done) {
-    Change([user](SqlConnection& sql) { host::ChangeUser(sql, user); },
+void Accounts::ChangeUser(const UserRecord& user, const std::string& stamp, Done done) {
+    Change([user, stamp](SqlConnection& sql) { host::ChangeUser(sql, user, stamp); },
            [this, user](Grants& ended) VMS_NO_THREAD_SAFETY_ANALYSIS { PutUser(user, ended); },
            std::move(done));
 }
@@ -190,7 +193,9 @@ void Accounts::RemoveUser(const std::string& name, Done done) {
 }
 
 void Accounts::AddToken(const TokenRecord& token, Done done) {
-    if (TokenIdentity(token.name)) {
+    if (const auto tokens = Tokens();
+        std::any_of(tokens.begin(), tokens.end(),
+                    [&token](const TokenRecord& one) { return one.name == token.name; })) {
         done("a token \"" + token.name + "\" exists already");
         return;
     }

@@ -57,10 +57,11 @@ public:
     std::shared_ptr<Grant> Anonymous() const VMS_EXCLUDES(mutex_);
 
     std::vector<UserRecord> Users() const VMS_EXCLUDES(mutex_);
-    std::vector<TokenRecord> Tokens() const VMS_EXCLUDES(mutex_);  ///< that have not expired
+    std::vector<TokenRecord> Tokens() const VMS_EXCLUDES(mutex_);  ///< expired ones, too
 
     void AddUser(const UserRecord& user, Done done);
-    void ChangeUser(const UserRecord& user, Done done);
+    /// @param stamp the user's when he was looked up: of two changes at once the second fails
+    void ChangeUser(const UserRecord& user, const std::string& stamp, Done done);
     void RemoveUser(const std::string& name, Done done);
     void AddToken(const TokenRecord& token, Done done);
     void RemoveToken(const std::string& name, Done done);

@@ -11,6 +11,7 @@ namespace vms::host {
 namespace {
 
 constexpr std::chrono::seconds kSweep(10);
+constexpr size_t kLongestName = 64;
 
 }  // namespace
 
@@ -28,6 +29,11 @@ Logins::Logins(std::shared_ptr<Accounts> accounts, LoginDelays& delays, ILogHand
 
 void Logins::Begin(const std::string& name, const std::string& password, const std::string& address,
                    Done done) {
+    // What is too long is nobody's: it is not kept, only as slow as what is wrong.
+    if (name.size() > kLongestName || password.size() > kLongestPassword) {
+        Begin(name.substr(0, kLongestName), "", address, std::move(done));
+        return;
+    }
     const std::string group = AddressGroup(address);
     const auto wait = delays_.Wait(group, name, LoginDelays::Clock::now());
     if (wait.count() > 0) {
@@ -51,9 +57,7 @@ void Logins::LookAt(const std::string& name, const std::string& password,
         return;
     }
     const auto user = accounts_->FindUser(name);
-    const bool isShort = password.size() <= kLongestPassword;
-    if (!IsPassword(isShort ? password : std::string(), user ? user->password : std::string()) ||
-        !isShort) {
+    if (!IsPassword(password, user ? user->password : std::string())) {
         delays_.Failed(address, name, LoginDelays::Clock::now());
         log_.Log(2, "Login", "a login from %s is refused%s%s", address.c_str(),
                  user ? ": wrong password of " : ": no such user", user ? name.c_str() : "");

@@ -42,11 +42,14 @@ int RunPassword(const UserOptions& options) {
     AccountFile file(options.config);
     UserRecord fresh = file.Secrets().MakeUser(options.name, Role::kNone, password, TimeNow());
     file.Data().WriteNow([&fresh](SqlConnection& sql) {
+        std::string stamp;
         for (const UserRecord& user : LoadUsers(sql)) {
-            if (user.name == fresh.name)
+            if (user.name == fresh.name) {
                 fresh.role = user.role;
+                stamp = user.stamp;
+            }
         }
-        ChangeUser(sql, fresh);
+        ChangeUser(sql, fresh, stamp);
     });
     return 0;
 }

@@ -168,6 +168,35 @@ TEST_F(AccessApiTest, ATokenIsShownOnceAndEndsWhatItOpenedWhenRemoved) {
     EXPECT_EQ(Status("DELETE", "/api/tokens/robot", "", root), 404);
 }
 
+TEST_F(AccessApiTest, OverOneConnectionTheLatestRightCounts) {
+    AddAdmin();
+    const std::string root = LogIn("root", "password");
+    const auto token = [&](const std::string& name) {
+        Json::Value text;
+        EXPECT_TRUE(ParseJson(
+            Ask("POST", "/api/tokens", R"({"name": ")" + name + R"(", "role": "viewer"})", root)
+                .body.c_str(),
+            text));
+        return text["token"].asString();
+    };
+    test::TestHttp proxy(Port());
+    proxy.Send("GET", "/api/session?token=" + token("one"));
+    EXPECT_EQ(proxy.Read().status, 200);
+    proxy.Send("GET", "/live/cam/0.ts?token=" + token("other"));
+    std::string begun;
+    ASSERT_TRUE(proxy.Socket().ReadUntil("picture", begun));
+    EXPECT_EQ(Status("DELETE", "/api/tokens/one", "", root), 200);
+    EXPECT_EQ(Status("GET", "/api/session", "", root), 200);  // the end of "one" has been told
+    {
+        MutexLock lock(mutex_);
+        ASSERT_EQ(watched_.size(), 1U);
+        EXPECT_FALSE(watched_.front()->IsGone());
+    }
+    EXPECT_EQ(Status("DELETE", "/api/tokens/other", "", root), 200);
+    std::string rest;
+    EXPECT_TRUE(proxy.Socket().ReadToEnd(rest));
+}
+
 TEST_F(AccessApiTest, ASignedAddressIsAWayInForPlayers) {
     AddAdmin();
     const TestResponse made =

@@ -52,9 +52,12 @@ TEST_F(AccountsTest, AnotherPasswordOrRoleEndsWhatTheUserHasOpen) {
         const auto session = People().FindSession(key)->grant;
         const auto user = People().IdentityOf("anna")->grant;
         UserRecord changed = *People().FindUser("anna");
+        const std::string stamp = std::exchange(changed.stamp, RandomHex(16));
         changed.role = role;
-        changed.stamp = RandomHex(16);
-        Wait([&](const Accounts::Done& done) { People().ChangeUser(changed, done); });
+        Wait([&](const Accounts::Done& done) { People().ChangeUser(changed, stamp, done); });
+        std::promise<std::string> late;
+        People().ChangeUser(changed, stamp, [&late](const auto& told) { late.set_value(told); });
+        EXPECT_NE(late.get_future().get(), "") << "it was made for what he was before";
         EXPECT_FALSE(People().FindSession(key));
         EXPECT_TRUE(Ends(session) && Ends(user));
         EXPECT_EQ(People().IdentityOf("anna")->role, role);

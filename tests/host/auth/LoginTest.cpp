@@ -120,5 +120,19 @@ TEST_F(LoginTest, TheRightPasswordLetsInAndWrongOnesMustWait) {
         EXPECT_EQ(line.find("nobody"), std::string::npos) << "it may be a password";
 }
 
+TEST_F(LoginTest, OfGuessesThatComeAtOnceOneIsLookedAt) {
+    Open();
+    AddUser("anna", Role::kOperator);
+    std::vector<std::future<Logins::Outcome>> outcomes;
+    for (size_t i = 0; i < PasswordLane::kMostOfAddress; ++i) {
+        outcomes.push_back(std::async(std::launch::async,
+                                      [this] { return LogIn("anna", "passwort", "10.0.0.2"); }));
+    }
+    size_t lookedAt = 0;
+    for (auto& outcome : outcomes)
+        lookedAt += outcome.get().status == 401 ? 1 : 0;
+    EXPECT_EQ(lookedAt, 1U);
+}
+
 }  // namespace
 }  // namespace vms::host
