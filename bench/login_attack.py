@@ -4,7 +4,8 @@
     bench/login_attack.py [--logins 20] [--attackers 64]
 
 Attackers come from one address that is not the honest one's, from 64 addresses, or from one with the honest
-one's name; beside as many who only ask for /healthz, which shows what the machine itself loses. Needs a release build; addresses of 127.0.0.0/8 stand for other machines.
+one's name. As many who only ask for /healthz show what such a crowd costs by itself. Needs a release build;
+addresses of 127.0.0.0/8 stand for other machines.
 """
 
 import argparse

@@ -1,6 +1,7 @@
 # Debian packages only; scripts/install-deps.sh names them.
 find_package(PkgConfig REQUIRED)
 find_package(OpenSSL REQUIRED)
+find_package(JPEG REQUIRED)
 find_package(Boost 1.74 REQUIRED)
 pkg_check_modules(JSONCPP REQUIRED IMPORTED_TARGET jsoncpp)
 pkg_check_modules(CJSON REQUIRED IMPORTED_TARGET libcjson)

@@ -10,7 +10,7 @@ packages=(
     gsoap libgsoap-dev libssl-dev libjsoncpp-dev libcjson-dev uuid-dev libspdlog-dev
     libcli11-dev liburing-dev libsqlite3-dev libsodium-dev
     # device families
-    libavformat-dev libavcodec-dev libavutil-dev libswscale-dev
+    libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libjpeg62-turbo-dev
     # simulators
     libboost1.74-dev libpugixml-dev libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
     libgstrtspserver-1.0-dev nettle-dev gstreamer1.0-plugins-base gstreamer1.0-plugins-good

@@ -3,6 +3,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <set>
 
@@ -14,6 +15,9 @@
 #include "host/modules/DeviceLists.h"
 #include "host/modules/ModuleTimer.h"
 #include "host/players/http/HttpPlayers.h"
+#include "host/players/whep/WhepPlayers.h"
+#include "host/players/whep/WhepPlugin.h"
+#include "host/process/ExecutablePath.h"
 #include "host/process/ShutdownLimit.h"
 #include "host/process/StartWatch.h"
 #include "host/process/ThreadCheck.h"
@@ -58,6 +62,17 @@ struct KeptDevices {
     std::set<std::string> added;
 };
 
+/// The library that speaks WebRTC lies beside the device-access library, where it is installed.
+WhepSettings WhepSettingsOf(const HostConfig& config) {
+    const auto folder = std::filesystem::path(DefaultLibraryPath()).parent_path();
+    return {.library = (folder / whep::kPluginFile).string(),
+            .players = static_cast<size_t>(config.whep.players),
+            .host = config.http.host,
+            .firstPort = config.whep.firstPort,
+            .lastPort = config.whep.lastPort,
+            .warmUp = config.whep.isNamed};
+}
+
 /// All that serves besides the modules; destroyed in reverse order while the modules still live,
 /// and once the server has let go of it.
 struct Service {
@@ -84,14 +99,16 @@ struct Service {
         access.AddTo(router);
         players = std::make_unique<HttpPlayers>(
             server.Context(),
-            SpoolSettings{config.http.spoolFolder,
-                          static_cast<uint64_t>(config.http.spoolGigabytes) << 30});
+            SpoolSettings{config.http.spoolFolder, static_cast<uint64_t>(config.http.spoolGigabytes)
+                                                       << 30});
         players->AddTo(router);
         if (config.rtsp)
             server.ServeRtsp(*config.rtsp, rtspAccess);
         api.SetFacts({.version = VMSHOST_VERSION,
                       .rtspPort = server.RtspPort(),
                       .isSecure = config.http.tls.has_value()});
+        whep = std::make_unique<WhepPlayers>(server.Context(), WhepSettingsOf(config));
+        whep->AddTo(router);
         server.Start(std::move(router));
     }
 
@@ -111,6 +128,7 @@ struct Service {
     AccessApi access;
     RtspDoor rtspAccess;
     std::unique_ptr<HttpPlayers> players;
+    std::unique_ptr<WhepPlayers> whep;
     ModuleTimer timer;
 };
 

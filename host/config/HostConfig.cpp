@@ -19,6 +19,7 @@ constexpr size_t kMostUsers = 32;  ///< the password of each is hashed at the st
 std::string PathBeside(const std::string& file, const std::string& relative) {
     return (std::filesystem::path(file).parent_path() / relative).lexically_normal().string();
 }
+constexpr int kMostWhepPlayers = 1000;
 
 /// One pass over a configuration file.
 class ConfigReading {
@@ -29,13 +30,15 @@ public:
     HostConfig Read() {
         const Json::Value document = ReadJsonFile(file_);
         const ConfigNode root(file_, document);
-        root.RequireKnown({"http", "rtsp", "modules", "state", "users"});
+        root.RequireKnown({"http", "rtsp", "whep", "modules", "state", "users"});
         if (root.Has("state"))
             config_.state = PathBeside(file_, root.NonEmptyText("state"));
         if (root.Has("http"))
             ReadHttp(root.At("http"));
         if (root.Has("rtsp"))
             ReadRtsp(root.At("rtsp"));
+        if (root.Has("whep"))
+            ReadWhep(root.At("whep"));
         if (root.Has("users"))
             ReadUsers(root.At("users"));
         config_.settings = document;
@@ -118,6 +121,17 @@ private:
         rtsp.host = node.TextOr("host", rtsp.host);
         rtsp.port = node.IntegerOr("port", rtsp.port, 0, kHighestPort);
         config_.rtsp = rtsp;
+    }
+
+    void ReadWhep(const ConfigNode& node) {
+        node.RequireKnown({"players", "firstPort", "lastPort"});
+        WhepConfig& whep = config_.whep;
+        whep.isNamed = true;
+        whep.players = node.IntegerOr("players", whep.players, 0, kMostWhepPlayers);
+        whep.firstPort = node.IntegerOr("firstPort", whep.firstPort, 0, kHighestPort);
+        whep.lastPort = node.IntegerOr("lastPort", whep.lastPort, 0, kHighestPort);
+        if (whep.firstPort > whep.lastPort || (whep.firstPort == 0) != (whep.lastPort == 0))
+            node.Fail("\"firstPort\" and \"lastPort\" must name a range");
     }
 
     void ReadModule(const ConfigNode& node) {

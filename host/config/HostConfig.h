@@ -38,6 +38,14 @@ struct RtspConfig {
     int port = 8554;   ///< 0..65535; 0 = any free one
 };
 
+/// Players over WebRTC.
+struct WhepConfig {
+    int players = 10;      ///< 0..1000 at a time; 0 = none
+    int firstPort = 0;     ///< 0..65535; UDP ports to receive at, 0 = any
+    int lastPort = 0;      ///< the same
+    bool isNamed = false;  ///< the file has something to say of it
+};
+
 /// One module to run.
 struct ModuleConfig {
     std::string name;     ///< name on the bus, unique
@@ -56,7 +64,8 @@ struct UserConfig {
 
 struct HostConfig {
     HttpConfig http;
-    std::optional<RtspConfig> rtsp;     ///< nothing = not at all
+    std::optional<RtspConfig> rtsp;  ///< nothing = not at all
+    WhepConfig whep;
     std::vector<UserConfig> users;      ///< at most 32; names are unique
     std::string state;                  ///< folder of what lasts, "" = nothing does
     Json::Value settings;               ///< the whole document without its modules, to compare
@@ -66,8 +75,9 @@ struct HostConfig {
     const ModuleConfig* FindModule(const std::string& name) const;
 };
 
-/// Reads a configuration file: {"http": {...}, "state", "users": [{"name", "role", "password"}],
-/// "modules": [{"name", "library", "config", "devices"}]}. Paths are taken relative to the file.
+/// Reads a configuration file: {"http": {...}, "rtsp": {...}, "whep": {...}, "state", "users":
+/// [{"name", "role", "password"}], "modules": [{"name", "library", "config", "devices"}]}. Paths
+/// are taken relative to the file.
 /// @param defaultLibrary for modules that name none
 /// @throws HostError naming file, place and what was expected
 HostConfig ReadHostConfig(const std::string& path, const std::string& defaultLibrary);

@@ -1,9 +1,14 @@
 #include "host/net/TlsContext.h"
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/ssl.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 #include "host/net/OpenSsl.h"
@@ -19,12 +24,27 @@ constexpr char kCiphers[] =
     "ECDHE+AESGCM+AES128:ECDHE+AESGCM+AES256:ECDHE+CHACHA20:!aNULL:!PSK:!SRP";
 
 constexpr uint64_t kOptions = SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_COMPRESSION |
-                              SSL_OP_CIPHER_SERVER_PREFERENCE | SSL_OP_PRIORITIZE_CHACHA |
-                              SSL_OP_ENABLE_KTLS;
+                              SSL_OP_CIPHER_SERVER_PREFERENCE | SSL_OP_PRIORITIZE_CHACHA;
 
 /// Buffers go back while nothing is under way, and what is offered again may have moved.
 constexpr long kModes =
     SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER | SSL_MODE_RELEASE_BUFFERS;
+
+/// Whether the kernel can take over sending, asked once, of a socket that is not connected: where
+/// it cannot, each question may have it look for a module.
+bool HasKernelTls() {
+    static const bool has = [] {
+        constexpr char kName[] = "tls";
+        const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const bool found = probe >= 0 &&
+                           setsockopt(probe, IPPROTO_TCP, TCP_ULP, kName, sizeof kName - 1) != 0 &&
+                           errno == ENOTCONN;
+        if (probe >= 0)
+            close(probe);
+        return found;
+    }();
+    return has;
+}
 
 /// The first certificate of a text is the host's own, the rest its chain.
 void UseCertificates(SSL_CTX* context, const TlsCredentials& credentials) {
@@ -59,7 +79,7 @@ SSL_CTX* MakeContext(const TlsCredentials& credentials) {
         SSL_CTX_set_ciphersuites(context.get(), kSuites) != 1 ||
         SSL_CTX_set_cipher_list(context.get(), kCiphers) != 1)
         FailTls("TLS cannot be set up");
-    SSL_CTX_set_options(context.get(), kOptions);
+    SSL_CTX_set_options(context.get(), kOptions | (HasKernelTls() ? SSL_OP_ENABLE_KTLS : 0));
     SSL_CTX_set_mode(context.get(), kModes);
     SSL_CTX_set_session_cache_mode(context.get(), SSL_SESS_CACHE_OFF);
     SSL_CTX_set_num_tickets(context.get(), 1);

@@ -9,6 +9,7 @@
 #include <boost/asio/steady_timer.hpp>
 
 #include <cerrno>
+#include <cstring>
 #include <utility>
 
 #include "host/net/PlainWire.h"
@@ -24,6 +25,19 @@ using boost::system::error_code;
 
 /// With which TLS begins, and no request of HTTP or RTSP.
 constexpr unsigned char kHandshakeRecord = 0x16;
+
+/// Where a client comes from, as far as one who has many addresses can be told: IPv6 gives them out
+/// by the network.
+uint64_t OriginOf(const tcp::socket& socket) {
+    error_code error;
+    const asio::ip::address address = socket.remote_endpoint(error).address();
+    if (address.is_v4())
+        return address.to_v4().to_uint();
+    uint64_t network = 0;
+    const auto bytes = address.to_v6().to_bytes();
+    std::memcpy(&network, bytes.data(), sizeof network);
+    return network;
+}
 
 /// A socket between two threads' loops.
 class LooseSocket {
@@ -56,10 +70,13 @@ private:
 class TlsDoor::Handshake : public std::enable_shared_from_this<Handshake> {
 public:
     Handshake(TlsDoor& door, tcp::socket socket)
-        : door_(door), socket_(std::move(socket)), timer_(door.own_.Context()) {}
+        : door_(door),
+          socket_(std::move(socket)),
+          origin_(OriginOf(socket_)),
+          timer_(door.own_.Context()) {}
 
-    void Start(Handshakes::iterator place) {
-        place_ = place;
+    void Start() {
+        place_ = door_.Enter(door_.silent_, shared_from_this(), origin_);
         timer_.expires_after(door_.limits_.patience);
         timer_.async_wait([self = shared_from_this()](error_code error) {
             if (!error)
@@ -122,6 +139,8 @@ private:
         }
         const int problem = SSL_get_error(tls_.get(), result);
         ERR_clear_error();
+        if (!hasSpoken_ && BIO_number_written(SSL_get_wbio(tls_.get())) > 0)
+            ChangeRoom();
         if (problem == SSL_ERROR_WANT_WRITE)
             Wait(tcp::socket::wait_write, &Handshake::GoOn);
         else if (problem == SSL_ERROR_WANT_READ && InputLeft(SSL_get_rbio(tls_.get())) > 0)
@@ -130,21 +149,30 @@ private:
             End(door_.counts_.failed);
     }
 
+    /// The client's first message has been answered.
+    void ChangeRoom() {
+        door_.silent_.Leave(place_);
+        hasSpoken_ = true;
+        place_ = door_.Enter(door_.shaking_, shared_from_this(), origin_);
+    }
+
     /// @return false when it has left already
     bool Leave(std::atomic<uint64_t>& count) {
         if (std::exchange(isOver_, true))
             return false;
         ++count;
         timer_.cancel();
-        door_.under_.erase(place_);
+        (hasSpoken_ ? door_.shaking_ : door_.silent_).Leave(place_);
         return true;
     }
 
     TlsDoor& door_;
     tcp::socket socket_;
+    const uint64_t origin_;
     asio::steady_timer timer_;
     Ssl tls_;
-    Handshakes::iterator place_;
+    Room::Ticket place_;
+    bool hasSpoken_ = false;
     bool isOver_ = false;
 };
 
@@ -159,18 +187,20 @@ TlsDoor::TlsDoor(TlsContext& tls, IoThread& own, std::vector<IoThread*> threads,
 TlsDoor::~TlsDoor() = default;
 
 void TlsDoor::Admit(tcp::socket socket) {
-    if (under_.size() >= limits_.unfinished) {
-        const std::shared_ptr<Handshake> oldest = under_.front();
-        oldest->End(counts_.displaced);
-    }
-    const auto handshake = std::make_shared<Handshake>(*this, std::move(socket));
-    handshake->Start(under_.insert(under_.end(), handshake));
+    std::make_shared<Handshake>(*this, std::move(socket))->Start();
+}
+
+TlsDoor::Room::Ticket TlsDoor::Enter(Room& room, std::shared_ptr<Handshake> handshake,
+                                     uint64_t origin) {
+    if (room.Size() >= limits_.unfinished)
+        room.NextToGo()->End(counts_.displaced);
+    return room.Enter(std::move(handshake), origin);
 }
 
 void TlsDoor::Close() {
-    while (!under_.empty()) {
-        const std::shared_ptr<Handshake> handshake = under_.front();
-        handshake->End(counts_.failed);
+    for (Room* const room : {&silent_, &shaking_}) {
+        while (room->Size() > 0)
+            room->NextToGo()->End(counts_.failed);
     }
 }
 

@@ -6,12 +6,12 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
-#include <list>
 #include <memory>
 #include <vector>
 
 #include "host/net/IoThread.h"
 #include "host/net/TlsContext.h"
+#include "host/net/WaitingRoom.h"
 #include "host/net/Wire.h"
 
 namespace vms::host {
@@ -20,7 +20,8 @@ namespace vms::host {
 using WireSink = std::function<void(std::unique_ptr<Wire>, IoThread&)>;
 
 struct TlsLimits {
-    size_t unfinished = 256;                     ///< handshakes under way, silent clients included
+    size_t unfinished = 256;  ///< clients that have not said yet what they want, and as many that
+                              ///< have, and are in the middle of their handshake
     std::chrono::milliseconds patience{10'000};  ///< from the connection to the handshake's end
     size_t bytes = size_t{32} << 10;             ///< that a client may send for a handshake
     uint64_t recordsPerKey = uint64_t{1} << 23;  ///< see MakeTlsWire
@@ -37,8 +38,9 @@ struct TlsCounts {
 
 /// Does the handshakes of one port, on a thread of its own: however many come, nobody who has been
 /// let in is held up. The first byte tells whether a client wants TLS; one that does not goes on
-/// over a plain wire. Handshakes are bounded in number, time and bytes; when there are too many the
-/// oldest gives way.
+/// over a plain wire. Handshakes are bounded in number, time and bytes; when there are too many one
+/// of those who come from the most crowded address gives way, the oldest. Whoever says nothing, or
+/// half a word, takes no place of those who have spoken.
 class TlsDoor {
 public:
     /// @param tls, own must outlive this object; own has been stopped before it goes
@@ -60,7 +62,7 @@ public:
 
 private:
     class Handshake;
-    using Handshakes = std::list<std::shared_ptr<Handshake>>;
+    using Room = WaitingRoom<std::shared_ptr<Handshake>>;
 
     struct Counters {
         std::atomic<uint64_t> secure{0};
@@ -70,6 +72,7 @@ private:
         std::atomic<uint64_t> displaced{0};
     };
 
+    Room::Ticket Enter(Room& room, std::shared_ptr<Handshake> handshake, uint64_t origin);
     void Pass(boost::asio::ip::tcp::socket socket, Ssl tls);
 
     TlsContext& tls_;
@@ -79,7 +82,8 @@ private:
     const TlsLimits limits_;
     Counters counts_;
     // Of its own thread:
-    Handshakes under_;  ///< under way, the oldest first
+    Room silent_;  ///< who has not sent the first message of a handshake whole
+    Room shaking_;
     size_t next_ = 0;
 };
 

@@ -1,6 +1,7 @@
 #include "media/rtp/JpegPayloads.h"
 
 #include "media/MediaError.h"
+#include "media/rtp/JpegRewriter.h"
 
 // A JPEG's head is a row of segments: 0xff, marker, two bytes of length that count themselves. Of
 // the frame segment (baseline: 0xc0), behind those:
@@ -43,21 +44,41 @@ bool IsFrame(uint8_t marker) {
 
 }  // namespace
 
+/// The first picture tells whether all have to be coded anew.
 JpegPayloads::JpegPayloads(const MediaUnit& first) {
     std::string problem;
-    const auto kind = KindOf(first.Payload(), problem);
-    if (!kind)
-        throw MediaError(problem);
-    Begin(*kind);
-    description_ = muxer_->Description();
     Counter counter;
-    muxer_->Split(first.Payload(), counter);
+    for (const bool rewrites : {false, true}) {
+        rewrites_ = rewrites;
+        const auto picture = Fitting(first.Payload(), problem);
+        if (picture)
+            muxer_->Split(*picture, counter);
+        if (counter.payloads > 0)
+            break;
+    }
     if (counter.payloads == 0)
-        throw MediaError("RTP cannot carry JPEG with Huffman tables of its own");
+        throw MediaError(problem);
+    description_ = muxer_->Description();
+}
+
+std::optional<std::string_view> JpegPayloads::Fitting(std::string_view picture,
+                                                      std::string& problem) {
+    const auto kind = KindOf(picture, problem);
+    if (!kind)
+        return std::nullopt;
+    if (rewrites_) {
+        rewritten_ = RewriteJpeg(picture);
+        if (rewritten_.empty())
+            return std::nullopt;
+        picture = rewritten_;
+    }
+    if (muxer_ == nullptr || *kind != kind_)
+        Begin(*kind);
+    return picture;
 }
 
 std::optional<JpegPayloads::Kind> JpegPayloads::KindOf(std::string_view picture,
-                                                       std::string& problem) {
+                                                       std::string& problem) const {
     std::optional<Kind> kind;
     problem = "a broken JPEG";
     if (picture.size() < 4 || ByteAt(picture, 1) != kImage)
@@ -70,10 +91,8 @@ std::optional<JpegPayloads::Kind> JpegPayloads::KindOf(std::string_view picture,
         const std::string_view body = picture.substr(at + 4, length - 2);
         if (marker == kScan)
             return kind;
-        if (marker == kRestart && body.size() >= 2 && NumberAt(body, 0) != 0) {
-            problem = "RTP cannot carry JPEG with restart markers";
+        if (marker == kRestart && body.size() >= 2 && NumberAt(body, 0) != 0 && !rewrites_)
             return std::nullopt;
-        }
         if (IsFrame(marker)) {
             problem = "RTP carries baseline JPEG in colour up to 2040 pixels only";
             if (marker != kBaseline || body.size() < kFrameBytes || ByteAt(body, 5) != 3)
@@ -81,6 +100,10 @@ std::optional<JpegPayloads::Kind> JpegPayloads::KindOf(std::string_view picture,
             kind = Kind{NumberAt(body, 3), NumberAt(body, 1), ByteAt(body, 7) == 0x22};
             if ((!kind->isHalved && ByteAt(body, 7) != 0x21) || kind->width > kMostPixels ||
                 kind->height > kMostPixels || kind->width < 8 || kind->height < 8)
+                return std::nullopt;
+            const bool isUsual =
+                ByteAt(body, 8) == 0 && ByteAt(body, 11) == 1 && ByteAt(body, 14) == 1;
+            if (!isUsual && !rewrites_)
                 return std::nullopt;
             problem = "a broken JPEG";
         }
@@ -104,12 +127,8 @@ void JpegPayloads::Begin(const Kind& kind) {
 
 uint32_t JpegPayloads::Split(const MediaUnit& unit, RtpPayloadSink& sink) {
     std::string problem;
-    const auto kind = KindOf(unit.Payload(), problem);
-    if (!kind)
-        return 0;
-    if (*kind != kind_)
-        Begin(*kind);
-    muxer_->Split(unit.Payload(), sink);
+    if (const auto picture = Fitting(unit.Payload(), problem))
+        muxer_->Split(*picture, sink);
     return 0;
 }
 

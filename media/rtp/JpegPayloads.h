@@ -9,8 +9,9 @@
 
 namespace vms {
 
-/// JPEG (RFC 2435): baseline pictures of three components with the standard Huffman tables, up to
-/// 2040 pixels wide and high; that is what the format can say.
+/// JPEG (RFC 2435): baseline pictures of three components up to 2040 pixels wide and high. The
+/// format has no room for Huffman tables, restart markers and tables that are shared: such pictures
+/// are coded anew, without loss.
 class JpegPayloads final : public RtpPayloads {
 public:
     /// @throws MediaError
@@ -31,10 +32,15 @@ private:
     };
 
     /// @return nothing when it cannot travel; `problem` says why
-    static std::optional<Kind> KindOf(std::string_view picture, std::string& problem);
+    std::optional<Kind> KindOf(std::string_view picture, std::string& problem) const;
     void Begin(const Kind& kind);
 
+    /// The picture as it can travel. @return nothing when it cannot
+    std::optional<std::string_view> Fitting(std::string_view picture, std::string& problem);
+
     Kind kind_;
+    bool rewrites_ = false;
+    std::string rewritten_;  ///< what a picture has become
     std::unique_ptr<RtpMuxer> muxer_;
     std::string description_;
 };

@@ -1,5 +1,9 @@
 #include "media/rtp/RtpMuxer.h"
 
+extern "C" {
+#include <libavutil/opt.h>
+}
+
 #include <exception>
 
 #include "media/MediaError.h"
@@ -40,8 +44,10 @@ void RtpMuxer::FormatDeleter::operator()(AVFormatContext* format) const {
     avformat_free_context(format);
 }
 
-std::string RtpMuxer::Description() const {
+std::string RtpMuxer::Description(int payloadType) const {
     char text[8192] = "";
+    if (payloadType != 0)
+        av_opt_set_int(format_->priv_data, "payload_type", payloadType, 0);
     AVFormatContext* format = format_.get();
     if (av_sdp_create(&format, 1, text, sizeof text) < 0)
         throw MediaError("the track cannot be described");

@@ -25,7 +25,8 @@ public:
     AVStream& Track() { return *format_->streams[0]; }
 
     /// The track's part of an SDP description.
-    std::string Description() const;
+    /// @param payloadType for a codec that has none of its own, 0 = libav's choice
+    std::string Description(int payloadType = 0) const;
 
     /// @throws MediaError
     void Begin();

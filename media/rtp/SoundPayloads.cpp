@@ -15,6 +15,8 @@
 namespace vms {
 namespace {
 
+constexpr int kPayloadType = 97;  ///< pictures have libav's choice, 96
+constexpr int kTelephone = 8000;  ///< samples per second of the types with numbers of their own
 constexpr uint32_t kAacSamples = 1024;
 constexpr size_t kAacHeader = 4;
 constexpr size_t kLongestAac = 8191;
@@ -25,7 +27,7 @@ G711Payloads::G711Payloads(const MediaUnit& first) {
     RtpMuxer muxer;
     DescribeSound(muxer.Track(), first.Header());
     rate_ = muxer.Track().codecpar->sample_rate;
-    description_ = muxer.Description();
+    description_ = muxer.Description(rate_ == kTelephone ? 0 : kPayloadType);
 }
 
 uint32_t G711Payloads::Split(const MediaUnit& unit, RtpPayloadSink& sink) {
@@ -43,7 +45,7 @@ AacPayloads::AacPayloads(const MediaUnit& first) {
     rate_ = SampleRate(config_);
     RtpMuxer muxer;
     DescribeAac(muxer.Track(), config_);
-    description_ = muxer.Description();
+    description_ = muxer.Description(kPayloadType);
 }
 
 uint32_t AacPayloads::Split(const MediaUnit& unit, RtpPayloadSink& sink) {

@@ -247,7 +247,7 @@ TEST_F(ServeTest, ServesOverTlsAndTakesANewCertificateWhilePlayersPlay) {
     Write(config(R"({"certificate": "a.pem", "key": "b.pem"})"));
     run_->Process().Signal(SIGHUP);
     EXPECT_TRUE(WaitForError("the certificate stays as it is"));
-    EXPECT_TRUE(WaitForError("http.tls changes only with a restart"));
+    EXPECT_TRUE(WaitForError("\"http.tls\" has changed, which counts only after a restart"));
     EXPECT_EQ(fingerprintNow(), renewed);
     EXPECT_EQ(player.Ask(0x100200, "key"), 0);
     EXPECT_EQ(Stop(), 0);

@@ -142,4 +142,170 @@ TEST_F(LiveMuxerTest, AFileHasItsIndexAtItsEnd) {
     }
 }
 
+/// Whoever has lost units is told where he goes on.
+TEST_F(LiveMuxerTest, LosingAGroupLeavesAWholeTransportStream) {
+    LiveMuxer muxer(LiveContainer::kTransportStream);
+    const auto pieces = Mux(muxer, h264_);
+    const size_t second = SecondKey(pieces);
+    std::string torn;
+    std::string bytes;
+    for (size_t i = 0; i < pieces.size(); ++i) {
+        if (i > second / 2 && i < second)
+            continue;
+        const std::string_view piece = pieces[i].bytes;
+        torn += piece.substr(pieces[i].gapBytes);
+        bytes += piece.substr(i == second ? 0 : pieces[i].gapBytes);
+    }
+    ReadBack(torn);
+    EXPECT_NE(Complaints(), "");
+    EXPECT_LT(ReadBack(bytes).Times(true).size(), 75);
+    EXPECT_EQ(Complaints(), "");
+}
+
+TEST_F(LiveMuxerTest, StreamsWithoutSoundBeginAfterHalfASecond) {
+    for (const LiveContainer container : kBoth) {
+        LiveMuxer muxer(container);
+        std::vector<LivePiece> pieces;
+        uint32_t time = 0;
+        for (const MediaUnit& unit : h264_) {
+            if (!unit.Header().IsVideo())
+                continue;
+            muxer.Take(unit, pieces);
+            time = unit.Header().timestampMs;
+            EXPECT_EQ(pieces.empty(), time < 500) << time;
+        }
+        EXPECT_EQ(ReadBack(Received(muxer, pieces)).audio, "");
+        EXPECT_EQ(Complaints(), "");
+    }
+}
+
+TEST_F(LiveMuxerTest, SoundThatBeginsLateIsTakenIn) {
+    std::vector<MediaUnit> units;
+    for (const MediaUnit& unit : h264_) {
+        if (unit.Header().IsVideo() || unit.Header().timestampMs > 800)
+            units.push_back(unit);
+    }
+    LiveMuxer transport(LiveContainer::kTransportStream);
+    auto pieces = Mux(transport, units);
+    FoundMedia media = ReadBack(Received(transport, pieces));
+    ASSERT_EQ(media.audio, "aac");
+    ExpectNoGaps(media.Times(true), 0.04, 0.001);
+    EXPECT_NEAR(media.Times(false).front(), 0.8, 0.07);
+    EXPECT_EQ(Complaints(), "");
+
+    LiveMuxer fragments(LiveContainer::kFragments);
+    pieces.clear();
+    size_t anew = 0;
+    for (const MediaUnit& unit : units) {
+        const size_t before = pieces.size();
+        fragments.Take(unit, pieces);
+        if (anew == 0 && fragments.Beginnings() == 2)
+            anew = before;
+    }
+    ASSERT_GT(anew, 0);
+    EXPECT_EQ(pieces[anew].kind, UnitKind::kKeyPicture);
+    media = ReadBack(Received(fragments, pieces, anew));
+    EXPECT_EQ(media.audio, "aac");
+    EXPECT_EQ(media.Times(true).size(), 50);
+    EXPECT_EQ(Complaints(), "");
+
+    LiveMuxer file(LiveContainer::kFile);  // has begun without, and stays so
+    pieces = Mux(file, units);
+    file.Finish(pieces);
+    media = ReadBack(Received(file, pieces));
+    EXPECT_EQ(media.audio, "");
+    EXPECT_EQ(media.Times(true).size(), 75);
+}
+
+TEST_F(LiveMuxerTest, PicturesMayChange) {
+    std::vector<MediaUnit> units(h264_.begin(), h264_.end());
+    for (const MediaUnit& unit : small_)
+        units.push_back(vms::test::At(unit, unit.Header().timestampMs + 3000));
+    for (const auto container : {LiveContainer::kTransportStream, LiveContainer::kFile}) {
+        LiveMuxer muxer(container);
+        auto pieces = Mux(muxer, units);
+        muxer.Finish(pieces);
+        EXPECT_EQ(muxer.Beginnings(), 1);
+        const FoundMedia media = ReadBack(Received(muxer, pieces));
+        EXPECT_EQ(media.Times(true).size(), 125);
+        ExpectNoGaps(media.Times(true), 0.04, 0.001);
+        ExpectNoGaps(media.Times(false), 0.064, 0.12);
+    }
+    LiveMuxer fragments(LiveContainer::kFragments);
+    const auto pieces = Mux(fragments, units);
+    EXPECT_EQ(fragments.Beginnings(), 2);
+    size_t anew = 0;
+    for (size_t i = 0; i < pieces.size() && anew == 0; ++i) {
+        if (pieces[i].timestampMs >= 3000)
+            anew = i;
+    }
+    EXPECT_EQ(ReadBack(Received(fragments, pieces, anew)).Times(true).size(), 50);
+    EXPECT_EQ(Complaints(), "");
+}
+
+TEST_F(LiveMuxerTest, AnotherCodecEndsAFile) {
+    std::vector<MediaUnit> units(h264_.begin(), h264_.end());
+    units.insert(units.end(), h265_.begin(), h265_.end());
+    LiveMuxer muxer(LiveContainer::kFile);
+    auto pieces = Mux(muxer, units);
+    EXPECT_EQ(muxer.Beginnings(), 2);
+    const size_t count = pieces.size();
+    muxer.Finish(pieces);
+    EXPECT_EQ(pieces.size(), count);
+    EXPECT_EQ(ReadBack(Received(muxer, pieces)).Times(true).size(), 75);
+    EXPECT_EQ(Complaints(), "");
+}
+
+/// A source that plays its recording round after round, and one that has been silent for hours.
+TEST_F(LiveMuxerTest, TimesGoOnWhereTheSourceJumps) {
+    for (const uint32_t jump : {uint32_t{0}, uint32_t{40'000'000}}) {
+        std::vector<MediaUnit> units(h264_.begin(), h264_.end());
+        for (const MediaUnit& unit : h264_)
+            units.push_back(vms::test::At(unit, unit.Header().timestampMs + jump));
+        for (const LiveContainer container : kBoth) {
+            LiveMuxer muxer(container);
+            const auto pieces = Mux(muxer, units);
+            const FoundMedia media = ReadBack(Received(muxer, pieces));
+            EXPECT_EQ(media.Times(true).size(), 150);
+            ExpectNoGaps(media.Times(true), 0.04, 0.06);
+            ExpectNoGaps(media.Times(false), 0.064, 0.12);
+            EXPECT_NEAR(media.Times(false).back() - media.Times(true).back(), 0, 0.15);
+            EXPECT_EQ(Complaints(), "");
+        }
+    }
+}
+
+TEST_F(LiveMuxerTest, DamagedUnitsAreLeftOut) {
+    const auto damaged = [](const MediaUnit& unit, std::string_view payload) {
+        return MediaUnit::Copy(
+            std::string(unit.Bytes().substr(0, vms::kMediaHeaderSize)).append(payload));
+    };
+    for (const auto container :
+         {LiveContainer::kTransportStream, LiveContainer::kFragments, LiveContainer::kFile}) {
+        LiveMuxer muxer(container);
+        std::vector<LivePiece> pieces;
+        const std::string_view code("\0\0\0\1", 4);
+        for (const MediaUnit& unit : h264_) {
+            for (const std::string_view payload :
+                 {std::string_view(), std::string_view("x"), code, unit.Payload().substr(0, 6),
+                  unit.Payload().substr(5), std::string_view("\xff\xf1\x50\x80\x01\x1f\xfc", 7)})
+                muxer.Take(damaged(unit, payload), pieces);
+            muxer.Take(MediaUnit::Copy("short"), pieces);
+            muxer.Take(unit, pieces);
+        }
+        muxer.Finish(pieces);
+        EXPECT_GE(ReadBack(Received(muxer, pieces)).Times(true).size(), 75);
+    }
+}
+
+TEST_F(LiveMuxerTest, PlaybackSpeedIsThatOfTheTimes) {
+    LiveMuxer muxer(LiveContainer::kFragments, 4);
+    std::vector<LivePiece> pieces;
+    for (const MediaUnit& unit : h264_) {
+        if (unit.Header().IsVideo())
+            muxer.Take(unit, pieces);
+    }
+    ExpectNoGaps(ReadBack(Received(muxer, pieces)).Times(true), 0.01, 0.001);
+}
+
 }  // namespace

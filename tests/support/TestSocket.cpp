@@ -16,12 +16,14 @@ constexpr int kPatience = 20'000;  ///< milliseconds
 
 }  // namespace
 
-TestSocket::TestSocket(int port, int receiveBuffer)
+TestSocket::TestSocket(int port, int receiveBuffer, const char* from)
     : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     if (receiveBuffer > 0)
         setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
     sockaddr_in address{};
     address.sin_family = AF_INET;
+    inet_pton(AF_INET, from, &address.sin_addr);
+    bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address);
     address.sin_port = htons(static_cast<uint16_t>(port));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     if (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
@@ -38,6 +40,11 @@ TestSocket::~TestSocket() {
 bool TestSocket::StartTls(int version) {
     tls_ = std::make_unique<TestTls>(socket_, &TestSocket::Wait, version);
     return tls_->Shake();
+}
+
+bool TestSocket::BeginTls() {
+    tls_ = std::make_unique<TestTls>(socket_, &TestSocket::Wait);
+    return tls_->SendHello() && Wait(socket_, POLLIN);
 }
 
 bool TestSocket::Send(std::string_view bytes) {

@@ -14,14 +14,17 @@ class TestSocket {
 public:
     /// @param receiveBuffer bytes the kernel may hold for a peer that does not read, 0 = its
     /// default
+    /// @param from the end's own address, in 127.0.0.0/8
     /// @throws std::runtime_error when nobody listens
-    explicit TestSocket(int port, int receiveBuffer = 0);
+    explicit TestSocket(int port, int receiveBuffer = 0, const char* from = "127.0.0.1");
     ~TestSocket();
     TestSocket(const TestSocket&) = delete;
     TestSocket& operator=(const TestSocket&) = delete;
 
     /// Speaks TLS from here on. @param version see TestTls @return false when the peer refuses
     [[nodiscard]] bool StartTls(int version = 0);
+    /// Begins a handshake, and waits for the peer's answer without reading it.
+    [[nodiscard]] bool BeginTls();
     /// Null without.
     TestTls* Tls() { return tls_.get(); }
 

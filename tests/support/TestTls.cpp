@@ -62,6 +62,13 @@ bool TestTls::Shake() {
     }
 }
 
+bool TestTls::SendHello() {
+    const int result = SSL_do_handshake(tls_);
+    const bool sent = SSL_get_error(tls_, result) == SSL_ERROR_WANT_READ;
+    ERR_clear_error();
+    return sent;
+}
+
 bool TestTls::Send(std::string_view bytes) {
     while (!bytes.empty()) {
         size_t sent = 0;

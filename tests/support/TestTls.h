@@ -25,6 +25,8 @@ public:
     TestTls& operator=(const TestTls&) = delete;
 
     [[nodiscard]] bool Shake();
+    /// The first step of that only.
+    [[nodiscard]] bool SendHello();
     /// @return false when the peer is gone or takes nothing
     bool Send(std::string_view bytes);
     /// @return bytes, 0 = the end, whether announced or not, -1 = nothing came in time

@@ -3,6 +3,7 @@
 #include <boost/asio/post.hpp>
 
 #include <algorithm>
+#include <ctime>
 #include <exception>
 #include <utility>
 
@@ -158,12 +159,14 @@ void RtspClient::OnRequest() {
         Answer({400});
         return;
     }
-    if (request_.method == "OPTIONS") {
+    if (request_.method == "OPTIONS" || IsLetIn()) {
         Carry();
         return;
     }
+    const std::string authorization(request_.Header("Authorization"));
     shared_->access.Check(
-        {request_.method, request_.uri, std::string(request_.Header("Authorization")), peer_},
+        {request_.method, authorization.empty() ? RtspStreamUri(request_.uri) : request_.uri,
+         authorization, peer_},
         [weak = weak_from_this(), &context = io_.Context()](const RtspVerdict& verdict) {
             asio::post(context, [weak, verdict] {
                 const auto self = weak.lock();
@@ -173,13 +176,28 @@ void RtspClient::OnRequest() {
         });
 }
 
+/// Whether the request is about the stream that the player has been let in to.
+bool RtspClient::IsLetIn() {
+    RtspTarget target;
+    std::string ignored;
+    wanted_.reset();
+    if (ReadRtspTarget(request_.uri, std::time(nullptr), target, ignored) == 200)
+        wanted_ = target;
+    const bool names = request_.method == "DESCRIBE" || request_.method == "SETUP";
+    return letIn_ && (!names || (wanted_ && wanted_->SameStream(*letIn_)));
+}
+
 void RtspClient::OnVerdict(const RtspVerdict& verdict) {
     try {
         if (verdict.status == 200) {
+            letIn_ = wanted_;
+            letInUntil_ = verdict.until;
             Carry();
             return;
         }
         RtspAnswer answer{verdict.status};
+        if (verdict.retryAfter > 0)
+            answer.headers.emplace_back("Retry-After", std::to_string(verdict.retryAfter));
         for (const std::string& challenge : verdict.challenges)
             answer.headers.emplace_back("WWW-Authenticate", challenge);
         Answer(std::move(answer));
@@ -277,6 +295,8 @@ void RtspClient::Tick() {
     if (!isEnding_) {
         if (isHalf_ && !isBusy_ && now - halfSince_ >= shared_->settings.request) {
             Refuse(408);
+        } else if (letInUntil_ != 0 && std::time(nullptr) >= letInUntil_) {
+            Finish();
         } else if (TakesNothing(now) || IsSilent(now)) {
             Close();
             return;

@@ -5,6 +5,7 @@
 #include <array>
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "host/http/HttpPlaces.h"
@@ -37,6 +38,7 @@ private:
     void OnRead(boost::system::error_code error, size_t count);
     void Process();
     void OnRequest();
+    bool IsLetIn();
     void OnVerdict(const RtspVerdict& verdict);
     void Carry();
     void Answer(RtspAnswer answer);
@@ -65,8 +67,11 @@ private:
     std::array<char, 4096> room_{};  ///< where the wire puts what comes
     std::string input_;              ///< what has come and not been taken
     RtspRequestReader reader_;
-    RtspRequest request_;  ///< under way
-    bool isBusy_ = false;  ///< a request is under way
+    RtspRequest request_;               ///< under way
+    bool isBusy_ = false;               ///< a request is under way
+    std::optional<RtspTarget> wanted_;  ///< the stream that it names
+    std::optional<RtspTarget> letIn_;   ///< to what
+    int64_t letInUntil_ = 0;            ///< s since the epoch, 0 = for good
     bool isReading_ = false;
     bool isEnding_ = false;  ///< what waits is still sent
     bool isOver_ = false;

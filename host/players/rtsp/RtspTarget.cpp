@@ -95,12 +95,18 @@ int ReadRtspTarget(std::string_view uri, int64_t now, RtspTarget& target, std::s
     return target.isLive ? 200 : ReadTimes(request, now, target, text);
 }
 
-std::string RtspTrackUri(std::string_view uri, size_t track) {
+std::string RtspStreamUri(std::string_view uri) {
     TakeTrack(uri);
     const size_t mark = std::min(uri.find('?'), uri.size());
     std::string_view path = WithoutSlash(uri.substr(0, mark));
     TakeTrack(path);
-    return std::string(path).append(kTrack).append(std::to_string(track)).append(uri.substr(mark));
+    return std::string(path).append(uri.substr(mark));
+}
+
+std::string RtspTrackUri(std::string_view uri, size_t track) {
+    std::string whole = RtspStreamUri(uri);
+    return whole.insert(std::min(whole.find('?'), whole.size()),
+                        std::string(kTrack) + std::to_string(track));
 }
 
 }  // namespace vms::host

@@ -30,6 +30,9 @@ struct RtspTarget {
 /// @return 200; 400 or 404 when it names nothing
 int ReadRtspTarget(std::string_view uri, int64_t now, RtspTarget& target, std::string& text);
 
+/// The address of the whole stream that an address of one of its tracks names.
+std::string RtspStreamUri(std::string_view uri);
+
 /// The address of one track of the stream that an address names.
 std::string RtspTrackUri(std::string_view uri, size_t track);
 

@@ -79,6 +79,11 @@ protected:
         return std::exchange(latest_, nullptr);
     }
 
+    /// Whether the kernel does the sending, which knows one key only.
+    static bool IsSentByKernel(Connection& connection) {
+        return connection.GetWire().PlainSocket() >= 0;
+    }
+
     /// Whether what the client sends comes back.
     static bool Echoes(TestSocket& client, const std::string& text) {
         std::string answer;

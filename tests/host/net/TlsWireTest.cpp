@@ -69,7 +69,7 @@ TEST_F(TlsWireTest, FramesOfManySendersStayWholeAndInOrderForWhoReadsLate) {
     for (size_t got = 0; got < kSenders * kFrames; ++got) {
         ASSERT_TRUE(Next(*client, frame));
         const size_t number = std::stoul(frame);
-        ASSERT_EQ(frame, Numbered(number, frame.size()));
+        ASSERT_TRUE(frame == Numbered(number, frame.size())) << number;
         ASSERT_EQ(next[number / kFrames]++, number % kFrames);
     }
     EXPECT_EQ(connection->Counts().queuedBytes, 0U);
@@ -93,8 +93,8 @@ TEST_F(TlsWireTest, WhatHasBegunGoesOutWholeAlsoWhenTheRestIsGivenUp) {
         std::string frame;
         size_t got = 0;
         for (; got < sent && Next(*client, frame) && frame != "bye"; ++got)
-            ASSERT_EQ(frame, Numbered(got, size));
-        EXPECT_EQ(frame, "bye");
+            ASSERT_TRUE(frame == Numbered(got, size)) << got;
+        EXPECT_TRUE(frame == "bye");
         EXPECT_LT(got, sent);
     }
 }
@@ -116,8 +116,8 @@ TEST_F(TlsWireTest, FinishingWhileFramesGoOutLeavesThemWhole) {
         connection->Finish();
         EXPECT_TRUE(connection->SendRaw(std::string(PrefixOf(3).bytes.data(), 4) + "bye"));
         while (Next(*client, frame) && frame != "bye")
-            ASSERT_EQ(frame, Numbered(0, kSize));
-        EXPECT_EQ(frame, "bye");
+            ASSERT_TRUE(frame == Numbered(0, kSize));
+        EXPECT_TRUE(frame == "bye") << round;
         sender.join();
     }
 }
@@ -126,6 +126,7 @@ TEST_F(TlsWireTest, TheServerTakesNewKeysItself) {
     limits_.recordsPerKey = 10;
     Start();
     const auto client = Secure(TLS1_3_VERSION);
+    const int expected = IsSentByKernel(*Latest()) ? 0 : 5;
     std::atomic<int> updates{0};
     SSL_set_msg_callback(client->Tls()->Native(), [](int isWritten, int, int type,
                                                      const void* bytes, size_t, SSL*, void* count) {
@@ -137,7 +138,7 @@ TEST_F(TlsWireTest, TheServerTakesNewKeysItself) {
     SSL_set_msg_callback_arg(client->Tls()->Native(), &updates);
     for (int i = 0; i < 55; ++i)
         ASSERT_TRUE(Echoes(*client, "x"));
-    EXPECT_EQ(updates, 5);
+    EXPECT_EQ(updates, expected);
 }
 
 /// Whoever sends holds no lock while another thread encrypts, so that even then nothing waits.

@@ -3,10 +3,15 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <sstream>
+
 #include "media/MediaError.h"
+#include "media/rtp/JpegRewriter.h"
 #include "media/rtp/RtpProbe.h"
 #include "tests/media/ClipUnits.h"
 #include "tests/media/rtp/RtpTestUnits.h"
+#include "tests/support/ChildProcess.h"
 
 namespace {
 
@@ -244,7 +249,8 @@ TEST_F(RtpClipTest, DescriptionsNameCodecsAndParameterSets) {
         folder_.Make("a.mp4", 1, "320x240", vms::test::H264(), vms::test::Aac()), packets);
     for (const char* part :
          {"m=video 0 RTP/AVP 96\r\n", "a=rtpmap:96 H264/90000\r\n", "packetization-mode=1",
-          "sprop-parameter-sets=", "MPEG4-GENERIC/", "config=", "mode=AAC-hbr"})
+          "sprop-parameter-sets=", "m=audio 0 RTP/AVP 97\r\n", "a=rtpmap:97 MPEG4-GENERIC/",
+          "config=", "mode=AAC-hbr"})
         EXPECT_NE(h264.find(part), std::string::npos) << part << " in " << h264;
     EXPECT_EQ(h264.find("a=control"), std::string::npos);
     const std::string h265 = DescriptionsOf(
@@ -252,6 +258,31 @@ TEST_F(RtpClipTest, DescriptionsNameCodecsAndParameterSets) {
     for (const char* part : {"H265/90000", "sprop-vps=", "m=audio 0 RTP/AVP 8\r\n"})
         EXPECT_NE(h265.find(part), std::string::npos) << part << " in " << h265;
     EXPECT_GT(packets, 100U);
+}
+
+/// What ffmpeg makes has Huffman tables of its own, and one quantization table for all.
+TEST_F(RtpClipTest, JpegIsMadeToFitWithoutLoss) {
+    const auto clip = folder_.Make("c.mkv", 1, "320x240", {"-c:v", "mjpeg", "-q:v", "5"}, {});
+    size_t packets = 0;
+    const std::string description = DescriptionsOf(clip, packets);
+    EXPECT_TRUE(description.starts_with("m=video 0 RTP/AVP 26\r\n")) << description;
+    EXPECT_GT(packets, 25U);
+    const std::string picture(vms::test::UnitsOf(clip).front().Payload());
+    const std::string rewritten = vms::RewriteJpeg(picture);
+    const auto decoded = [this](const std::string& bytes) {
+        const auto file = folder_ / "picture.jpg";
+        std::ofstream(file, std::ios::binary) << bytes;
+        EXPECT_EQ(vms::test::Run({"ffmpeg", "-nostdin", "-v", "error", "-y", "-i", file, "-f",
+                                  "rawvideo", folder_ / "raw"}),
+                  0);
+        std::ostringstream raw;
+        raw << std::ifstream(folder_ / "raw", std::ios::binary).rdbuf();
+        return raw.str();
+    };
+    EXPECT_NE(rewritten, picture);
+    EXPECT_TRUE(decoded(rewritten) == decoded(picture));
+    EXPECT_EQ(vms::RewriteJpeg(picture.substr(0, 200)), "");
+    EXPECT_EQ(vms::RewriteJpeg("nothing"), "");
 }
 
 }  // namespace

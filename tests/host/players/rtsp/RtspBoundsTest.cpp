@@ -248,26 +248,50 @@ TEST_F(RtspBoundsTest, AMegabyteIsNoRequest) {
     EXPECT_FALSE(takes);
 }
 
+/// Lets in who says so, or comes with an address that is signed; others are told how.
+class PickyAccess final : public RtspAccess {
+public:
+    void Check(const RtspCredentials& credentials, Done done) override {
+        ++checks;
+        const bool isSigned = credentials.uri == "rtsp://host/live/hall/0?sig=1";
+        if (isSigned || credentials.authorization == "right " + credentials.uri)
+            done({200, {}, 0, until});
+        else
+            done({401, {"Digest algorithm=SHA-256", "Digest algorithm=MD5"}});
+    }
+    std::atomic<int> checks{0};
+    std::atomic<int64_t> until{0};
+};
+
 TEST_F(RtspBoundsTest, WhoIsNotLetInIsToldHow) {
-    class Access final : public RtspAccess {
-        void Check(const RtspCredentials& credentials, Done done) override {
-            if (credentials.authorization == "right " + credentials.method)
-                done({});
-            else
-                done({401, {"Digest algorithm=SHA-256", "Digest algorithm=MD5"}});
-        }
-    } access;
+    PickyAccess access;
     Start({}, &access);
     RtspTestClient client(Port());
     EXPECT_EQ(client.Ask("OPTIONS", "*").status, 200);
     const auto refused = client.Ask("DESCRIBE", kLive);
     EXPECT_EQ(refused.status, 401);
     EXPECT_EQ(refused.headers.at("WWW-Authenticate"), "Digest algorithm=MD5");
-    EXPECT_EQ(
-        client.Ask("DESCRIBE", "rtsp://host/live/nobody/0", {{"Authorization", "right DESCRIBE"}})
-            .status,
-        404);
     EXPECT_EQ(asked, 0);
+    const std::string nobody = "rtsp://host/live/nobody/0/track1";
+    EXPECT_EQ(client.Ask("SETUP", nobody, {{"Authorization", "right " + nobody}}).status, 404);
+}
+
+TEST_F(RtspBoundsTest, WhoHasBeenLetInToAStreamIsNotAskedAgainBeforeHeMustGo) {
+    PickyAccess access;
+    access.until = std::time(nullptr) + 2;
+    RtspSettings settings;
+    settings.tick = 10ms;
+    Start(settings, &access);
+    RtspTestClient first(Port());
+    ASSERT_EQ(Describe(first, "?sig=1").status, 200);
+    Watch(first, {0, 1}, "?sig=1");
+    EXPECT_EQ(access.checks, 1);
+    EXPECT_EQ(first.Ask("DESCRIBE", "rtsp://host/live/hall/1?sig=1").status, 401);
+    RtspTestClient second(Port());
+    EXPECT_EQ(second.Ask("SETUP", std::string(kLive) + "/track0?sig=1", Inside()).status, 200);
+    while (first.NextPacket()) {
+    }
+    EXPECT_GE(std::time(nullptr), access.until);
 }
 
 }  // namespace

@@ -80,8 +80,8 @@ protected:
     }
 
     /// Describes the live stream; meanwhile it sends a key picture and a sound.
-    RtspTestClient::Reply Describe(RtspTestClient& client) {
-        EXPECT_TRUE(client.socket.Send(RtspTestClient::Text(1, "DESCRIBE", kLive)));
+    RtspTestClient::Reply Describe(RtspTestClient& client, const std::string& query = "") {
+        EXPECT_TRUE(client.socket.Send(RtspTestClient::Text(1, "DESCRIBE", kLive + query)));
         const auto relay = Asker(TV_STREAM_PREVIEW_START);
         if (relay == nullptr)
             return {};
@@ -93,12 +93,13 @@ protected:
     static Headers Inside() { return {{"Transport", "RTP/AVP/TCP;unicast;interleaved=0-1"}}; }
 
     /// Watches the live stream's tracks inside the connection.
-    static void Watch(RtspTestClient& client, const std::vector<int>& tracks = {0, 1}) {
-        for (const int track : tracks)
-            EXPECT_EQ(
-                client.Ask("SETUP", kLive + ("/track" + std::to_string(track)), Inside()).status,
-                200);
-        EXPECT_EQ(client.Ask("PLAY", kLive).status, 200);
+    static void Watch(RtspTestClient& client, const std::vector<int>& tracks = {0, 1},
+                      const std::string& query = "") {
+        for (const int track : tracks) {
+            const std::string uri = kLive + ("/track" + std::to_string(track)) + query;
+            EXPECT_EQ(client.Ask("SETUP", uri, Inside()).status, 200);
+        }
+        EXPECT_EQ(client.Ask("PLAY", kLive + query).status, 200);
     }
 
     /// Reads until so many packets of media have come. @return them all
