@@ -11,6 +11,32 @@ namespace vms::host {
 namespace {
 
 constexpr std::chrono::seconds kRetry(1);
+constexpr std::chrono::seconds kLastWait(1);  ///< for the stops of the end
+
+/// Counts what has still to end. Thread-safe.
+class Ends {
+public:
+    explicit Ends(size_t count) : count_(count) {}
+
+    void CountDown() VMS_EXCLUDES(mutex_) {
+        MutexLock lock(mutex_);
+        --count_;
+        changed_.NotifyAll();
+    }
+
+    void Wait(PtzMoves::Clock::time_point deadline) VMS_EXCLUDES(mutex_) {
+        MutexLock lock(mutex_);
+        while (count_ > 0) {
+            if (!changed_.WaitUntil(mutex_, deadline))
+                return;
+        }
+    }
+
+private:
+    Mutex mutex_;
+    CondVar changed_;
+    size_t count_ VMS_GUARDED_BY(mutex_);
+};
 
 struct Move {
     BusRequest stop{};
@@ -115,13 +141,20 @@ private:
 PtzMoves::PtzMoves(BusClient& bus)
     : bus_(bus), table_(std::make_shared<Table>()), thread_([this] { Run(); }) {}
 
-/// By now the bus client may wait for no more answers, but the bus still takes requests.
+/// By now the bus client may wait for no more answers, but the bus still takes requests. The
+/// modules end next, so they are given a moment to tell their devices.
 PtzMoves::~PtzMoves() {
     const auto left = table_->End();
     thread_.join();
-    for (const auto& [part, move] : left)
-        PostRequest(
-            bus_.Bus(), move.stop, [](const __tagTvCommand&) {}, [](bool) {});
+    const auto ends = std::make_shared<Ends>(left.size());
+    for (const auto& [part, move] : left) {
+        const int64_t serial = PostRequest(
+            bus_.Bus(), move.stop, [](const __tagTvCommand&) {},
+            [ends](bool) { ends->CountDown(); });
+        if (serial <= 0)
+            ends->CountDown();
+    }
+    ends->Wait(Clock::now() + kLastWait);
 }
 
 uint64_t PtzMoves::Begin(const Part& part, BusRequest stop, std::chrono::milliseconds duration) {

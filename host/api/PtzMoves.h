@@ -14,7 +14,7 @@ namespace vms::host {
 
 /// The movements that the API has begun and nobody has ended: each is stopped when its time is up,
 /// and at the latest with this object, so that a client that goes away leaves no camera turning.
-/// Thread-safe; nothing but the destructor waits.
+/// Thread-safe; nothing but the destructor waits, a second at most.
 class PtzMoves {
 public:
     using Clock = std::chrono::steady_clock;

@@ -115,7 +115,7 @@ Json::Value ReadAnswer(const std::string& text) {
 
 struct HostClient::Transfer {
     struct Cleaner {
-        void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
+        void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
         void operator()(curl_slist* list) const { curl_slist_free_all(list); }
     };
     std::unique_ptr<CURL, Cleaner> easy{curl_easy_init()};

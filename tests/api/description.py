@@ -2,7 +2,7 @@
 import jsonschema
 import yaml
 
-METHODS = ("get", "put", "post", "patch", "delete")
+METHODS = ("get", "put", "post", "patch", "delete", "options")
 
 
 class Description:

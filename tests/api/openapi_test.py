@@ -10,7 +10,10 @@ from description import Description
 from running_host import ADMIN_PASSWORD, TOKEN, WAIT, RunningHost
 
 # What is described and not there. One that has come fails the test: it then needs a call below.
-NOT_THERE_YET = {"whep", "endWhep"}
+NOT_THERE_YET = set()
+
+# What succeeds only with a browser at the other end, and has tests of its own; here it fails as described.
+NEEDS_A_BROWSER = {"whep", "endWhep"}
 
 UPGRADE = {"Upgrade": "websocket", "Connection": "Upgrade", "Sec-WebSocket-Version": "13",
            "Sec-WebSocket-Key": "dGhlIHNhbXBsZSBub25jZQ=="}
@@ -64,6 +67,8 @@ CALLS = [
     call("download", 200, CHANNEL, query=CLIP), call("download", 400, CHANNEL),
     call("download", 206, CHANNEL, query=CLIP, headers={"Range": "bytes=0-99"}),
     call("download", 416, CHANNEL, query=CLIP, headers={"Range": "bytes=999999999-"}),
+    call("whepOptions", 204, CHANNEL), call("endWhep", 404, {**CHANNEL, "session": "x"}),
+    call("whep", (400, 501), CHANNEL, body=b"v=0\r\n", headers={"Content-Type": "application/sdp"}),
     call("logIn", 200),
     call("whoAmI", 200, session=True), call("whoAmI", 401, headers={"Authorization": "Bearer wrong"}),
     call("changePassword", 409, session=True), call("logOut", 200, session=True),
@@ -128,9 +133,10 @@ def check_calls(description, client):
     for one in CALLS:
         identifier = one["operation"]
         status, headers, body = client.call(one)
-        assert status == one["status"], f"{identifier}: {status} {body} in place of {one['status']}"
+        expected = one["status"] if isinstance(one["status"], tuple) else (one["status"],)
+        assert status in expected, f"{identifier}: {status} {body} in place of {expected}"
         description.check_answer(identifier, status, headers, body)
-        if status < 400:
+        if status < 400 or identifier in NEEDS_A_BROWSER:
             called.add(identifier)
     missing = set(description.operations) - called - NOT_THERE_YET
     assert not missing, f"nobody calls {missing}"
