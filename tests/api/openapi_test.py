@@ -3,9 +3,11 @@
 description: openapi_test.py OPENAPI VMSHOST MEDIAFILE_LIBRARY"""
 import http.client
 import json
+import pathlib
 import sys
 import urllib.parse
 
+sys.path.append(str(pathlib.Path(__file__).parents[1] / "support"))
 from description import Description
 from running_host import ADMIN_PASSWORD, TOKEN, WAIT, RunningHost
 

@@ -38,12 +38,16 @@ class RunningHost:
         self._errors.close()
         shutil.rmtree(self._folder)
 
+    def talks(self):
+        """Files of what has been said to the device."""
+        return sorted((self._folder / "hall" / "talk").glob("*.wav"))
+
     def errors(self):
         self._errors.flush()
         return (self._folder / "errors").read_text()
 
     def _config(self):
-        return {"http": {"port": 0, "token": TOKEN}, "state": str(self._folder / "state"),
+        return {"http": {"port": 0, "token": TOKEN}, "rtsp": {"port": 0}, "state": str(self._folder / "state"),
                 "users": [{"name": "admin", "role": "admin", "password": ADMIN_PASSWORD}],
                 "modules": [{"name": "files", "library": self._library,
                              "config": {"streamserver": {"content": str(self._folder)}},
