@@ -12,7 +12,6 @@ Needs a release build and ffmpeg.
 """
 
 import argparse
-import json
 import multiprocessing
 import os
 import pathlib
@@ -39,60 +38,11 @@ def make_small_clip(path, seconds):
          "125k", "-g", "25", "-keyint_min", "25", "-sc_threshold", "0", str(path)], check=True)
 
 
-class Camera(relay.Camera):
-    """Serves RTSP, too."""
-
-    def serve(self, folder, family, module, device):
-        self.port, self.rtsp_port = relay.free_port(), relay.free_port()
-        config = folder / "vms.json"
-        config.write_text(json.dumps({
-            "http": {"port": self.port}, "rtsp": {"port": self.rtsp_port},
-            "modules": [{"name": "cams", "library": str(relay.FAMILIES / f"libfamily_{family}.so"), "config": module,
-                         "devices": [{"id": "cam", **device}]}]}))
-        self.process = subprocess.Popen([relay.VMSHOST, "serve", "--config", config], stdout=subprocess.PIPE)
-        while not self.process.stdout.readline().startswith(b"ready "):
-            pass
-        self.pids = [self.process.pid]
-
-
 def figures(pid):
     folder = pathlib.Path(f"/proc/{pid}")
     status = dict(line.split(":", 1) for line in (folder / "status").read_text().splitlines())
     return {"resident": int(status["VmRSS"].split()[0]) * 1024, "threads": int(status["Threads"]),
             "descriptors": len(os.listdir(folder / "fd"))}
-
-
-def ask(player, text):
-    """An RTSP request. @return the answer's header; what comes behind it must be read by the caller"""
-    player.sendall(text.encode())
-    head = b""
-    while not head.endswith(b"\r\n\r\n"):
-        head += relay.receive_exactly(player, 1)
-    if b" 200 " not in head.split(b"\r\n")[0]:
-        raise ConnectionError(head.decode(errors="replace"))
-    length = [line for line in head.split(b"\r\n") if line.lower().startswith(b"content-length:")]
-    body = relay.receive_exactly(player, int(length[0].split(b":")[1])) if length else b""
-    return head.decode(), body.decode()
-
-
-def rtsp_player(port):
-    player = relay.connect(port)
-    url = f"rtsp://127.0.0.1:{port}/live/cam/0"
-    _, description = ask(player, f"DESCRIBE {url} RTSP/1.0\r\nCSeq: 1\r\nAccept: application/sdp\r\n\r\n")
-    controls = [line.split(":", 1)[1] for line in description.splitlines() if line.startswith("a=control:")]
-    track = [control for control in controls if control != "*"][0]
-    target = track if track.startswith("rtsp://") else f"{url}/{track}"
-    head, _ = ask(player, f"SETUP {target} RTSP/1.0\r\nCSeq: 2\r\nTransport: RTP/AVP/TCP;interleaved=0-1\r\n\r\n")
-    session = [line.split(":", 1)[1].split(";")[0].strip() for line in head.splitlines()
-               if line.lower().startswith("session:")][0]
-    player.sendall(f"PLAY {url} RTSP/1.0\r\nCSeq: 3\r\nSession: {session}\r\n\r\n".encode())
-    return player
-
-
-def http_player(port, ending):
-    player = relay.connect(port)
-    player.sendall(f"GET /live/cam/0.{ending} HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n".encode())
-    return player
 
 
 def websocket_player(port):
@@ -104,8 +54,10 @@ def websocket_player(port):
 
 def open_player(camera, kind):
     if kind == "rtsp":
-        return rtsp_player(camera.rtsp_port)
-    return websocket_player(camera.port) if kind == "websocket" else http_player(camera.port, kind)
+        return relay.rtsp_player(camera.rtsp_port)
+    if kind == "websocket":
+        return websocket_player(camera.port)
+    return relay.http_player(camera.port, f"/live/cam/0.{kind}")
 
 
 def read_all(players, begin, end, result):
@@ -181,7 +133,7 @@ def main():
     with tempfile.TemporaryDirectory(prefix="vms-many-") as name:
         folder = pathlib.Path(name)
         make_small_clip(folder / "clip.mp4", 30)
-        camera = Camera(folder, folder / "clip.mp4")
+        camera = relay.Camera(folder, folder / "clip.mp4")
         try:
             before, with_them, cpu, gone, silences = measure(camera, arguments.players, arguments.seconds)
         finally:

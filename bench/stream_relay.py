@@ -1,18 +1,21 @@
 #!/usr/bin/env python3
-"""CPU per gigabyte of the stream server beside nginx with its RTMP module.
+"""CPU per gigabyte of the stream server beside nginx with its RTMP module, and node-media-server.
 
 One 720p25 stream of 2 Mbit/s goes to 1, 50 and 200 players over loopback, in turns through vmshost and
-through nginx. Both receive it over a connection: vmshost from a simulated camera, nginx from ffmpeg. Every
+through its peers. All receive it over a connection: vmshost from a simulated camera, the others from ffmpeg. Every
 player is a process of its own. CPU is what the serving processes used (user and system,
 /proc/PID/task/TID/schedstat), bytes are what the players received.
 
-    bench/stream_relay.py [--seconds 6] [--rounds 5] [--players 1 50 200] [--kind ws|ts|mp4] [--recording] [--tls]
+    bench/stream_relay.py [--seconds 6] [--rounds 5] [--players 1 50 200] [--kind ws|ts|mp4|rtsp] [--recording]
+                          [--peers nginx node] [--tls]
 
---kind is the way out of vmshost: WebSocket, or MPEG-TS or MP4 over HTTP. With --recording vmshost reads and paces a
-recording itself, which nginx's feeder is not charged for. With --tls it is compared with a vmshost that speaks TLS,
-and nginx is not needed. Those players leave what they receive encrypted: they cost the machine what the others do.
+--kind is the way out of vmshost: WebSocket, MPEG-TS or MP4 over HTTP, or RTSP inside its connection. With --recording
+vmshost reads and paces a recording itself, which the feeder of the others is not charged for. node-media-server gives
+its players FLV over HTTP. With --tls vmshost is compared with a vmshost that speaks TLS instead. Those players leave
+what they receive encrypted: they cost the machine what the others do.
 
-Needs a release build, ffmpeg, and the packages nginx-light and libnginx-mod-rtmp.
+Needs a release build and ffmpeg; nginx: the packages nginx-light and libnginx-mod-rtmp; node: Node 18 and `npm ci` in
+bench/peers.
 """
 
 import argparse
@@ -170,6 +173,36 @@ def http_player(port, path):
     return player
 
 
+# RTSP 1.0, the picture alone, inside the connection
+
+def rtsp_ask(player, text):
+    """@return the answer's header and body"""
+    player.sendall(text.encode())
+    head = b""
+    while not head.endswith(b"\r\n\r\n"):
+        head += receive_exactly(player, 1)
+    if b" 200 " not in head.split(b"\r\n")[0]:
+        raise ConnectionError(head.decode(errors="replace"))
+    length = [line for line in head.split(b"\r\n") if line.lower().startswith(b"content-length:")]
+    body = receive_exactly(player, int(length[0].split(b":")[1])) if length else b""
+    return head.decode(), body.decode()
+
+
+def rtsp_player(port):
+    player = connect(port)
+    url = f"rtsp://127.0.0.1:{port}/live/cam/0"
+    _, description = rtsp_ask(player, f"DESCRIBE {url} RTSP/1.0\r\nCSeq: 1\r\nAccept: application/sdp\r\n\r\n")
+    track = [line.split(":", 1)[1] for line in description.splitlines()
+             if line.startswith("a=control:") and line != "a=control:*"][0]
+    target = track if track.startswith("rtsp://") else f"{url}/{track}"
+    head, _ = rtsp_ask(player, f"SETUP {target} RTSP/1.0\r\nCSeq: 2\r\n"
+                               "Transport: RTP/AVP/TCP;interleaved=0-1\r\n\r\n")
+    session = [line.split(":", 1)[1].split(";")[0].strip() for line in head.splitlines()
+               if line.lower().startswith("session:")][0]
+    player.sendall(f"PLAY {url} RTSP/1.0\r\nCSeq: 3\r\nSession: {session}\r\n\r\n".encode())
+    return player
+
+
 # RTMP 1.0: handshake, then AMF0 commands in chunks of type 0
 
 def amf(value):
@@ -245,14 +278,16 @@ class Vmshost:
     kind = "ws"
 
     def serve(self, folder, family, module, device):
-        self.port = free_port()
+        self.port, self.rtsp_port = free_port(), free_port()
         config = folder / "vms.json"
         config.write_text(json.dumps({
             "http": {"port": self.port, **self.http}, "state": str(folder / "state"),
+            "rtsp": {"port": self.rtsp_port},
             "modules": [{"name": "cams", "library": str(FAMILIES / f"libfamily_{family}.so"), "config": module,
                          "devices": [{"id": "cam", **device}]}]}))
         self.process = subprocess.Popen([VMSHOST, "serve", "--config", config], stdout=subprocess.PIPE)
-        self.process.stdout.readline()
+        while not self.process.stdout.readline().startswith(b"ready "):
+            pass
         self.pids = [self.process.pid]
 
     def new_key(self):
@@ -263,6 +298,8 @@ class Vmshost:
             return json.loads(json.loads(answer.read())["body"])["uri"]
 
     def players(self, count):
+        if self.kind == "rtsp":
+            return [rtsp_player(self.rtsp_port) for _ in range(count)]
         if self.kind != "ws":
             return [http_player(self.port, f"/live/cam/0.{self.kind}") for _ in range(count)]
         key = self.new_key()
@@ -344,6 +381,35 @@ rtmp {{ access_log off;
         self.process.wait()
 
 
+class Node:
+    """node-media-server: RTMP in, FLV over HTTP out."""
+    name = "node"
+
+    def __init__(self, _folder, clip):
+        self.port, rtmp = free_port(), free_port()
+        self.process = subprocess.Popen(["node", "http_flv.js", str(rtmp), str(self.port)], stdout=subprocess.PIPE,
+                                        cwd=ROOT / "bench/peers")
+        self.process.stdout.readline()
+        time.sleep(1)
+        self.source = subprocess.Popen(
+            ["ffmpeg", "-nostdin", "-v", "error", "-re", "-stream_loop", "-1", "-i", str(clip), "-c", "copy",
+             "-f", "flv", f"rtmp://127.0.0.1:{rtmp}/live/cam"])
+        time.sleep(2)
+        self.pids = [self.process.pid]
+
+    def players(self, count):
+        return [http_player(self.port, "/live/cam.flv") for _ in range(count)]
+
+    def end(self):
+        self.source.terminate()
+        self.source.wait()
+        self.process.terminate()
+        self.process.wait()
+
+
+PEERS = {"nginx": Nginx, "node": Node}
+
+
 def measure(server, count, seconds):
     players = Players(server.players(count))
     try:
@@ -395,7 +461,8 @@ def main():
     parser.add_argument("--seconds", type=int, default=6)
     parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--players", type=int, nargs="+", default=[1, 50, 200])
-    parser.add_argument("--kind", choices=["ws", "ts", "mp4"], default="ws")
+    parser.add_argument("--kind", choices=["ws", "ts", "mp4", "rtsp"], default="ws")
+    parser.add_argument("--peers", choices=PEERS, nargs="+", default=["nginx"])
     parser.add_argument("--recording", action="store_true")
     parser.add_argument("--tls", action="store_true")
     arguments = parser.parse_args()
@@ -408,7 +475,8 @@ def main():
         servers = []
         try:
             ours = Recording if arguments.recording else Camera
-            for kind in (ours, over_tls(ours) if arguments.tls else Nginx):
+            peers = [over_tls(ours)] if arguments.tls else [PEERS[name] for name in arguments.peers]
+            for kind in (ours, *peers):
                 (folder / kind.name).mkdir()
                 servers.append(kind(folder / kind.name, clip))
             idle = idle_connections(servers[0], 500)
@@ -422,12 +490,13 @@ def main():
                 server.end()
     medians = print_table(servers, counts, results)
     most = counts[-1]
-    pair = servers[::-1] if arguments.tls else servers
-    for count in counts if arguments.tls else [most]:
-        ratios = [mine["cpu_per_gb"] / theirs["cpu_per_gb"]
-                  for mine, theirs in zip(*(results[server.name, count] for server in pair))]
-        print(f"at {count} players, {pair[0].name} to {pair[1].name}: " +
-              ", ".join(f"{ratio:.2f}" for ratio in ratios) + f"; median {statistics.median(ratios):.2f}")
+    for peer in servers[1:]:
+        pair = (peer, servers[0]) if arguments.tls else (servers[0], peer)
+        for count in counts if arguments.tls else [most]:
+            ratios = [mine["cpu_per_gb"] / theirs["cpu_per_gb"]
+                      for mine, theirs in zip(*(results[server.name, count] for server in pair))]
+            print(f"at {count} players, {pair[0].name} to {pair[1].name}: " +
+                  ", ".join(f"{ratio:.2f}" for ratio in ratios) + f"; median {statistics.median(ratios):.2f}")
     if len(counts) > 1:
         for server in servers:
             few, many = (medians[server.name, count] for count in counts[-2:])
