@@ -235,13 +235,13 @@ class Players:
 class Vmshost:
     """Serves one channel. A subclass starts what it comes from."""
     name = "vmshost"
-    http, scheme, player = {}, "http", staticmethod(websocket_player)
+    tls, scheme, player = {}, "http", staticmethod(websocket_player)
 
     def serve(self, folder, family, module, device):
         self.port = free_port()
         config = folder / "vms.json"
         config.write_text(json.dumps({
-            "http": {"port": self.port, **self.http}, "state": str(folder / "state"),
+            **({"state": "state"} if self.tls else {}), "http": {"port": self.port, **self.tls},
             "modules": [{"name": "cams", "library": str(FAMILIES / f"libfamily_{family}.so"), "config": module,
                          "devices": [{"id": "cam", **device}]}]}))
         self.process = subprocess.Popen([VMSHOST, "serve", "--config", config], stdout=subprocess.PIPE)
@@ -293,7 +293,7 @@ class Camera(Vmshost):
 def over_tls(kind):
     """The same, speaking TLS."""
     return type("Tls" + kind.__name__, (kind,), {
-        "name": "with TLS", "http": {"tls": "self-signed"}, "scheme": "https",
+        "name": "with TLS", "tls": {"tls": "self-signed"}, "scheme": "https",
         "player": staticmethod(tls_websocket_player)})
 
 
