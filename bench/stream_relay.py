@@ -236,6 +236,7 @@ class Vmshost:
     """Serves one channel. A subclass starts what it comes from."""
     name = "vmshost"
     tls, scheme, player = {}, "http", staticmethod(websocket_player)
+    wrap = staticmethod(lambda connection: connection)
 
     def serve(self, folder, family, module, device):
         self.port = free_port()
@@ -294,7 +295,7 @@ def over_tls(kind):
     """The same, speaking TLS."""
     return type("Tls" + kind.__name__, (kind,), {
         "name": "with TLS", "tls": {"tls": "self-signed"}, "scheme": "https",
-        "player": staticmethod(tls_websocket_player)})
+        "player": staticmethod(tls_websocket_player), "wrap": staticmethod(TlsClient)})
 
 
 class Nginx:
@@ -357,9 +358,8 @@ def idle_connections(server, count):
     """Resident bytes per connection that has asked for nothing."""
     before = resident_bytes(server.pids[-1])
     connections = [connect(server.port) for _ in range(count)]
-    for connection in connections:
+    for connection in map(server.wrap, connections):
         connection.sendall(UPGRADE)
-    for connection in connections:
         read_head(connection)
     time.sleep(1)
     grown = resident_bytes(server.pids[-1]) - before
@@ -400,7 +400,7 @@ def main():
             for kind in (ours, over_tls(ours) if arguments.tls else Nginx):
                 (folder / kind.name).mkdir()
                 servers.append(kind(folder / kind.name, clip))
-            idle = idle_connections(servers[0], 500)
+            idle = [idle_connections(server, 500) for server in servers[:2 if arguments.tls else 1]]
             for _ in range(arguments.rounds):
                 for count in counts:
                     for server in servers:
@@ -422,8 +422,8 @@ def main():
             few, many = (medians[server.name, count] for count in counts[-2:])
             growth = (many["us_per_frame"] - few["us_per_frame"]) / (counts[-1] - counts[-2])
             print(f"{server.name}: {growth:.1f} us per frame and player from {counts[-2]} to {most} players")
-        print(f"vmshost: {idle / 1000:.1f} kB per idle connection")
-        for server in servers[:2 if arguments.tls else 1]:
+        for server, bytes_each in zip(servers, idle):
+            print(f"{server.name}: {bytes_each / 1000:.1f} kB per idle connection")
             grown = medians[server.name, most]["resident"] - medians[server.name, counts[0]]["resident"]
             print(f"{server.name}: {grown / (most - counts[0]) / 1000:.1f} kB per attached player")
     return 0
