@@ -357,10 +357,12 @@ def measure(server, count, seconds):
 def idle_connections(server, count):
     """Resident bytes per connection that has asked for nothing."""
     before = resident_bytes(server.pids[-1])
-    connections = [connect(server.port) for _ in range(count)]
-    for connection in map(server.wrap, connections):
-        connection.sendall(UPGRADE)
-        read_head(connection)
+    connections = []
+    for _ in range(count):
+        connections.append(connect(server.port))
+        stream = server.wrap(connections[-1])
+        stream.sendall(UPGRADE)
+        read_head(stream)
     time.sleep(1)
     grown = resident_bytes(server.pids[-1]) - before
     for connection in connections:
