@@ -274,14 +274,15 @@ class Players:
 class Vmshost:
     """Serves one channel. A subclass starts what it comes from."""
     name = "vmshost"
-    http, scheme, player = {}, "http", staticmethod(websocket_player)
+    tls, scheme, player = {}, "http", staticmethod(websocket_player)
+    wrap = staticmethod(lambda connection: connection)
     kind = "ws"
 
     def serve(self, folder, family, module, device):
         self.port, self.rtsp_port = free_port(), free_port()
         config = folder / "vms.json"
         config.write_text(json.dumps({
-            "http": {"port": self.port, **self.http}, "state": str(folder / "state"),
+            "http": {"port": self.port, **self.tls}, "state": "state",
             "rtsp": {"port": self.rtsp_port},
             "modules": [{"name": "cams", "library": str(FAMILIES / f"libfamily_{family}.so"), "config": module,
                          "devices": [{"id": "cam", **device}]}]}))
@@ -339,8 +340,8 @@ class Camera(Vmshost):
 def over_tls(kind):
     """The same, speaking TLS."""
     return type("Tls" + kind.__name__, (kind,), {
-        "name": "with TLS", "http": {"tls": "self-signed"}, "scheme": "https",
-        "player": staticmethod(tls_websocket_player)})
+        "name": "with TLS", "tls": {"tls": "self-signed"}, "scheme": "https",
+        "player": staticmethod(tls_websocket_player), "wrap": staticmethod(TlsClient)})
 
 
 class Nginx:
@@ -431,11 +432,12 @@ def measure(server, count, seconds):
 def idle_connections(server, count):
     """Resident bytes per connection that has asked for nothing."""
     before = resident_bytes(server.pids[-1])
-    connections = [connect(server.port) for _ in range(count)]
-    for connection in connections:
-        connection.sendall(UPGRADE)
-    for connection in connections:
-        read_head(connection)
+    connections = []
+    for _ in range(count):
+        connections.append(connect(server.port))
+        stream = server.wrap(connections[-1])
+        stream.sendall(UPGRADE)
+        read_head(stream)
     time.sleep(1)
     grown = resident_bytes(server.pids[-1]) - before
     for connection in connections:
@@ -479,7 +481,7 @@ def main():
             for kind in (ours, *peers):
                 (folder / kind.name).mkdir()
                 servers.append(kind(folder / kind.name, clip))
-            idle = idle_connections(servers[0], 500)
+            idle = [idle_connections(server, 500) for server in servers[:2 if arguments.tls else 1]]
             for _ in range(arguments.rounds):
                 for count in counts:
                     for server in servers:
@@ -502,8 +504,8 @@ def main():
             few, many = (medians[server.name, count] for count in counts[-2:])
             growth = (many["us_per_frame"] - few["us_per_frame"]) / (counts[-1] - counts[-2])
             print(f"{server.name}: {growth:.1f} us per frame and player from {counts[-2]} to {most} players")
-        print(f"vmshost: {idle / 1000:.1f} kB per idle connection")
-        for server in servers[:2 if arguments.tls else 1]:
+        for server, bytes_each in zip(servers, idle):
+            print(f"{server.name}: {bytes_each / 1000:.1f} kB per idle connection")
             grown = medians[server.name, most]["resident"] - medians[server.name, counts[0]]["resident"]
             print(f"{server.name}: {grown / (most - counts[0]) / 1000:.1f} kB per attached player")
     return 0
