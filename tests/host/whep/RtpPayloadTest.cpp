@@ -70,7 +70,8 @@ TEST(RtpPayloads, AreBounded) {
     EXPECT_EQ(Whole("\0\0\1\x65"s + std::string(kMostPackets * kMostPayload, 'x')), "");
     std::vector<RtpPayload> payloads;
     EXPECT_FALSE(SplitSound("", payloads));
-    EXPECT_TRUE(SplitSound(std::string(kMostSound + 1, 's'), payloads));
+    const std::string sound(kMostSound + 1, 's');
+    EXPECT_TRUE(SplitSound(sound, payloads));
     ASSERT_EQ(payloads.size(), 2U);
     EXPECT_EQ(payloads[1].body, "s");
 }
