@@ -19,9 +19,10 @@ struct HttpConfig {
 
 /// Players over WebRTC.
 struct WhepConfig {
-    int players = 10;     ///< 0..1000 at a time; 0 = none
-    int firstPort = 0;    ///< 0..65535; UDP ports to receive at, 0 = any
-    int lastPort = 0;     ///< the same
+    int players = 10;      ///< 0..1000 at a time; 0 = none
+    std::string host;      ///< address to receive at, "" = where the host listens
+    int firstPort = 0;     ///< 0..65535; UDP ports to receive at, 0 = any
+    int lastPort = 0;      ///< the same
     bool isNamed = false;  ///< the file has something to say of it
 };
 
@@ -43,8 +44,8 @@ struct HostConfig {
     const ModuleConfig* FindModule(const std::string& name) const;
 };
 
-/// Reads a configuration file: {"http": {...}, "whep": {...}, "modules": [{"name", "library", "config",
-/// "devices"}]}. Library paths are taken relative to the file.
+/// Reads a configuration file: {"http": {...}, "whep": {...}, "modules": [{"name", "library",
+/// "config", "devices"}]}. Library paths are taken relative to the file.
 /// @param defaultLibrary for modules that name none
 /// @throws HostError naming file, place and what was expected
 HostConfig ReadHostConfig(const std::string& path, const std::string& defaultLibrary);

@@ -37,7 +37,7 @@ TEST(HostConfig, ReadsAllItDescribes) {
     const vms::host::test::TemporaryFile file(R"({
         "http": {"host": "0.0.0.0", "port": 0, "advertise": "nvr.local", "token": "t",
                  "bodyMegabytes": 16},
-        "whep": {"players": 3, "firstPort": 50000, "lastPort": 50100},
+        "whep": {"players": 3, "host": "10.0.0.9", "firstPort": 50000, "lastPort": 50100},
         "modules": [
             {"name": "one", "library": "../lib/one.so", "config": {"streamserver": {"port": 1}},
              "devices": [{"id": "a", "ip": "10.0.0.5", "port": 80, "password": "p", "p2p": false}]},
@@ -56,6 +56,7 @@ TEST(HostConfig, ReadsAllItDescribes) {
     EXPECT_EQ(config.modules[1].config, "");
     EXPECT_EQ(config.http.bodyMegabytes, 16);
     EXPECT_EQ(config.whep.players, 3);
+    EXPECT_EQ(config.whep.host, "10.0.0.9");
     EXPECT_EQ(config.whep.firstPort, 50000);
     EXPECT_EQ(config.whep.lastPort, 50100);
     EXPECT_TRUE(config.whep.isNamed);

@@ -123,14 +123,12 @@ TEST_F(WhepPluginTest, AnswersWithAddressesItWasGiven) {
 
 TEST_F(WhepPluginTest, SaysWhyThereIsNoAnswer) {
     for (const std::string& offer :
-         {std::string(), std::string("v=0\r\n"), std::string("garbage\0\xff", 9),
-          std::string(kSessionPart), Request().offer.substr(0, 300)}) {
+         {std::string(), std::string("garbage\0\xff", 9), std::string(kSessionPart)}) {
         SessionRequest request = Request();
         request.offer = offer;
         const auto events = std::make_shared<Events>();
         const auto session = engine_->Open(request, events);
         ASSERT_TRUE(events->Wait()) << offer;
-        // An offer without sections has an answer without sections, which the host refuses.
         EXPECT_EQ(WidenAnswer(offer_, choice_, events->Answer()), "") << offer;
     }
     SessionRequest elsewhere = Request();
@@ -158,8 +156,9 @@ TEST_F(WhepPluginTest, SessionsMayBeDroppedAtAnyTime) {
         const auto session = engine_->Open(Request(), events);
         if (i % 3 == 0)
             kept.push_back(session);
-        if (i % 3 == 1)
+        if (i % 3 == 1) {
             ASSERT_TRUE(events->Wait());
+        }
     }
     kept.clear();
     engine_.reset();
