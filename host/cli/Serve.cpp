@@ -67,7 +67,7 @@ WhepSettings WhepSettingsOf(const HostConfig& config) {
     const auto folder = std::filesystem::path(DefaultLibraryPath()).parent_path();
     return {.library = (folder / whep::kPluginFile).string(),
             .players = static_cast<size_t>(config.whep.players),
-            .host = config.http.host,
+            .host = config.whep.host.empty() ? config.http.host : config.whep.host,
             .firstPort = config.whep.firstPort,
             .lastPort = config.whep.lastPort,
             .warmUp = config.whep.isNamed};

@@ -124,10 +124,11 @@ private:
     }
 
     void ReadWhep(const ConfigNode& node) {
-        node.RequireKnown({"players", "firstPort", "lastPort"});
+        node.RequireKnown({"players", "host", "firstPort", "lastPort"});
         WhepConfig& whep = config_.whep;
         whep.isNamed = true;
         whep.players = node.IntegerOr("players", whep.players, 0, kMostWhepPlayers);
+        whep.host = node.TextOr("host", whep.host);
         whep.firstPort = node.IntegerOr("firstPort", whep.firstPort, 0, kHighestPort);
         whep.lastPort = node.IntegerOr("lastPort", whep.lastPort, 0, kHighestPort);
         if (whep.firstPort > whep.lastPort || (whep.firstPort == 0) != (whep.lastPort == 0))

@@ -41,6 +41,7 @@ struct RtspConfig {
 /// Players over WebRTC.
 struct WhepConfig {
     int players = 10;      ///< 0..1000 at a time; 0 = none
+    std::string host;      ///< address to receive at, "" = where the host listens
     int firstPort = 0;     ///< 0..65535; UDP ports to receive at, 0 = any
     int lastPort = 0;      ///< the same
     bool isNamed = false;  ///< the file has something to say of it

@@ -37,6 +37,7 @@ TEST(HostConfig, ReadsAllItDescribes) {
     const vms::host::test::TemporaryFile file(R"({
         "http": {"host": "0.0.0.0", "port": 0, "advertise": "nvr.local", "token": "t",
                  "bodyMegabytes": 16},
+        "whep": {"players": 3, "host": "10.0.0.9", "firstPort": 50000, "lastPort": 50100},
         "modules": [
             {"name": "one", "library": "../lib/one.so", "config": {"streamserver": {"port": 1}},
              "devices": [{"id": "a", "ip": "10.0.0.5", "port": 80, "password": "p", "p2p": false}]},
@@ -54,6 +55,11 @@ TEST(HostConfig, ReadsAllItDescribes) {
     EXPECT_EQ(config.modules[1].library, kDefaultLibrary);
     EXPECT_EQ(config.modules[1].config, "");
     EXPECT_EQ(config.http.bodyMegabytes, 16);
+    EXPECT_EQ(config.whep.players, 3);
+    EXPECT_EQ(config.whep.host, "10.0.0.9");
+    EXPECT_EQ(config.whep.firstPort, 50000);
+    EXPECT_EQ(config.whep.lastPort, 50100);
+    EXPECT_TRUE(config.whep.isNamed);
 }
 
 TEST(HostConfig, TlsIsOfFilesOrOfOurOwnMaking) {
@@ -85,6 +91,10 @@ TEST(HostConfig, SaysWhereItIsWrongAndWhatWasExpected) {
                 HasSubstr("http.prot: no such member"));
     EXPECT_THAT(Problem(WithDevice(R"("id": "b", "passwort": "x")")),
                 HasSubstr("modules[0].devices[1].passwort: no such member"));
+    EXPECT_THAT(Problem(R"({"whep": {"firstPort": 9, "lastPort": 8}, "modules": [{"name": "m"}]})"),
+                HasSubstr("whep: \"firstPort\" and \"lastPort\" must name a range"));
+    EXPECT_THAT(Problem(R"({"whep": {"lastPort": 8}, "modules": [{"name": "m"}]})"),
+                HasSubstr("must name a range"));
     EXPECT_THAT(Problem("{\"modules\": [}"), HasSubstr("Line 1, Column 14"));
     EXPECT_THAT(Problem("{} x"), HasSubstr("Line 1"));
     EXPECT_NE(Problem(std::string(5000, '[')), "");

@@ -1,5 +1,8 @@
 #include "host/players/whep/WhepPlayer.h"
 
+#include <arpa/inet.h>
+
+#include <array>
 #include <list>
 #include <utility>
 
@@ -12,8 +15,12 @@
 namespace vms::host {
 namespace {
 
-bool IsAnyAddress(const std::string& host) {
-    return host.empty() || host == "0.0.0.0" || host == "::";
+/// Whether it is the address of one interface: neither a name nor "everywhere".
+bool IsOneAddress(const std::string& host) {
+    std::array<char, sizeof(in6_addr)> bytes{};
+    return host != "0.0.0.0" && host != "::" &&
+           (inet_pton(AF_INET, host.c_str(), bytes.data()) == 1 ||
+            inet_pton(AF_INET6, host.c_str(), bytes.data()) == 1);
 }
 
 bool IsLoopback(const std::string& address) {
@@ -189,8 +196,10 @@ bool WhepPlayer::OpenSession(const WhepStream& stream) {
 
 /// Where the browser can reach us: where the host listens.
 std::vector<std::string> WhepPlayer::Hosts() const {
-    if (!IsAnyAddress(shared_.settings.host))
-        return {shared_.settings.host == "localhost" ? "127.0.0.1" : shared_.settings.host};
+    if (IsOneAddress(shared_.settings.host))
+        return {shared_.settings.host};
+    if (shared_.settings.host == "localhost")
+        return {"127.0.0.1"};
     std::list<std::string> addresses;
     GetLocalIps(addresses);
     std::vector<std::string> hosts(addresses.begin(), addresses.end());
