@@ -68,8 +68,7 @@ void ContainerWriter::Begin(int number) {
             break;
         }
         case LiveContainer::kFragments:
-            output_.Begin(
-                {{"movflags", "empty_moov+default_base_moof+frag_custom+skip_sidx+frag_discont"}});
+            output_.Begin({{"movflags", "empty_moov+default_base_moof+frag_custom+skip_sidx"}});
             break;
         case LiveContainer::kFile:
             output_.Begin();
@@ -78,14 +77,14 @@ void ContainerWriter::Begin(int number) {
 }
 
 void ContainerWriter::Picture(std::string_view accessUnit, int64_t timeMs, bool isKey,
-                              int64_t durationMs) {
+                              int64_t duration) {
     if (container_ == LiveContainer::kTransportStream && isKey)
         av_opt_set(output_.Format().priv_data, "mpegts_flags", "+resend_headers", 0);
     if (isKey)
         EndBox();
     Fill(*pictures_, accessUnit, isKey);
     packet_->pts = packet_->dts = av_rescale_q(timeMs, kMilliseconds, pictures_->time_base);
-    packet_->duration = av_rescale_q(durationMs, kMilliseconds, pictures_->time_base);
+    packet_->duration = av_rescale_q(duration, kPictureClock, pictures_->time_base);
     Put();
 }
 
@@ -116,6 +115,8 @@ void ContainerWriter::Put() {
         EndBox();
     if (container_ == LiveContainer::kFile && !inBox_)
         BeginBox();
+    if (container_ == LiveContainer::kFragments)  // else its time is the sum of earlier durations
+        av_opt_set(output_.Format().priv_data, "movflags", "+frag_discont", 0);
     output_.Write(packet_.get());
     if (container_ == LiveContainer::kFragments)
         output_.Write(nullptr);  // ends the fragment

@@ -42,8 +42,8 @@ public:
     /// What stands in front of everything. Constant.
     const std::string& Head() const { return head_; }
 
-    /// @param durationMs until the next one, as far as is known
-    void Picture(std::string_view accessUnit, int64_t timeMs, bool isKey, int64_t durationMs);
+    /// @param duration of 90 kHz; one that reaches beyond the next picture would move that
+    void Picture(std::string_view accessUnit, int64_t timeMs, bool isKey, int64_t duration);
 
     /// @param adtsFrame with its header; one of another kind than the track's is left out
     /// @param begin     in samples

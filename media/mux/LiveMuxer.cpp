@@ -6,6 +6,7 @@
 #include "media/MediaError.h"
 #include "media/MediaLog.h"
 #include "media/mux/ContainerWriter.h"
+#include "media/packet/AccessUnit.h"
 #include "media/packet/ParameterSets.h"
 #include "media/packet/PictureSize.h"
 
@@ -57,6 +58,8 @@ void LiveMuxer::Take(const MediaUnit& unit, std::vector<LivePiece>& pieces) {
 }
 
 void LiveMuxer::Finish(std::vector<LivePiece>& pieces) {
+    if (ended_)
+        return;
     if (!waiting_.empty())
         Release(pieces);
     if (writer_ != nullptr && IsFile())
@@ -81,7 +84,8 @@ bool LiveMuxer::Notice(const MediaUnit& unit) {
     }
     const std::string_view payload = unit.Payload();
     if (!HoldsPictures(unit.Header().Codec()) ||
-        !StartsWithStartCode(reinterpret_cast<const uint8_t*>(payload.data()), payload.size()))
+        !StartsWithStartCode(reinterpret_cast<const uint8_t*>(payload.data()), payload.size()) ||
+        !HasSlice(PictureCodec(unit), payload))
         return false;
     if (unit.Header().IsKeyPicture())
         NoticeKeyPicture(unit);
@@ -107,15 +111,15 @@ void LiveMuxer::NoticeKeyPicture(const MediaUnit& unit) {
     const bool hasChanged = !sets.empty() && tracks_ && tracks_->parameterSets != sets;
     if (!isOther && !hasChanged)
         return;
-    if (sets.empty() && !IsTransport())
+    MediaUnitHeader header = unit.Header();
+    const bool isReadable = ReadPictureSize(unit, header.width, header.height);
+    if (!IsTransport() && (sets.empty() || !isReadable))
         return;  // there is no head without
     // Key pictures bring their parameter sets; those of H.265 are taken out of MP4.
     const bool isInBand = IsTransport() || (IsFile() && unit.Header().Codec() == MediaCodec::kH264);
     stale_ = stale_ || isOther || !isInBand;
     const auto sound = tracks_ ? tracks_->sound : expected_;
-    tracks_ = {unit.Header(), std::move(sets), sound};
-    if (tracks_->pictures.width == 0 || tracks_->pictures.height == 0)
-        ReadPictureSize(unit, tracks_->pictures.width, tracks_->pictures.height);
+    tracks_ = {header, std::move(sets), sound};
 }
 
 /// Whether sound may still come that the head has to name.
@@ -172,10 +176,8 @@ void LiveMuxer::Write(const MediaUnit& unit, std::vector<LivePiece>& pieces) {
 }
 
 void LiveMuxer::WritePicture(const MediaUnit& unit) {
-    const MediaUnitHeader& header = unit.Header();
-    const int64_t duration = header.rate > 0 ? 1000 / header.rate : 40;
-    writer_->Picture(unit.Payload(), times_.OfPicture(header.timestampMs), header.IsKeyPicture(),
-                     std::max<int64_t>(duration, 1));
+    const int64_t time = times_.OfPicture(unit.Header().timestampMs);
+    writer_->Picture(unit.Payload(), time, unit.Header().IsKeyPicture(), times_.PictureDuration());
 }
 
 void LiveMuxer::WriteSound(const MediaUnit& unit) {

@@ -1,6 +1,7 @@
 #include "media/mux/StreamTimes.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace vms {
 namespace {
@@ -9,6 +10,10 @@ namespace {
 constexpr int64_t kStep = 40;
 
 constexpr int64_t kThousand = 1000;
+
+constexpr double kShortPicture = 20;  ///< ms; few streams have more than 50 pictures a second
+constexpr double kTicks = 90;         ///< in a ms
+constexpr double kMargin = 0.9;
 
 /// Timestamps wrap.
 int64_t Distance(uint32_t from, uint32_t to) {
@@ -40,8 +45,23 @@ int64_t StreamTimes::Follow(Track& track, const Track& other, uint32_t timestamp
 int64_t StreamTimes::OfPicture(uint32_t timestampMs) {
     const auto due =
         static_cast<int64_t>(static_cast<double>(Follow(pictures_, sound_, timestampMs)) / speed_);
+    const int64_t before = lastPicture_;
     lastPicture_ = std::max(due, lastPicture_ + 1);
+    if (before >= 0) {
+        steps_[nextStep_] = lastPicture_ - before;
+        nextStep_ = (nextStep_ + 1) % steps_.size();
+    }
     return lastPicture_;
+}
+
+int64_t StreamTimes::PictureDuration() const {
+    int64_t shortest = 0;
+    for (const int64_t step : steps_) {
+        if (step > 0 && (shortest == 0 || step < shortest))
+            shortest = step;
+    }
+    const double ms = shortest > 0 ? static_cast<double>(shortest) : kShortPicture / speed_;
+    return std::max<int64_t>(1, std::llround(ms * kTicks * kMargin));
 }
 
 std::optional<int64_t> StreamTimes::OfSound(uint32_t timestampMs, int samples, int rate) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 
@@ -22,6 +24,10 @@ public:
     /// When a picture is due, ms.
     int64_t OfPicture(uint32_t timestampMs);
 
+    /// How long the newest picture is shown at least, as far as that can be told before the next one
+    /// comes: a little less than the shortest time between pictures lately. 90 kHz.
+    int64_t PictureDuration() const;
+
     /// When a frame of sound begins, in its samples: they are counted, so that they follow without
     /// a gap. @return nothing = leave the frame out: it lies before everything, or what has been
     /// written reaches beyond it
@@ -40,6 +46,8 @@ private:
     Track pictures_;
     Track sound_;
     int64_t lastPicture_ = -1;
+    std::array<int64_t, 16> steps_{};  ///< between the newest pictures, ms; 0 = not yet
+    size_t nextStep_ = 0;
     int64_t nextSample_ = -1;  ///< -1 = none yet
     int rate_ = 0;             ///< of nextSample_
 };

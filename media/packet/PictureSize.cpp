@@ -19,13 +19,13 @@ struct ParserDeleter {
 
 }  // namespace
 
-void ReadPictureSize(const MediaUnit& keyPicture, uint16_t& width, uint16_t& height) {
+bool ReadPictureSize(const MediaUnit& keyPicture, uint16_t& width, uint16_t& height) {
     const AVCodecID id = LibavCodec(keyPicture.Header().Codec());
     const std::unique_ptr<AVCodecParserContext, ParserDeleter> parser(av_parser_init(id));
     const std::unique_ptr<AVCodecContext, ParserDeleter> codec(
         avcodec_alloc_context3(avcodec_find_decoder(id)));
     if (parser == nullptr || codec == nullptr)
-        return;
+        return false;
     parser->flags |= PARSER_FLAG_COMPLETE_FRAMES;
     const std::string_view payload = keyPicture.Payload();
     std::vector<uint8_t> padded(payload.begin(), payload.end());
@@ -36,9 +36,10 @@ void ReadPictureSize(const MediaUnit& keyPicture, uint16_t& width, uint16_t& hei
                      static_cast<int>(payload.size()), AV_NOPTS_VALUE, AV_NOPTS_VALUE, 0);
     if (parser->width <= 0 || parser->height <= 0 || parser->width > UINT16_MAX ||
         parser->height > UINT16_MAX)
-        return;
+        return false;
     width = static_cast<uint16_t>(parser->width);
     height = static_cast<uint16_t>(parser->height);
+    return true;
 }
 
 }  // namespace vms

@@ -6,8 +6,8 @@
 
 namespace vms {
 
-/// The size of an H.264 or H.265 key picture as its parameter sets tell it, in pixels; left alone
-/// when they do not. Re-entrant.
-void ReadPictureSize(const MediaUnit& keyPicture, uint16_t& width, uint16_t& height);
+/// Reads the size of an H.264 or H.265 key picture, in pixels, from its parameter sets. Re-entrant.
+/// @return false when they do not tell it; the size is left alone
+bool ReadPictureSize(const MediaUnit& keyPicture, uint16_t& width, uint16_t& height);
 
 }  // namespace vms

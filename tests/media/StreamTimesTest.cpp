@@ -33,8 +33,9 @@ TEST(StreamTimes, SoundStaysWithThePicturesAcrossAJump) {
     EXPECT_EQ(times.OfSound(10'200, 800, 8000), 1600);  // of the old one
     EXPECT_EQ(times.OfPicture(100), 240);
     EXPECT_EQ(times.OfSound(100, 800, 8000), 2400);
-    EXPECT_EQ(times.OfPicture(200'000'000), 340);  // hours without a recording
-    EXPECT_EQ(times.OfSound(200'000'000, 800, 8000), 3200);
+    EXPECT_EQ(times.OfPicture(200'000'000), 280);  // hours without a recording
+    EXPECT_EQ(times.OfSound(200'000'000, 800, 8000), std::nullopt);
+    EXPECT_EQ(times.OfSound(200'000'100, 800, 8000), 3200);
 }
 
 TEST(StreamTimes, SamplesAreCountedUntilTheyStray) {
