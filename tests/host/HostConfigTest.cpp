@@ -37,6 +37,7 @@ TEST(HostConfig, ReadsAllItDescribes) {
     const vms::host::test::TemporaryFile file(R"({
         "http": {"host": "0.0.0.0", "port": 0, "advertise": "nvr.local", "token": "t",
                  "bodyMegabytes": 16},
+        "rtsp": {"port": 554},
         "modules": [
             {"name": "one", "library": "../lib/one.so", "config": {"streamserver": {"port": 1}},
              "devices": [{"id": "a", "ip": "10.0.0.5", "port": 80, "password": "p", "p2p": false}]},
@@ -54,6 +55,9 @@ TEST(HostConfig, ReadsAllItDescribes) {
     EXPECT_EQ(config.modules[1].library, kDefaultLibrary);
     EXPECT_EQ(config.modules[1].config, "");
     EXPECT_EQ(config.http.bodyMegabytes, 16);
+    ASSERT_TRUE(config.rtsp);
+    EXPECT_EQ(config.rtsp->port, 554);
+    EXPECT_EQ(config.rtsp->host, "");
 }
 
 TEST(HostConfig, SaysWhereItIsWrongAndWhatWasExpected) {
@@ -61,6 +65,8 @@ TEST(HostConfig, SaysWhereItIsWrongAndWhatWasExpected) {
                 HasSubstr("modules[0].colour: no such member; known are name, library, config"));
     EXPECT_THAT(Problem(R"({"http": {"prot": 80}, "modules": [{"name": "m"}]})"),
                 HasSubstr("http.prot: no such member"));
+    EXPECT_THAT(Problem(R"({"rtsp": {"ports": 1}, "modules": [{"name": "m"}]})"),
+                HasSubstr("rtsp.ports: no such member"));
     EXPECT_THAT(Problem(WithDevice(R"("id": "b", "passwort": "x")")),
                 HasSubstr("modules[0].devices[1].passwort: no such member"));
     EXPECT_THAT(Problem("{\"modules\": [}"), HasSubstr("Line 1, Column 14"));
