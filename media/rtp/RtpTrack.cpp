@@ -20,7 +20,8 @@ extern "C" {
 //
 //  12  0xabac (2) | words that follow: 3 (2)
 //  16  NTP time of the recording (8)
-//  24  0x80 clean point, 0x20 discontinuity | low byte of CSeq | 0 (2)
+//  24  0x80 clean point, 0x40 end of a section, 0x20 discontinuity, 0x10 terminal |
+//      low byte of CSeq | 0 (2)
 //
 // A sender report with the source's name and, at the end, a farewell (RFC 3550, 6.4 to 6.6):
 //
@@ -58,7 +59,8 @@ void WriteExtension(const ReplayMark& mark, char* out) {
     SetBigField(out, 0, uint16_t{0xabac});
     SetBigField(out, 2, uint16_t{3});
     SetBigField(out, 4, NtpTime(mark.unixUs));
-    out[12] = static_cast<char>((mark.isClean ? 0x80 : 0) | (mark.isJump ? 0x20 : 0));
+    out[12] = static_cast<char>((mark.isClean ? 0x80 : 0) | (mark.isSectionEnd ? 0x40 : 0) |
+                                (mark.isJump ? 0x20 : 0) | (mark.isTerminal ? 0x10 : 0));
     out[13] = static_cast<char>(mark.request);
 }
 

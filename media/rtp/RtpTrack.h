@@ -13,10 +13,12 @@ namespace vms {
 
 /// What ONVIF's replay extension says of a picture or a piece of sound.
 struct ReplayMark {
-    int64_t unixUs = 0;    ///< when it was recorded, us since the epoch
-    bool isClean = false;  ///< decoding can begin here
-    bool isJump = false;   ///< does not continue what came before
-    uint8_t request = 0;   ///< the low byte of the CSeq of the PLAY that it belongs to
+    int64_t unixUs = 0;         ///< when it was recorded, us since the epoch
+    bool isClean = false;       ///< decoding can begin here
+    bool isJump = false;        ///< does not continue what came before
+    bool isSectionEnd = false;  ///< the last one of its track before a gap, or the end
+    bool isTerminal = false;    ///< the last one of its track
+    uint8_t request = 0;        ///< the low byte of the CSeq of the PLAY that it belongs to
 };
 
 /// One track on its way over RTP: its units become packets, in the form of RtpPackets.h. Thread-

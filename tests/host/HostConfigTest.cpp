@@ -38,6 +38,7 @@ TEST(HostConfig, ReadsAllItDescribes) {
         "http": {"host": "0.0.0.0", "port": 0, "advertise": "nvr.local", "token": "t",
                  "bodyMegabytes": 16},
         "whep": {"players": 3, "host": "10.0.0.9", "firstPort": 50000, "lastPort": 50100},
+        "rtsp": {"port": 554},
         "modules": [
             {"name": "one", "library": "../lib/one.so", "config": {"streamserver": {"port": 1}},
              "devices": [{"id": "a", "ip": "10.0.0.5", "port": 80, "password": "p", "p2p": false}]},
@@ -60,6 +61,9 @@ TEST(HostConfig, ReadsAllItDescribes) {
     EXPECT_EQ(config.whep.firstPort, 50000);
     EXPECT_EQ(config.whep.lastPort, 50100);
     EXPECT_TRUE(config.whep.isNamed);
+    ASSERT_TRUE(config.rtsp);
+    EXPECT_EQ(config.rtsp->port, 554);
+    EXPECT_EQ(config.rtsp->host, "");
 }
 
 TEST(HostConfig, TlsIsOfFilesOrOfOurOwnMaking) {
@@ -89,6 +93,8 @@ TEST(HostConfig, SaysWhereItIsWrongAndWhatWasExpected) {
                 HasSubstr("modules[0].colour: no such member; known are name, library, config"));
     EXPECT_THAT(Problem(R"({"http": {"prot": 80}, "modules": [{"name": "m"}]})"),
                 HasSubstr("http.prot: no such member"));
+    EXPECT_THAT(Problem(R"({"rtsp": {"ports": 1}, "modules": [{"name": "m"}]})"),
+                HasSubstr("rtsp.ports: no such member"));
     EXPECT_THAT(Problem(WithDevice(R"("id": "b", "passwort": "x")")),
                 HasSubstr("modules[0].devices[1].passwort: no such member"));
     EXPECT_THAT(Problem(R"({"whep": {"firstPort": 9, "lastPort": 8}, "modules": [{"name": "m"}]})"),

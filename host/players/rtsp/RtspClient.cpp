@@ -309,10 +309,8 @@ void RtspClient::Tick() {
 
 /// A player over TCP that takes what it is sent is there, whether it says so or not.
 bool RtspClient::IsSilent(Clock::time_point now) {
-    if (isBusy_)
-        return false;
     if (!session_->IsOpen())
-        return now - heard_ >= shared_->settings.idle;
+        return now - heard_ >= (isBusy_ ? shared_->settings.session : shared_->settings.idle);
     const auto overUdp = session_->HeardOverUdp();
     return now - std::max(heard_, overUdp.value_or(progressAt_)) >= shared_->settings.session;
 }

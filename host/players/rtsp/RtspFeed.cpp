@@ -70,6 +70,7 @@ void RtspFeed::Close() {
     ready_ = nullptr;
     playback = std::exchange(playback_, nullptr);
     held.swap(held_);
+    delayed_ = {};
     order_ = {};
 }
 
@@ -120,6 +121,8 @@ int RtspFeed::Play(const RtspPlayOrder& order, const RtspSource::AnswerText& ans
     if (asked >= DurationMs())
         return 457;
     const bool goes = range.startMs && (!isFresh_ || asked > 0);
+    if (order_.player != nullptr && !goes)
+        SendDelayed(false);
     order_ = order;
     stream_->Begin(asked, RtspScaleOf(order.speed));
     if (goes || hasLost_ || isEnded_)
@@ -143,6 +146,7 @@ void RtspFeed::GoTo(int64_t askedMs) {
     heldBytes_ = 0;
     hasLost_ = false;
     isEnded_ = false;
+    delayed_ = {};
     seek_ = Seek{askedMs, Clock::now()};
     playback_->Seek(request_.from + askedMs / 1000);
 }
@@ -218,10 +222,32 @@ void RtspFeed::Pass(const MediaUnit& unit) {
     const std::optional<int> track = stream_->TrackOf(unit);
     if (!track || !Has(order_.tracks, *track))
         return;
+    if (order_.wantsEnds)
+        Delay(*track, unit, lastMs_);
+    else
+        SendUnit(unit, MarkOf(unit, lastMs_));
+}
+
+ReplayMark RtspFeed::MarkOf(const MediaUnit& unit, int64_t time) const {
     ReplayMark mark;
-    mark.unixUs = (int64_t{request_.from} * 1000 + lastMs_) * 1000;
+    mark.unixUs = (int64_t{request_.from} * 1000 + time) * 1000;
     mark.isClean = unit.Kind() != UnitKind::kPicture;
     mark.request = order_.request;
+    return mark;
+}
+
+/// The track's unit before this one goes, now that it is known what follows.
+void RtspFeed::Delay(int track, const MediaUnit& unit, int64_t time) {
+    auto& place = delayed_[static_cast<size_t>(track)];
+    if (const auto before = std::exchange(place, Delayed{unit, time})) {
+        const auto step = static_cast<double>((time - before->time) * 1000);
+        ReplayMark mark = MarkOf(before->unit, before->time);
+        mark.isSectionEnd = step < 0 || step / RtspScaleOf(order_.speed) > kForward;
+        SendUnit(before->unit, mark);
+    }
+}
+
+void RtspFeed::SendUnit(const MediaUnit& unit, ReplayMark mark) {
     try {
         if (auto packed = stream_->Pack(unit, UnixUs(), mark))
             order_.player->SendWhole(std::move(packed->packets), unit.Kind());
@@ -252,8 +278,20 @@ void RtspFeed::End(bool isWhole, const std::string& reason) {
 }
 
 void RtspFeed::SayFarewell() {
-    if (order_.player != nullptr && stream_ != nullptr)
-        order_.player->SendControl(stream_->Farewells(order_.tracks, UnixUs()));
+    if (order_.player == nullptr || stream_ == nullptr)
+        return;
+    SendDelayed(true);
+    order_.player->SendControl(stream_->Farewells(order_.tracks, UnixUs()));
+}
+
+void RtspFeed::SendDelayed(bool isEnd) {
+    for (auto& place : delayed_) {
+        if (const auto last = std::exchange(place, std::nullopt)) {
+            ReplayMark mark = MarkOf(last->unit, last->time);
+            mark.isSectionEnd = mark.isTerminal = isEnd;
+            SendUnit(last->unit, mark);
+        }
+    }
 }
 
 }  // namespace vms::host

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -53,6 +54,12 @@ private:
 
     enum class State { kProbing, kHeld, kFlowing, kOver };
 
+    /// A unit that waits to hear whether it is the last one.
+    struct Delayed {
+        MediaUnit unit;
+        int64_t time = 0;  ///< ms since the beginning
+    };
+
     /// A seek under way: what still comes from before it is left out.
     struct Seek {
         int64_t askedMs = 0;
@@ -67,6 +74,10 @@ private:
     void Flow() VMS_REQUIRES(mutex_);
     bool IsSought(const MediaUnit& unit) VMS_REQUIRES(mutex_);
     void Pass(const MediaUnit& unit) VMS_REQUIRES(mutex_);
+    void Delay(int track, const MediaUnit& unit, int64_t time) VMS_REQUIRES(mutex_);
+    void SendDelayed(bool isEnd) VMS_REQUIRES(mutex_);
+    void SendUnit(const MediaUnit& unit, ReplayMark mark) VMS_REQUIRES(mutex_);
+    ReplayMark MarkOf(const MediaUnit& unit, int64_t time) const VMS_REQUIRES(mutex_);
     void SayFarewell() VMS_REQUIRES(mutex_);
     int64_t TimeOf(const MediaUnit& unit) const VMS_REQUIRES(mutex_);
 
@@ -87,6 +98,7 @@ private:
     int speed_ VMS_GUARDED_BY(mutex_) = 1;          ///< as the source has been told
     std::optional<Seek> seek_ VMS_GUARDED_BY(mutex_);
     int64_t lastMs_ VMS_GUARDED_BY(mutex_) = 0;  ///< of the newest unit that has come
+    std::array<std::optional<Delayed>, RtpStream::kMostTracks> delayed_ VMS_GUARDED_BY(mutex_);
     RtspPlayOrder order_ VMS_GUARDED_BY(mutex_);
 };
 

@@ -89,6 +89,10 @@ void RtspOutlet::Join(const void* who, const std::shared_ptr<RtspPlayer>& player
     Member* const member = Find(who);
     if (member == nullptr || stream_ == nullptr)
         return;
+    if (member->player != nullptr) {  // watches already
+        player->Answer(answer(StartsOf({})));
+        return;
+    }
     member->player = player;
     member->tracks = tracks;
     const std::vector<Item> items = PreludeOf(*member);

@@ -304,7 +304,8 @@ RtspAnswer RtspSession::Play(const RtspRequest& request, bool& isSent) {
                         tracks_,
                         {},
                         ReadRtspScale(request.Header("Scale")),
-                        LowByte(request.Header("CSeq"))};
+                        LowByte(request.Header("CSeq")),
+                        request.Header("Require") == kReplay};
     const std::string_view header = request.Header("Range");
     const auto range = ReadRtspRange(header);
     if (!header.empty() && !range)

@@ -17,8 +17,10 @@ struct RtspPlayOrder {
     std::shared_ptr<RtspPlayer> player;
     unsigned tracks = 0;  ///< that have been set up: a set of bits
     RtspRange range;
-    int speed = 1;        ///< as sources count it
-    uint8_t request = 0;  ///< the low byte of its CSeq
+    int speed = 1;           ///< as sources count it
+    uint8_t request = 0;     ///< the low byte of its CSeq
+    bool wantsEnds = false;  ///< recordings: the last unit before a gap and the very last are
+                             ///< marked, for which each unit waits until the next one has come
 };
 
 /// What comes of it.

@@ -1,11 +1,13 @@
 #include "host/players/rtsp/UdpFlow.h"
 
+#include <netinet/udp.h>
 #include <sys/socket.h>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/post.hpp>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <utility>
 
 #include "media/rtp/RtpPackets.h"
@@ -24,6 +26,89 @@ bool IsReport(const char* bytes, size_t size) {
     const auto byte = [bytes](size_t at) { return static_cast<unsigned char>(bytes[at]); };
     return size >= 8 && byte(0) >> 6 == 2 && byte(1) >= 200 && byte(1) <= 207;
 }
+
+/// Packets for one port in one system call. Where neighbours are of one size, but for the last, the
+/// kernel is given them as one and takes them apart itself (udp(7), UDP_SEGMENT).
+class Batch {
+public:
+    struct Sum {
+        size_t packets = 0;
+        size_t bytes = 0;  ///< of a row, with what stands in front of each
+    };
+
+    /// @param row at least so many packets, at most kBatch
+    void Fill(std::string_view row, size_t count, bool joins) {
+        for (size_t i = 0; i < count; ++i) {
+            const std::string_view packet = FrontRtpPacket(row).bytes;
+            parts_[i] = {const_cast<char*>(packet.data()), packet.size()};
+            if (i == 0 || !joins || !Fits(packet.size()))
+                Begin(&parts_[i]);
+            Add(packet.size());
+            row.remove_prefix(kRtpFrameSize + packet.size());
+        }
+        for (size_t i = 0; i < count_; ++i) {
+            if (IsJoined(i))
+                Join(i);
+        }
+    }
+
+    /// @return as sendmmsg(2)
+    int Send(int descriptor) {
+        return sendmmsg(descriptor, messages_.data(), static_cast<unsigned>(count_),
+                        MSG_DONTWAIT | MSG_NOSIGNAL);
+    }
+
+    bool IsJoined(size_t message) const { return sums_[message].packets > 1; }
+
+    Sum SumOf(size_t messages) const {
+        Sum sum;
+        for (size_t i = 0; i < messages; ++i) {
+            sum.packets += sums_[i].packets;
+            sum.bytes += sums_[i].bytes;
+        }
+        return sum;
+    }
+
+private:
+    struct alignas(cmsghdr) Control {
+        char bytes[CMSG_SPACE(sizeof(uint16_t))];
+    };
+
+    bool Fits(size_t size) const {
+        const msghdr& message = messages_[count_ - 1].msg_hdr;
+        const size_t first = message.msg_iov[0].iov_len;
+        return message.msg_iov[message.msg_iovlen - 1].iov_len == first && size <= first;
+    }
+
+    void Begin(iovec* part) {
+        messages_[count_].msg_hdr.msg_iov = part;
+        ++count_;
+    }
+
+    void Add(size_t size) {
+        ++messages_[count_ - 1].msg_hdr.msg_iovlen;
+        ++sums_[count_ - 1].packets;
+        sums_[count_ - 1].bytes += kRtpFrameSize + size;
+    }
+
+    void Join(size_t index) {
+        msghdr& message = messages_[index].msg_hdr;
+        message.msg_control = controls_[index].bytes;
+        message.msg_controllen = sizeof controls_[index].bytes;
+        cmsghdr* const head = CMSG_FIRSTHDR(&message);
+        head->cmsg_level = SOL_UDP;
+        head->cmsg_type = UDP_SEGMENT;
+        head->cmsg_len = CMSG_LEN(sizeof(uint16_t));
+        const auto size = static_cast<uint16_t>(message.msg_iov[0].iov_len);
+        std::memcpy(CMSG_DATA(head), &size, sizeof size);
+    }
+
+    size_t count_ = 0;  ///< messages
+    std::array<mmsghdr, kBatch> messages_{};
+    std::array<iovec, kBatch> parts_{};
+    std::array<Control, kBatch> controls_{};
+    std::array<Sum, kBatch> sums_{};
+};
 
 }  // namespace
 
@@ -183,31 +268,25 @@ bool UdpFlow::SendSome(SendQueue::Frame& frame) {
 }
 
 bool UdpFlow::SendPackets(SendQueue::Frame& frame, int descriptor, size_t count, bool isControl) {
-    std::array<mmsghdr, kBatch> messages{};
-    std::array<iovec, kBatch> parts{};
-    std::string_view rest = frame.chunk.body.substr(frame.sent);
-    for (size_t i = 0; i < count; ++i) {
-        const std::string_view packet = FrontRtpPacket(rest).bytes;
-        parts[i] = {const_cast<char*>(packet.data()), packet.size()};
-        messages[i].msg_hdr.msg_iov = &parts[i];
-        messages[i].msg_hdr.msg_iovlen = 1;
-        rest.remove_prefix(kRtpFrameSize + packet.size());
-    }
-    const int taken = sendmmsg(descriptor, messages.data(), static_cast<unsigned>(count),
-                               MSG_DONTWAIT | MSG_NOSIGNAL);
+    Batch batch;
+    batch.Fill(frame.chunk.body.substr(frame.sent), count, joins_);
+    const int taken = batch.Send(descriptor);
     if (taken < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == ENOBUFS))
         return false;
     if (taken < 0 && errno == EINTR)
         return true;
+    if (taken < 0 && errno != ECONNREFUSED && batch.IsJoined(0)) {
+        joins_ = false;
+        return true;
+    }
     // That a packet was refused is told at the next one, which is then lost, too.
-    const size_t gone = taken < 0 ? 1 : static_cast<size_t>(taken);
+    const Batch::Sum gone = batch.SumOf(taken < 0 ? 1 : static_cast<size_t>(taken));
     if (taken < 0 && !isControl && ++refusals_ >= kMostRefusals) {
         GiveUp(false, "nobody listens at the player's ports");
         return true;
     }
-    for (size_t i = 0; i < gone; ++i)
-        frame.sent += kRtpFrameSize + parts[i].iov_len;
-    credit_ -= static_cast<double>(gone);
+    frame.sent += gone.bytes;
+    credit_ -= static_cast<double>(gone.packets);
     return true;
 }
 

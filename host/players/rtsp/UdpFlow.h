@@ -84,6 +84,7 @@ private:
     bool isArmed_ VMS_GUARDED_BY(mutex_) = false;  ///< the timer is or will be running
     bool isOver_ VMS_GUARDED_BY(mutex_) = false;
     int refusals_ VMS_GUARDED_BY(mutex_) = 0;
+    bool joins_ VMS_GUARDED_BY(mutex_) = true;  ///< the kernel takes several packets as one
     // Of the I/O thread:
     boost::asio::steady_timer timer_;
     std::array<std::array<char, 512>, RtpStream::kMostTracks> report_{};

@@ -169,7 +169,9 @@ TEST_F(RtspBoundsTest, RequestsAreAnsweredInOrderWhateverComesBetween) {
 }
 
 TEST_F(RtspBoundsTest, AConnectionHasOneSession) {
-    Start();
+    RtspSettings settings;
+    settings.udpPlayers = 0;
+    Start(settings);
     RtspTestClient client(Port());
     ASSERT_EQ(Describe(client).status, 200);
     const std::string track = std::string(kLive) + "/track0";
@@ -189,6 +191,8 @@ TEST_F(RtspBoundsTest, AConnectionHasOneSession) {
     EXPECT_EQ(asked, 1);
     // What could not be set up leaves no session behind.
     RtspTestClient other(Port());
+    EXPECT_EQ(other.Ask("SETUP", track, {{"Transport", "RTP/AVP;unicast;client_port=5000"}}).status,
+              503);
     EXPECT_EQ(other.Ask("SETUP", track, {{"Transport", "RTP/AVP;multicast"}}).status, 461);
     EXPECT_EQ(other.Ask("SETUP", track, Inside()).status, 200);
 }

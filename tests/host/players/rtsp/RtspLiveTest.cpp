@@ -140,6 +140,9 @@ TEST_F(RtspLiveTest, AfterAPauseItGoesOnWhereItWas) {
     const auto packets = Packets(client, before + 1);
     EXPECT_EQ(packets.size(), before + 1);
     EXPECT_EQ(packets.back().sequence, static_cast<uint16_t>(packets[before - 2].sequence + 1));
+    EXPECT_EQ(client.Ask("PLAY", kLive).status, 200);
+    EXPECT_EQ(client.Ask("GET_PARAMETER", kLive).status, 200);
+    EXPECT_EQ(MediaOf(client.media).size(), before + 1) << "nothing comes twice";
 }
 
 TEST_F(RtspLiveTest, OverUdpMediaAndReportsComeFromThePortsThatWereTold) {

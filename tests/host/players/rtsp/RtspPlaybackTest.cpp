@@ -35,8 +35,7 @@ protected:
     }
 
     RtspTestClient::Reply Play(RtspTestClient& client, const std::string& range,
-                               const std::string& scale = "") {
-        Headers headers;
+                               const std::string& scale = "", Headers headers = {}) {
         if (!range.empty())
             headers["Range"] = range;
         if (!scale.empty())
@@ -119,6 +118,21 @@ TEST_F(RtspPlaybackTest, ASeekLandsWhereItWasAsked) {
     Send(*source_, Picture(false, 499'200));
     EXPECT_EQ(Packets(client, count + 2).back().time, TimeOf(back));
     EXPECT_EQ(Play(client, "npt=1000-").status, 457);
+}
+
+TEST_F(RtspPlaybackTest, WhoAsksForItIsToldWhereSectionsEnd) {
+    Start();
+    RtspTestClient client(Port());
+    Open(client);
+    ASSERT_EQ(Play(client, "", "", {{"Require", "onvif-replay"}}).status, 200);
+    Send(*source_, Picture(true, 60'000));
+    __tagTvCommand message{};
+    message.body = "playback end";
+    source_->SendCommand(message);
+    std::string flags;
+    for (const RtpPacket& packet : Packets(client, 3))
+        flags += std::to_string(static_cast<unsigned char>(packet.extension[12]) >> 4) + " ";
+    EXPECT_EQ(flags, "10 4 15 ") << "clean, jump; section's end; all four";
 }
 
 TEST_F(RtspPlaybackTest, ScaleIsTheNearestThatSourcesCanDo) {
