@@ -8,8 +8,10 @@ void RtspDoor::Check(const RtspCredentials& credentials, Done done) {
     doors_.Authenticate(credentials.method, credentials.uri, credentials.authorization,
                         credentials.peer.address,
                         [done = std::move(done)](const Doors::Entrance& entrance) {
-                            done({entrance.status == 0 ? 200 : entrance.status,
-                                  entrance.challenges});
+                            done({.status = entrance.status == 0 ? 200 : entrance.status,
+                                  .challenges = entrance.challenges,
+                                  .retryAfter = static_cast<int>(entrance.retryAfter.count()),
+                                  .grant = entrance.identity.grant});
                         });
 }
 

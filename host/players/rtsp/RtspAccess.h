@@ -2,9 +2,11 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "host/http/Grant.h"
 #include "host/net/Wire.h"
 
 namespace vms::host {
@@ -23,7 +25,8 @@ struct RtspVerdict {
     int status = 200;                       ///< 200, or 401, 403 or 429
     std::vector<std::string> challenges{};  ///< of a 401: values of WWW-Authenticate, best first
     int retryAfter = 0;                     ///< of a 429, s; 0 = not told
-    int64_t until = 0;  ///< of a 200: when it has to go, s since the epoch; 0 = never
+    int64_t until = 0;               ///< of a 200: when it has to go, s since the epoch; 0 = never
+    std::shared_ptr<Grant> grant{};  ///< of a 200: it has to go when that ends; null = does not end
 };
 
 /// Says who may watch. Whoever has been let in to a stream is not asked again in that connection.

@@ -192,6 +192,11 @@ void RtspClient::OnVerdict(const RtspVerdict& verdict) {
         if (verdict.status == 200) {
             letIn_ = wanted_;
             letInUntil_ = verdict.until;
+            if (verdict.grant != nullptr)
+                verdict.grant->OnEnd(weak_from_this(),
+                                     [&context = io_.Context(), close = Event(&RtspClient::Close)] {
+                                         asio::post(context, close);
+                                     });
             Carry();
             return;
         }
