@@ -1,16 +1,21 @@
 #!/usr/bin/env python3
-"""CPU per gigabyte of the stream server beside nginx with its RTMP module.
+"""CPU per gigabyte of the stream server beside nginx with its RTMP module, and node-media-server.
 
 One 720p25 stream of 2 Mbit/s goes to 1, 50 and 200 players over loopback, in turns through vmshost and
-through nginx. Both receive it over a connection: vmshost from a simulated camera, nginx from ffmpeg. Every
+through its peers. All receive it over a connection: vmshost from a simulated camera, the others from ffmpeg. Every
 player is a process of its own. CPU is what the serving processes used (user and system,
 /proc/PID/task/TID/schedstat), bytes are what the players received.
 
-    bench/stream_relay.py [--seconds 6] [--rounds 5] [--players 1 50 200] [--kind ws|ts|mp4] [--recording]
+    bench/stream_relay.py [--seconds 6] [--rounds 5] [--players 1 50 200] [--kind ws|ts|mp4|rtsp] [--recording]
+                          [--peers nginx node] [--tls]
 
---kind is the way out of vmshost: WebSocket, or MPEG-TS or MP4 over HTTP. With --recording vmshost reads and paces a recording itself, which nginx's feeder is not charged for.
+--kind is the way out of vmshost: WebSocket, MPEG-TS or MP4 over HTTP, or RTSP inside its connection. With --recording
+vmshost reads and paces a recording itself, which the feeder of the others is not charged for. node-media-server gives
+its players FLV over HTTP. With --tls vmshost is compared with a vmshost that speaks TLS instead. Those players leave
+what they receive encrypted: they cost the machine what the others do.
 
-Needs a release build, ffmpeg, and the packages nginx-light and libnginx-mod-rtmp.
+Needs a release build and ffmpeg; nginx: the packages nginx-light and libnginx-mod-rtmp; node: Node 18 and `npm ci` in
+bench/peers.
 """
 
 import argparse
@@ -21,6 +26,7 @@ import mmap
 import shutil
 import signal
 import socket
+import ssl
 import statistics
 import struct
 import subprocess
@@ -111,19 +117,89 @@ def read_head(player):
         raise ConnectionError(head.decode(errors="replace"))
 
 
-def websocket_player(port, key):
-    player = connect(port)
+def attach(player, key):
     player.sendall(UPGRADE)
     read_head(player)
     request = json.dumps({"cmd": 0x100200, "key": key, "body": ""}).encode()
     assert len(request) < 126
     player.sendall(bytes([0x81, 0x80 | len(request), 0, 0, 0, 0]) + request)
+
+
+def websocket_player(port, key):
+    player = connect(port)
+    attach(player, key)
+    return player
+
+
+class TlsClient:
+    """The TLS side of a socket, up to the moment when what comes is no longer read."""
+
+    def __init__(self, player):
+        context = ssl.create_default_context()
+        context.check_hostname, context.verify_mode = False, ssl.CERT_NONE
+        self.player, self.incoming, self.outgoing = player, ssl.MemoryBIO(), ssl.MemoryBIO()
+        self.tls = context.wrap_bio(self.incoming, self.outgoing, server_side=False)
+        self.until_done(self.tls.do_handshake)
+
+    def until_done(self, step):
+        while True:
+            try:
+                done = step()
+                self.player.sendall(self.outgoing.read())
+                return done
+            except ssl.SSLWantReadError:
+                self.player.sendall(self.outgoing.read())
+                piece = self.player.recv(65536)
+                if not piece:
+                    raise ConnectionError("the server closed")
+                self.incoming.write(piece)
+
+    def sendall(self, data):
+        self.until_done(lambda: self.tls.write(data))
+
+    def recv(self, count):
+        return self.until_done(lambda: self.tls.read(count))
+
+
+def tls_websocket_player(port, key):
+    player = connect(port)
+    attach(TlsClient(player), key)
     return player
 
 
 def http_player(port, path):
     player = connect(port)
     player.sendall(f"GET {path} HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n".encode())
+    return player
+
+
+# RTSP 1.0, the picture alone, inside the connection
+
+def rtsp_ask(player, text):
+    """@return the answer's header and body"""
+    player.sendall(text.encode())
+    head = b""
+    while not head.endswith(b"\r\n\r\n"):
+        head += receive_exactly(player, 1)
+    if b" 200 " not in head.split(b"\r\n")[0]:
+        raise ConnectionError(head.decode(errors="replace"))
+    length = [line for line in head.split(b"\r\n") if line.lower().startswith(b"content-length:")]
+    body = receive_exactly(player, int(length[0].split(b":")[1])) if length else b""
+    return head.decode(), body.decode()
+
+
+def rtsp_player(port):
+    player = connect(port)
+    url = f"rtsp://127.0.0.1:{port}/live/cam/0"
+    _, description = rtsp_ask(player, f"DESCRIBE {url} RTSP/1.0\r\nCSeq: 1\r\nAccept: application/sdp\r\n\r\n")
+    track = [line.split(":", 1)[1] for line in description.splitlines()
+             if line.startswith("a=control:") and line != "a=control:*"][0]
+    target = track if track.startswith("rtsp://") else f"{url}/{track}"
+    head, _ = rtsp_ask(player, f"SETUP {target} RTSP/1.0\r\nCSeq: 2\r\n"
+                               "Transport: RTP/AVP/TCP;interleaved=0-1\r\n\r\n")
+    session = [line.split(":", 1)[1].split(";")[0].strip() for line in head.splitlines()
+               if line.lower().startswith("session:")][0]
+    player.sendall(f"PLAY {url} RTSP/1.0\r\nCSeq: 3\r\nSession: {session}\r\n\r\n".encode())
     return player
 
 
@@ -198,30 +274,37 @@ class Players:
 class Vmshost:
     """Serves one channel. A subclass starts what it comes from."""
     name = "vmshost"
+    tls, scheme, player = {}, "http", staticmethod(websocket_player)
+    wrap = staticmethod(lambda connection: connection)
     kind = "ws"
 
     def serve(self, folder, family, module, device):
-        self.port = free_port()
+        self.port, self.rtsp_port = free_port(), free_port()
         config = folder / "vms.json"
         config.write_text(json.dumps({
-            "http": {"port": self.port},
+            "http": {"port": self.port, **self.tls}, "state": "state",
+            "rtsp": {"port": self.rtsp_port},
             "modules": [{"name": "cams", "library": str(FAMILIES / f"libfamily_{family}.so"), "config": module,
                          "devices": [{"id": "cam", **device}]}]}))
         self.process = subprocess.Popen([VMSHOST, "serve", "--config", config], stdout=subprocess.PIPE)
-        self.process.stdout.readline()
+        while not self.process.stdout.readline().startswith(b"ready "):
+            pass
         self.pids = [self.process.pid]
 
     def new_key(self):
         body = json.dumps({"module": "cams", "id": "0x100103", "deviceId": "cam",
                            "body": {"id": "cam", "channel": 0}}).encode()
-        with urllib.request.urlopen(f"http://127.0.0.1:{self.port}/api/commands", body) as answer:
+        address = f"{self.scheme}://127.0.0.1:{self.port}/api/commands"
+        with urllib.request.urlopen(address, body, context=ssl._create_unverified_context()) as answer:
             return json.loads(json.loads(answer.read())["body"])["uri"]
 
     def players(self, count):
+        if self.kind == "rtsp":
+            return [rtsp_player(self.rtsp_port) for _ in range(count)]
         if self.kind != "ws":
             return [http_player(self.port, f"/live/cam/0.{self.kind}") for _ in range(count)]
         key = self.new_key()
-        return [websocket_player(self.port, key) for _ in range(count)]
+        return [self.player(self.port, key) for _ in range(count)]
 
     def end(self):
         self.process.terminate()
@@ -252,6 +335,13 @@ class Camera(Vmshost):
         super().end()
         self.devsim.terminate()
         self.devsim.wait()
+
+
+def over_tls(kind):
+    """The same, speaking TLS."""
+    return type("Tls" + kind.__name__, (kind,), {
+        "name": "with TLS", "tls": {"tls": "self-signed"}, "scheme": "https",
+        "player": staticmethod(tls_websocket_player), "wrap": staticmethod(TlsClient)})
 
 
 class Nginx:
@@ -292,6 +382,35 @@ rtmp {{ access_log off;
         self.process.wait()
 
 
+class Node:
+    """node-media-server: RTMP in, FLV over HTTP out."""
+    name = "node"
+
+    def __init__(self, _folder, clip):
+        self.port, rtmp = free_port(), free_port()
+        self.process = subprocess.Popen(["node", "http_flv.js", str(rtmp), str(self.port)], stdout=subprocess.PIPE,
+                                        cwd=ROOT / "bench/peers")
+        self.process.stdout.readline()
+        time.sleep(1)
+        self.source = subprocess.Popen(
+            ["ffmpeg", "-nostdin", "-v", "error", "-re", "-stream_loop", "-1", "-i", str(clip), "-c", "copy",
+             "-f", "flv", f"rtmp://127.0.0.1:{rtmp}/live/cam"])
+        time.sleep(2)
+        self.pids = [self.process.pid]
+
+    def players(self, count):
+        return [http_player(self.port, "/live/cam.flv") for _ in range(count)]
+
+    def end(self):
+        self.source.terminate()
+        self.source.wait()
+        self.process.terminate()
+        self.process.wait()
+
+
+PEERS = {"nginx": Nginx, "node": Node}
+
+
 def measure(server, count, seconds):
     players = Players(server.players(count))
     try:
@@ -313,11 +432,12 @@ def measure(server, count, seconds):
 def idle_connections(server, count):
     """Resident bytes per connection that has asked for nothing."""
     before = resident_bytes(server.pids[-1])
-    connections = [connect(server.port) for _ in range(count)]
-    for connection in connections:
-        connection.sendall(UPGRADE)
-    for connection in connections:
-        read_head(connection)
+    connections = []
+    for _ in range(count):
+        connections.append(connect(server.port))
+        stream = server.wrap(connections[-1])
+        stream.sendall(UPGRADE)
+        read_head(stream)
     time.sleep(1)
     grown = resident_bytes(server.pids[-1]) - before
     for connection in connections:
@@ -343,8 +463,10 @@ def main():
     parser.add_argument("--seconds", type=int, default=6)
     parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--players", type=int, nargs="+", default=[1, 50, 200])
-    parser.add_argument("--kind", choices=["ws", "ts", "mp4"], default="ws")
+    parser.add_argument("--kind", choices=["ws", "ts", "mp4", "rtsp"], default="ws")
+    parser.add_argument("--peers", choices=PEERS, nargs="+", default=["nginx"])
     parser.add_argument("--recording", action="store_true")
+    parser.add_argument("--tls", action="store_true")
     arguments = parser.parse_args()
     Vmshost.kind = arguments.kind
     counts, results = arguments.players, {}
@@ -354,10 +476,12 @@ def main():
         make_clip(clip, 30)
         servers = []
         try:
-            for kind in (Recording if arguments.recording else Camera, Nginx):
+            ours = Recording if arguments.recording else Camera
+            peers = [over_tls(ours)] if arguments.tls else [PEERS[name] for name in arguments.peers]
+            for kind in (ours, *peers):
                 (folder / kind.name).mkdir()
                 servers.append(kind(folder / kind.name, clip))
-            idle = idle_connections(servers[0], 500)
+            idle = [idle_connections(server, 500) for server in servers[:2 if arguments.tls else 1]]
             for _ in range(arguments.rounds):
                 for count in counts:
                     for server in servers:
@@ -368,18 +492,22 @@ def main():
                 server.end()
     medians = print_table(servers, counts, results)
     most = counts[-1]
-    ratios = [mine["cpu_per_gb"] / theirs["cpu_per_gb"]
-              for mine, theirs in zip(results["vmshost", most], results["nginx", most])]
-    print(f"at {most} players, vmshost to nginx: " + ", ".join(f"{ratio:.2f}" for ratio in ratios) +
-          f"; median {statistics.median(ratios):.2f}")
+    for peer in servers[1:]:
+        pair = (peer, servers[0]) if arguments.tls else (servers[0], peer)
+        for count in counts if arguments.tls else [most]:
+            ratios = [mine["cpu_per_gb"] / theirs["cpu_per_gb"]
+                      for mine, theirs in zip(*(results[server.name, count] for server in pair))]
+            print(f"at {count} players, {pair[0].name} to {pair[1].name}: " +
+                  ", ".join(f"{ratio:.2f}" for ratio in ratios) + f"; median {statistics.median(ratios):.2f}")
     if len(counts) > 1:
         for server in servers:
             few, many = (medians[server.name, count] for count in counts[-2:])
             growth = (many["us_per_frame"] - few["us_per_frame"]) / (counts[-1] - counts[-2])
             print(f"{server.name}: {growth:.1f} us per frame and player from {counts[-2]} to {most} players")
-        grown = medians["vmshost", most]["resident"] - medians["vmshost", counts[0]]["resident"]
-        print(f"vmshost: {idle / 1000:.1f} kB per idle connection, {grown / (most - counts[0]) / 1000:.1f} kB per "
-              f"attached player")
+        for server, bytes_each in zip(servers, idle):
+            print(f"{server.name}: {bytes_each / 1000:.1f} kB per idle connection")
+            grown = medians[server.name, most]["resident"] - medians[server.name, counts[0]]["resident"]
+            print(f"{server.name}: {grown / (most - counts[0]) / 1000:.1f} kB per attached player")
     return 0
 
 

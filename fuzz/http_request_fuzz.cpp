@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/http/HttpAccess.h"
+#include "host/http/HttpOrigins.h"
 #include "host/http/HttpRequestReader.h"
 #include "host/http/HttpTarget.h"
 
@@ -44,9 +44,10 @@ void CheckTarget(const HttpRequest& request) {
 std::string Seen(HttpRequestReader& reader) {
     HttpRequest& request = reader.Request();
     CheckTarget(request);
-    const vms::host::HttpAccess access("token", {"name"});
+    const vms::host::HttpOrigins origins({"name"});
     return request.method + " " + request.path + " " + request.host + " " + request.body + " " +
-           std::to_string(access.Refusal(request)) + std::to_string(reader.KeepsAlive()) +
+           std::to_string(vms::host::HttpOrigins::IsOwn(request)) +
+           std::to_string(origins.IsOwnName(request)) + std::to_string(reader.KeepsAlive()) +
            std::to_string(reader.AsksToUpgrade()) + std::to_string(reader.ExpectsContinue());
 }
 

@@ -28,6 +28,9 @@ struct WebSocketSettings {
     bool verifyCertificates = false;
     /// PEM file with the certificates to trust; "" = those of the system.
     std::string trustedCertificates;
+    /// SHA-256 of the only certificate that is taken, in hexadecimal digits of either case, with or
+    /// without colons; "" = any. With one, verifyCertificates need not be set.
+    std::string certificateFingerprint;
 };
 
 /// For clients that connect from now on. Thread-safe.

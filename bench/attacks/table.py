@@ -3,7 +3,7 @@
 import dataclasses
 import typing
 
-from attacks import http_attacks, player_attacks
+from attacks import api_attacks, http_attacks, player_attacks
 
 
 @dataclasses.dataclass
@@ -41,4 +41,7 @@ ATTACKS = [
     Attack("frames", "WebSocket frames broken in every way", player_attacks.malformed),
     Attack("commands", "a player sends nonsense to the stream of another", player_attacks.wrong_requests),
     Attack("json", "bodies of hostile JSON, deep, long and compressed", http_attacks.hostile_json, 4),
+    Attack("events", "1,000 watch the events and never read, while devices come and go", api_attacks.unread_events),
+    Attack("devices", "four add and remove devices as fast as they can", api_attacks.change_devices, 4),
+    Attack("moves", "four begin movements that nobody stops", api_attacks.moves, 4),
 ]

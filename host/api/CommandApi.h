@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "host/api/DeviceShares.h"
 #include "host/api/UnwatchedStreams.h"
@@ -25,9 +26,13 @@ public:
     /// @param bus must outlive this object
     explicit CommandApi(BusClient& bus, BusClient::Duration patience = BusClient::kPatience,
                         const DeviceShares::Limits& limits = {})
+        : CommandApi(bus, patience, std::make_shared<DeviceShares>(limits)) {}
+
+    /// @param shares shared with whoever asks modules for clients
+    CommandApi(BusClient& bus, BusClient::Duration patience, std::shared_ptr<DeviceShares> shares)
         : bus_(bus),
           patience_(patience),
-          shares_(std::make_shared<DeviceShares>(limits)),
+          shares_(std::move(shares)),
           unwatched_(std::make_shared<UnwatchedStreams>()) {}
 
     void Serve(const HttpRequest& request, std::shared_ptr<HttpReply> reply) const;

@@ -13,21 +13,6 @@ void SendJson(HttpReply& reply, const Json::Value& value) {
     reply.Send({200, "application/json", CompactJson(value) + "\n", {}});
 }
 
-/// The configured devices, without their passwords.
-Json::Value DevicesText(const HostConfig& config) {
-    Json::Value devices(Json::arrayValue);
-    for (const ModuleConfig& module : config.modules) {
-        for (Json::Value device : module.devices) {
-            device.removeMember("password");
-            device["module"] = module.name;
-            devices.append(device);
-        }
-    }
-    Json::Value text(Json::objectValue);
-    text["devices"] = devices;
-    return text;
-}
-
 Json::Value PlayerText(const PlayerInfo& player) {
     Json::Value text(Json::objectValue);
     text["id"] = static_cast<Json::Int64>(player.id);
@@ -66,24 +51,52 @@ Json::Value HealthText(const HostConfig& config) {
     return text;
 }
 
+Json::Value FactsText(const HostFacts& facts) {
+    Json::Value text(Json::objectValue);
+    text["version"] = facts.version;
+    text["secure"] = facts.isSecure;
+    text["rtsp"] = Json::Value(Json::nullValue);
+    if (facts.rtspPort != 0)
+        text["rtsp"]["port"] = facts.rtspPort;
+    return text;
+}
+
 }  // namespace
 
-HostApi::HostApi(BusClient& bus, const DeviceLists& devices, const StatusBoard& board,
-                 PlayerFigures players)
-    : commands_(bus), devices_(devices), board_(board), players_(std::move(players)) {}
+HostApi::HostApi(BusClient& bus, DeviceLists& devices, const StatusBoard& board,
+                 PlayerFigures players, EventLog* events)
+    : shares_(std::make_shared<DeviceShares>(DeviceShares::Limits{})),
+      commands_(bus, BusClient::kPatience, shares_),
+      devices_(devices),
+      asker_(bus, devices, shares_),
+      deviceApi_(devices, asker_, events),
+      records_(asker_),
+      ptz_(bus, asker_),
+      board_(board),
+      players_(std::move(players)) {
+    if (events != nullptr)
+        events_.emplace(*events);
+}
 
-void HostApi::AddTo(HttpRouter& router) const {
+void HostApi::AddTo(HttpRouter& router) {
     router.Add("POST", "/api/commands", [this](const HttpRequest& request, const auto& reply) {
         commands_.Serve(request, reply);
     });
-    router.Add("GET", "/api/devices", [this](const HttpRequest&, const auto& reply) {
-        SendJson(*reply, DevicesText(devices_.Current()));
-    });
+    deviceApi_.AddTo(router);
+    records_.AddTo(router);
+    ptz_.AddTo(router);
+    if (events_)
+        events_->AddTo(router);
+    if (talk_)
+        talk_->AddTo(router);
     router.Add("GET", "/api/status", [this](const HttpRequest&, const auto& reply) {
         SendJson(*reply, board_.Snapshot());
     });
     router.Add("GET", "/api/streams", [this](const HttpRequest&, const auto& reply) {
         SendJson(*reply, StreamsText(players_.all()));
+    });
+    router.Add("GET", "/api/host", [this](const HttpRequest&, const auto& reply) {
+        SendJson(*reply, FactsText(facts_));
     });
     router.Add("GET", "/metrics", [this](const HttpRequest&, const auto& reply) {
         reply->Send({200, "text/plain; version=0.0.4", MetricsText(players_.summary()), {}});
@@ -91,7 +104,7 @@ void HostApi::AddTo(HttpRouter& router) const {
     router.Add(
         "GET", "/healthz",
         [this](const HttpRequest&, const auto& reply) {
-            SendJson(*reply, HealthText(devices_.Current()));
+            SendJson(*reply, HealthText(devices_.Settings()));
         },
         HttpPlace::kIoThread);
 }

@@ -49,6 +49,14 @@ void BuildCommands(CLI::App& app, Invocation& invocation) {
     AddCall(app, invocation);
     AddServe(app, invocation);
     AddPlay(app, invocation);
+    AddUser(app, invocation);
+    AddToken(app, invocation);
+    AddView(app, invocation);
+    AddRecord(app, invocation);
+    AddSnapshot(app, invocation);
+    AddSearch(app, invocation);
+    AddPtz(app, invocation);
+    AddTalk(app, invocation);
 }
 
 void Parse(CLI::App& app, int argc, char** argv) {
@@ -84,8 +92,10 @@ Options AddCommand(CLI::App& app, Invocation& invocation, const CommandInfo& inf
                    std::function<int(Host&)> run) {
     CLI::App& command = *app.add_subcommand(info.name, info.description);
     command.footer("Example:\n  " + info.example);
-    command.callback([&invocation, info, run = std::move(run)] {
-        invocation.name = info.name;
+    const std::string name =
+        app.get_parent() == nullptr ? info.name : app.get_name() + " " + info.name;
+    command.callback([&invocation, info, name, run = std::move(run)] {
+        invocation.name = name;
         invocation.host.signals = info.signals;
         invocation.host.printing = invocation.verbose ? LogPrinting::kEverything : info.printing;
         invocation.run = run;
@@ -96,6 +106,12 @@ Options AddCommand(CLI::App& app, Invocation& invocation, const CommandInfo& inf
     options.Flag("--verbose", invocation.verbose,
                  "Print the log lines of modules and bus to standard error");
     return options;
+}
+
+CLI::App& AddGroup(CLI::App& app, const std::string& name, const std::string& description) {
+    CLI::App& group = *app.add_subcommand(name, description);
+    group.require_subcommand(1);
+    return group;
 }
 
 BusClient::Duration SecondsToWait(double seconds) {

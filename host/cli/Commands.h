@@ -25,6 +25,14 @@ void AddWatch(CLI::App& app, Invocation& invocation);
 void AddCall(CLI::App& app, Invocation& invocation);
 void AddServe(CLI::App& app, Invocation& invocation);
 void AddPlay(CLI::App& app, Invocation& invocation);
+void AddUser(CLI::App& app, Invocation& invocation);
+void AddToken(CLI::App& app, Invocation& invocation);
+void AddView(CLI::App& app, Invocation& invocation);
+void AddRecord(CLI::App& app, Invocation& invocation);
+void AddSnapshot(CLI::App& app, Invocation& invocation);
+void AddSearch(CLI::App& app, Invocation& invocation);
+void AddPtz(CLI::App& app, Invocation& invocation);
+void AddTalk(CLI::App& app, Invocation& invocation);
 
 /// What --help tells about a command, and what the host must know before it runs.
 struct CommandInfo {
@@ -39,6 +47,9 @@ struct CommandInfo {
 /// @param run called when the command line names this command
 Options AddCommand(CLI::App& app, Invocation& invocation, const CommandInfo& info,
                    std::function<int(Host&)> run);
+
+/// A command that only leads to others, which are then added to what it gives.
+CLI::App& AddGroup(CLI::App& app, const std::string& name, const std::string& description);
 
 /// Seconds of an option as a wait.
 BusClient::Duration SecondsToWait(double seconds);

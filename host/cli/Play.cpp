@@ -18,6 +18,7 @@ constexpr double kLongest = 1e6;  ///< seconds
 
 struct PlayOptions {
     std::string url;
+    LinkTrust trust;
     std::string key;
     std::string out;
     std::string format;
@@ -45,6 +46,7 @@ std::string RangeBody(const PlayOptions& options) {
 PlayRequest RequestOf(const PlayOptions& options) {
     PlayRequest request;
     request.url = options.url;
+    request.trust = options.trust;
     request.key = options.key;
     request.length = SecondsToWait(options.seconds);
     request.units = options.units;
@@ -111,6 +113,9 @@ void AddPlay(CLI::App& app, Invocation& invocation) {
     constexpr int kMost = std::numeric_limits<int>::max();
     command.RequiredText("--url", options->url,
                          "ws:// or wss:// address, ?token=T if one is needed");
+    command.Text("--fingerprint", options->trust.fingerprint,
+                 "SHA-256 of the server's certificate, for wss:// without an authority");
+    command.Flag("--insecure", options->trust.isInsecure, "Believe any certificate");
     command.RequiredText("--key", options->key, "Stream key from the module's answer (uri)");
     command.Text("--out", options->out,
                  "File to write: ts, mkv, mp4, or bare h264, h265, mjpeg, aac, alaw, mulaw; - is "

@@ -3,18 +3,30 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
+#include <set>
 
 #include "host/api/HostApi.h"
+#include "host/auth/AccessApi.h"
+#include "host/auth/Doors.h"
 #include "host/cli/Commands.h"
+#include "host/modules/AddedDevices.h"
 #include "host/modules/DeviceLists.h"
 #include "host/modules/ModuleTimer.h"
 #include "host/players/http/HttpPlayers.h"
+#include "host/players/whep/WhepPlayers.h"
+#include "host/players/whep/WhepPlugin.h"
+#include "host/process/ExecutablePath.h"
 #include "host/process/ShutdownLimit.h"
 #include "host/process/StartWatch.h"
 #include "host/process/ThreadCheck.h"
 #include "host/server/HostServer.h"
+#include "host/server/HostTls.h"
+#include "host/server/RtspDoor.h"
 #include "host/sources/DeviceModules.h"
+#include "host/state/State.h"
+#include "host/status/EventLog.h"
 #include "host/status/StatusBoard.h"
 #include "host/text/Output.h"
 
@@ -40,28 +52,63 @@ void RaiseDescriptorLimit() {
     }
 }
 
+/// The devices that have been added while a host served.
+struct KeptDevices {
+    /// @param config is given them, too
+    KeptDevices(State& state, HostConfig& config, LogSink& log)
+        : devices(state.Data()), added(PutIn(devices.All(), config, log)) {}
+
+    AddedDevices devices;
+    std::set<std::string> added;
+};
+
+/// The library that speaks WebRTC lies beside the device-access library, where it is installed.
+WhepSettings WhepSettingsOf(const HostConfig& config) {
+    const auto folder = std::filesystem::path(DefaultLibraryPath()).parent_path();
+    return {.library = (folder / whep::kPluginFile).string(),
+            .players = static_cast<size_t>(config.whep.players),
+            .host = config.whep.host.empty() ? config.http.host : config.whep.host,
+            .firstPort = config.whep.firstPort,
+            .lastPort = config.whep.lastPort,
+            .warmUp = config.whep.isNamed};
+}
+
 /// All that serves besides the modules; destroyed in reverse order while the modules still live,
 /// and once the server has let go of it.
 struct Service {
     Service(const ServeOptions& options, const Invocation& invocation, const HostConfig& config,
-            Host& host, HostServer& streams)
+            Host& host, HostServer& streams, Doors& doors, State& state, KeptDevices& kept)
         : server(streams),
-          board(host.Bus().Bus()),
-          devices(options.config, invocation.library, config, host.Bus(), host.ModuleLog()),
+          events(state.Data(), host.ModuleLog()),
+          board(host.Bus().Bus(), &events),
+          devices(options.config, invocation.library, config, host.Bus(), host.ModuleLog(),
+                  &kept.devices, kept.added),
           modules(host.Bus(), [this](const std::string& id) { return devices.ModuleOf(id); }),
           api(host.Bus(), devices, board,
-              {[&streams] { return streams.Players(); }, [&streams] { return streams.Summary(); }}),
+              {[&streams] { return streams.Players(); }, [&streams] { return streams.Summary(); }},
+              &events),
+          access(doors, host.ModuleLog()),
+          rtspAccess(doors),
           timer(host.Modules()) {
         server.Attach(host.Modules().StreamModules(), modules,
                       [this](const std::string& key) { api.StreamWatched(key); });
         HttpRouter router;
         api.SetExpect([&streams](const std::string& key) { streams.Expect(key); });
+        api.SetPlayers(server.Context(), server.Budget());
         api.AddTo(router);
+        access.AddTo(router);
         players = std::make_unique<HttpPlayers>(
             server.Context(),
-            SpoolSettings{config.http.spoolFolder,
-                          static_cast<uint64_t>(config.http.spoolGigabytes) << 30});
+            SpoolSettings{config.http.spoolFolder, static_cast<uint64_t>(config.http.spoolGigabytes)
+                                                       << 30});
         players->AddTo(router);
+        if (config.rtsp)
+            server.ServeRtsp(*config.rtsp, rtspAccess);
+        api.SetFacts({.version = VMSHOST_VERSION,
+                      .rtspPort = server.RtspPort(),
+                      .isSecure = config.http.tls.has_value()});
+        whep = std::make_unique<WhepPlayers>(server.Context(), WhepSettingsOf(config));
+        whep->AddTo(router);
         server.Start(std::move(router));
     }
 
@@ -73,24 +120,37 @@ struct Service {
     Service& operator=(const Service&) = delete;
 
     HostServer& server;
+    EventLog events;
     StatusBoard board;
     DeviceLists devices;
     DeviceModules modules;
     HostApi api;
+    AccessApi access;
+    RtspDoor rtspAccess;
     std::unique_ptr<HttpPlayers> players;
+    std::unique_ptr<WhepPlayers> whep;
     ModuleTimer timer;
 };
 
-void AnnounceReady(const HostServer& server, const HostConfig& config) {
-    const std::string host = config.http.host.find(':') == std::string::npos
-                                 ? config.http.host
-                                 : "[" + config.http.host + "]";
-    PrintLine("ready http://" + host + ":" + std::to_string(server.Port()));
+std::string Address(const std::string& scheme, const std::string& host, int port) {
+    const bool isName = host.find(':') == std::string::npos;
+    return scheme + "://" + (isName ? host : "[" + host + "]") + ":" + std::to_string(port);
 }
 
-void ServeUntilStopped(Host& host, DeviceLists& devices) {
-    while (host.Signals().Wait() == SIGHUP)
-        devices.Reload();
+void AnnounceReady(const HostServer& server, const HostConfig& config, const TlsContext* tls) {
+    const std::string& host = config.http.host;
+    if (config.rtsp)
+        PrintLine("serving " + Address("rtsp", config.rtsp->host.empty() ? host : config.rtsp->host,
+                                       server.RtspPort()));
+    PrintLine("ready " + Address(tls == nullptr ? "http" : "https", host, server.Port()));
+    if (tls != nullptr)
+        PrintLine("certificate SHA-256 " + tls->Certificate().fingerprint);
+}
+
+void Reload(Host& host, DeviceLists& devices, TlsContext* tls) {
+    if (tls != nullptr)
+        ReloadHostTls(*tls, host.ModuleLog());
+    devices.Reload();
 }
 
 /// Ends the process while modules may still use whatever there is: nothing is destroyed.
@@ -113,13 +173,16 @@ bool StartModules(const HostConfig& config, Host& host) {
 }
 
 void Serve(const ServeOptions& options, const Invocation& invocation, const HostConfig& config,
-           Host& host, HostServer& server) {
+           Host& host, HostServer& server, State& state, KeptDevices& kept, Doors& doors,
+           TlsContext* tls) {
     const bool reload = StartModules(config, host);
-    auto service = std::make_unique<Service>(options, invocation, config, host, server);
-    AnnounceReady(server, config);
+    auto service =
+        std::make_unique<Service>(options, invocation, config, host, server, doors, state, kept);
+    AnnounceReady(server, config, tls);
     if (reload)
-        service->devices.Reload();
-    ServeUntilStopped(host, service->devices);
+        Reload(host, service->devices, tls);
+    while (host.Signals().Wait() == SIGHUP)
+        Reload(host, service->devices, tls);
 
     const ShutdownLimit limit(kShutdown, EndUnfinished);
     host.Bus().Interrupt();
@@ -130,13 +193,21 @@ void Serve(const ServeOptions& options, const Invocation& invocation, const Host
 }
 
 int RunServe(const ServeOptions& options, const Invocation& invocation, Host& host) {
-    const HostConfig config = ReadHostConfig(options.config, invocation.library);
+    HostConfig config = ReadHostConfig(options.config, invocation.library);
     RaiseDescriptorLimit();
     RequireThreads(kThreads);
-    HostServer server(config.http, host.ModuleLog());
+    State state(config.state);
+    KeptDevices kept(state, config, host.ModuleLog());
+    Doors doors(config, state, host.ModuleLog());
+    doors.RequireGuarded(config.http.host, "http.host");
+    if (config.rtsp && !config.rtsp->host.empty())
+        doors.RequireGuarded(config.rtsp->host, "rtsp.host");
+    const std::shared_ptr<TlsContext> tls = MakeHostTls(config, host.ModuleLog());
+    HostServer server(config.http, host.ModuleLog(), {}, tls);
+    server.SetGate(doors.Gate());
     host.Modules().SetStreams(server.Streams());
     try {
-        Serve(options, invocation, config, host, server);
+        Serve(options, invocation, config, host, server, state, kept, doors, tls.get());
     } catch (const std::exception& error) {
         EndWith(error.what(), 1);
     }
@@ -151,7 +222,7 @@ void AddServe(CLI::App& app, Invocation& invocation) {
         .name = "serve",
         .description =
             "Run modules, stream server and HTTP API until stopped; SIGHUP reads the "
-            "device lists anew",
+            "device lists and the certificate anew",
         .example = "vmshost serve --config vmshost.json",
         .signals = WatchedSignals::kStopAndReload,
         .printing = LogPrinting::kWarnings};

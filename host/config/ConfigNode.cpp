@@ -1,8 +1,11 @@
 #include "host/config/ConfigNode.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <filesystem>
 
 #include "host/text/HostError.h"
+#include "host/text/JsonText.h"
 
 namespace vms::host {
 namespace {
@@ -72,6 +75,39 @@ std::string ConfigNode::TextOr(const char* key, const std::string& otherwise) co
     if (!member.value_.isString())
         member.Expected("a string");
     return member.value_.asString();
+}
+
+std::string ConfigNode::SecretOr(const char* key, const std::string& otherwise) const {
+    if (!Has(key))
+        return otherwise;
+    const ConfigNode member = At(key);
+    if (member.value_.isString())
+        return member.value_.asString();
+    if (!member.value_.isObject() || member.value_.size() != 1)
+        member.Expected(R"(a string, {"file": path} or {"env": name})");
+    member.RequireKnown({"file", "env"});
+    const bool isFile = member.Has("file");
+    const std::string source = member.NonEmptyText(isFile ? "file" : "env");
+    std::string secret;
+    if (isFile) {
+        const auto path = std::filesystem::path(file_).parent_path() / source;
+        secret = member.FirstLine(path.string());
+    } else if (const char* const value = std::getenv(source.c_str())) {
+        secret = value;
+    }
+    if (secret.empty() || secret.find('\0') != std::string::npos)
+        member.Fail(isFile ? "the file's first line holds no text"
+                           : "the environment variable " + source + " is not set");
+    return secret;
+}
+
+std::string ConfigNode::FirstLine(const std::string& path) const {
+    try {
+        const std::string content = ReadTextFile(path);
+        return content.substr(0, content.find_first_of("\r\n"));
+    } catch (const HostError& error) {
+        Fail(error.what());
+    }
 }
 
 int ConfigNode::IntegerOr(const char* key, int otherwise, int lowest, int highest) const {

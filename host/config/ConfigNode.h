@@ -27,6 +27,9 @@ public:
 
     std::string NonEmptyText(const char* key) const;
     std::string TextOr(const char* key, const std::string& otherwise) const;
+    /// A text, {"file": path}: the first line of a file, relative to the configuration's folder, or
+    /// {"env": name}: an environment variable, which must be set. Not empty if it is there.
+    std::string SecretOr(const char* key, const std::string& otherwise) const;
     int IntegerOr(const char* key, int otherwise, int lowest, int highest) const;
     bool BooleanOr(const char* key, bool otherwise) const;
 
@@ -39,6 +42,7 @@ public:
     [[noreturn]] void Fail(const std::string& problem) const;
 
 private:
+    std::string FirstLine(const std::string& path) const;
     [[noreturn]] void Expected(const std::string& kind) const;
 
     const std::string& file_;

@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "host/http/Identity.h"
+
 namespace vms::host {
 
 class Connection;
@@ -34,6 +36,8 @@ struct HttpRequest {
     std::string body;         ///< at most what the server's settings allow
     std::string peerAddress;  ///< numeric
     int peerPort = 0;
+    bool isSecure = false;  ///< came over TLS
+    Identity identity;      ///< who asks; filled in by the gate
 
     /// The first header of a name, whose case does not count; "" = none. Valid as long as the
     /// request is.

@@ -26,6 +26,7 @@ struct HttpSettings {
     std::chrono::milliseconds unread{30'000};   ///< longest time in which a client takes nothing of
                                                 ///< what waits for it
     std::chrono::milliseconds linger{2'000};  ///< how long a client that is through may still send
+    bool isSecureOnly = false;  ///< who comes without TLS is told where to go instead
     SendLimits send;                          ///< of each connection
 };
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/http/SecureOnly.h"
 #include "platform/ILogHandler.h"
 
 namespace vms::host {
@@ -17,8 +18,13 @@ constexpr size_t kRoom = size_t{4} << 10;       ///< read at once
 constexpr size_t kBodyRoom = size_t{16} << 10;  ///< the same, of a body
 constexpr char kContinue[] = "HTTP/1.1 100 Continue\r\n\r\n";
 
-const char* RefusalText(int status) {
-    return status == 401 ? "a token is needed" : "other sites have no access";
+HttpResponse RefusalText(HttpAdmission admission) {
+    if (admission.text.empty())
+        admission.text =
+            admission.refusal == 401 ? "a login or token is needed" : "other sites have no access";
+    HttpResponse response = HttpFailure(admission.refusal, admission.text);
+    response.headers.merge(admission.headers);
+    return response;
 }
 
 /// Has a handler answer; whatever it does, the answer is not left open by an exception.
@@ -226,31 +232,58 @@ void HttpSession::AskGate() {
     Peer peer = connection_->GetWire().RemoteEnd();
     request.peerAddress = std::move(peer.address);
     request.peerPort = peer.port;
+    request.isSecure = connection_->GetWire().IsSecure();
+    if (context_->settings.isSecureOnly && !request.isSecure) {
+        Refuse(SendToTls(request));
+        return;
+    }
     context_->gate(request, [weak = weak_from_this(),
-                             answer = std::weak_ptr<HttpAnswer>(answer_)](int refusal) {
+                             answer = std::weak_ptr<HttpAnswer>(answer_)](HttpAdmission admission) {
         const auto alive = answer.lock();
         if (alive == nullptr)
             return;
-        alive->OnSession([weak, answer, refusal] {
+        alive->OnSession([weak, answer, admission = std::move(admission)] {
             const auto self = weak.lock();
             if (self != nullptr && self->state_ == State::kGate && self->answer_ == answer.lock())
-                self->OnGate(refusal);
+                self->OnGate(admission);
         });
     });
 }
 
-void HttpSession::OnGate(int refusal) {
+void HttpSession::OnGate(HttpAdmission admission) {
     try {
-        if (refusal != 0) {
-            Refuse(HttpFailure(refusal, RefusalText(refusal)));
+        if (admission.refusal != 0) {
+            Refuse(RefusalText(std::move(admission)));
             return;
         }
+        ListenTo(admission.identity.grant);
+        reader_->Request().identity = std::move(admission.identity);
         context_->places->SetBusy(*place_);
         Route();
     } catch (const std::exception& error) {
         context_->log.Log(3, "Http", "a client is dropped: %s", error.what());
         Close();
     }
+}
+
+/// Streams end with the right under which they were begun, also those of upgraded connections. A
+/// proxy may bring clients of several rights over one connection: the latest counts.
+void HttpSession::ListenTo(const std::shared_ptr<Grant>& grant) {
+    if (grant_->lock() == grant)
+        return;
+    *grant_ = grant;
+    if (grant == nullptr)
+        return;
+    grant->OnEnd(connection_, [weak = std::weak_ptr<Connection>(connection_), latest = grant_,
+                               ended = std::weak_ptr<Grant>(grant)] {
+        const auto connection = weak.lock();
+        if (connection == nullptr)
+            return;
+        asio::post(connection->Io().Context(), [connection, latest, ended] {
+            if (latest->lock() == ended.lock())
+                connection->AskToEnd("access has ended");
+        });
+    });
 }
 
 void HttpSession::Route() {

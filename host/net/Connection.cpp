@@ -16,8 +16,8 @@ void Connection::BeginLive(const std::vector<Chunk>& prelude, bool holds) {
 }
 
 void Connection::FlushHere() {
-    if (output_.Flush())
-        asio::post(io_.Context(), [self = shared_from_this()] { self->FlushWhenWritable(); });
+    if (output_.IsDeferred() || output_.Flush())
+        FlushSoon();
 }
 
 bool Connection::SendRaw(std::string_view bytes) {
@@ -35,7 +35,7 @@ int Connection::ClaimFor(const Chunk& chunk) {
 
 bool Connection::Settle(const Output::Outcome& outcome) {
     if (outcome.flush)
-        asio::post(io_.Context(), [self = shared_from_this()] { self->FlushWhenWritable(); });
+        FlushSoon();
     if (outcome.verdict == SendVerdict::kTooSlow && !givenUp_.exchange(true))
         asio::post(io_.Context(), [self = shared_from_this()] {
             const auto givenUp = self->onGivenUp_;  // may close, which forgets it
@@ -45,17 +45,30 @@ bool Connection::Settle(const Output::Outcome& outcome) {
     return outcome.verdict != SendVerdict::kClosed && !givenUp_;
 }
 
+/// A socket that has been written to is full; one that is written to on its thread may have room.
+void Connection::FlushSoon() {
+    asio::post(io_.Context(), [self = shared_from_this()] {
+        if (self->output_.IsDeferred())
+            self->FlushOnIoThread();
+        else
+            self->FlushWhenWritable();
+    });
+}
+
+void Connection::FlushOnIoThread() {
+    if (output_.Flush()) {
+        FlushWhenWritable();
+        return;
+    }
+    const auto allSent = onAllSent_;
+    if (allSent)
+        allSent();
+}
+
 void Connection::FlushWhenWritable() {
     wire_->WhenWritable([self = shared_from_this()](boost::system::error_code error) {
-        if (error)
-            return;
-        if (self->output_.Flush()) {
-            self->FlushWhenWritable();
-            return;
-        }
-        const auto allSent = self->onAllSent_;
-        if (allSent)
-            allSent();
+        if (!error)
+            self->FlushOnIoThread();
     });
 }
 

@@ -26,7 +26,8 @@ public:
     // @return false when the client has been given up or is gone
 
     void BeginLive(const std::vector<Chunk>& prelude, bool holds);
-    /// Hands what waits to the kernel, on the calling thread, as far as it takes it.
+    /// Hands what waits to the kernel as far as it takes it: on the calling thread, unless that is
+    /// work for the I/O thread.
     void FlushHere();
     bool SendLive(const Chunk& chunk) { return Settle(output_.SendLive(chunk)); }
     bool SendUnit(const FramePrefix& prefix, std::string_view unit, UnitKind kind, bool isWhole) {
@@ -73,6 +74,8 @@ public:
 
 private:
     bool Settle(const Output::Outcome& outcome);
+    void FlushSoon();
+    void FlushOnIoThread();
     void FlushWhenWritable();
 
     IoThread& io_;

@@ -1,8 +1,20 @@
 #include "host/net/IoThread.h"
 
+#include <csignal>
 #include <exception>
 
 namespace vms::host {
+namespace {
+
+/// A peer that is gone shows in what a write returns, also where a library does the writing.
+void BlockBrokenPipes() {
+    sigset_t pipe;
+    sigemptyset(&pipe);
+    sigaddset(&pipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
+}
+
+}  // namespace
 
 IoThread::IoThread() : work_(context_.get_executor()), thread_([this] { Run(); }) {}
 
@@ -12,6 +24,7 @@ IoThread::~IoThread() {
 
 /// A handler that ran out of memory costs its connection, not the host.
 void IoThread::Run() noexcept {
+    BlockBrokenPipes();
     while (!context_.stopped()) {
         try {
             context_.run();

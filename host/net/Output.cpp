@@ -153,7 +153,7 @@ Output::Outcome Output::Transmit(const FramePrefix& prefix, std::string_view bod
     if (wire_ == nullptr)
         return {SendVerdict::kClosed};
     const bool first = Rests();
-    const ssize_t taken = first ? Write(*wire_, prefix, body, 0) : 0;
+    const ssize_t taken = first && !isDeferred_ ? Write(*wire_, prefix, body, 0) : 0;
     if (taken < 0)
         return Fail();
     const auto sent = static_cast<size_t>(taken);
@@ -167,18 +167,39 @@ Output::Outcome Output::Transmit(const FramePrefix& prefix, std::string_view bod
 bool Output::Flush() {
     MutexLock lock(mutex_);
     while (!claimed_ && wire_ != nullptr && !queue_.Empty()) {
-        SendQueue::Frame& frame = queue_.Front();
-        const ssize_t taken = Write(*wire_, frame.chunk.prefix, frame.chunk.body, frame.sent);
+        const ssize_t taken = WriteFront();
         if (taken < 0) {
             Fail();
             return false;
         }
+        SendQueue::Frame& frame = queue_.Front();
         frame.sent += static_cast<size_t>(taken);
         if (frame.sent < frame.chunk.Size())
             return true;
         queue_.Pop();
     }
     return false;
+}
+
+/// Without the lock where that takes long: others queue behind the frame, which nobody takes away
+/// from under it.
+ssize_t Output::WriteFront() {
+    SendQueue::Frame& frame = queue_.Front();
+    if (!isDeferred_)
+        return Write(*wire_, frame.chunk.prefix, frame.chunk.body, frame.sent);
+    frame.isHeld = true;
+    claimed_ = true;
+    Wire& wire = *wire_;
+    const Chunk chunk = frame.chunk;
+    const size_t sent = frame.sent;
+    mutex_.Unlock();
+    const ssize_t taken = Write(wire, chunk.prefix, chunk.body, sent);
+    mutex_.Lock();
+    claimed_ = false;
+    if (closing_)
+        released_.NotifyAll();
+    queue_.Front().isHeld = wire.HoldsNext();
+    return taken;
 }
 
 /// The reading side sees the end of the connection, too, and ends the client.
@@ -202,7 +223,7 @@ void Output::GiveUpUnsent() {
         return;
     SendQueue::Frame begun = std::move(queue_.Front());
     queue_.Clear();
-    if (begun.sent > 0)
+    if (begun.HasBegun())
         queue_.Push(std::move(begun));
 }
 

@@ -21,11 +21,15 @@ namespace vms::host {
 ///
 /// A sender that serves many clients at once claims their outputs, hands the chunk to the kernel
 /// itself and gives them back. Meanwhile others' chunks are queued.
+///
+/// Where the wire wants to be written to on its I/O thread everything is queued, and Flush writes
+/// one frame after the other without the lock: no sender waits for encryption.
 class Output {
 public:
     struct Outcome {
         SendVerdict verdict = SendVerdict::kAccepted;
-        bool flush = false;  ///< have Flush called once the wire can be written to
+        bool flush = false;  ///< have Flush called: at once where writing is deferred, else once
+                             ///< the wire can be written to
     };
 
     struct Claim {
@@ -34,7 +38,11 @@ public:
     };
 
     /// @param wire must stay until Close
-    Output(Wire& wire, const SendLimits& limits) : wire_(&wire), limits_(limits), policy_(limits) {}
+    Output(Wire& wire, const SendLimits& limits)
+        : wire_(&wire), isDeferred_(wire.WritesOnIoThread()), limits_(limits), policy_(limits) {}
+
+    /// Whether nothing is written but by Flush, on the wire's I/O thread. Constant.
+    bool IsDeferred() const { return isDeferred_; }
 
     /// A live stream begins: queues what the client is given to begin with, without sending it yet.
     /// @param holds pictures are of no use before the next key picture
@@ -83,6 +91,7 @@ private:
     Outcome Refuse(SendVerdict verdict) VMS_REQUIRES(mutex_);
     Outcome Transmit(const FramePrefix& prefix, std::string_view body, SendQueue::Class what,
                      const Chunk* shared) VMS_REQUIRES(mutex_);
+    ssize_t WriteFront() VMS_REQUIRES(mutex_);
     bool Rests() const VMS_REQUIRES(mutex_) { return !claimed_ && queue_.Empty(); }
     bool QueueRest(const Chunk& chunk, size_t sent) VMS_REQUIRES(mutex_);
     Outcome Fail() VMS_REQUIRES(mutex_);
@@ -91,10 +100,11 @@ private:
     mutable Mutex mutex_;
     Wire* wire_ VMS_GUARDED_BY(mutex_);  ///< null = no more
     bool finished_ VMS_GUARDED_BY(mutex_) = false;
-    bool claimed_ VMS_GUARDED_BY(mutex_) = false;  ///< somebody else sends on the socket
+    bool claimed_ VMS_GUARDED_BY(mutex_) = false;  ///< somebody sends without the lock
     bool closing_ VMS_GUARDED_BY(mutex_) = false;  ///< waits for the claim to be given back
     bool hasLost_ VMS_GUARDED_BY(mutex_) = false;  ///< the live unit before
     SendQueue queue_ VMS_GUARDED_BY(mutex_);
+    const bool isDeferred_;
     const SendLimits limits_;
     DropPolicy policy_ VMS_GUARDED_BY(mutex_);
     CondVar released_;

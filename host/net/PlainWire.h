@@ -8,8 +8,7 @@
 
 namespace vms::host {
 
-/// A wire over a connected TCP socket. The kernel is kept from hiding a stopped client behind
-/// megabytes of its own. @throws boost::system::system_error
+/// A wire over a connected TCP socket. @throws boost::system::system_error
 std::unique_ptr<Wire> MakePlainWire(boost::asio::ip::tcp::socket socket);
 
 }  // namespace vms::host

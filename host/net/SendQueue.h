@@ -31,7 +31,9 @@ public:
         Chunk chunk;
         Class what = Class::kUnit;
         size_t sent = 0;
+        bool isHeld = false;  ///< the wire has begun with what is next of it, see Wire::HoldsNext
 
+        bool HasBegun() const { return sent > 0 || isHeld; }
         bool IsUnit() const { return what <= Class::kPrelude; }
     };
 

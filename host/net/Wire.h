@@ -29,9 +29,20 @@ public:
     Wire(const Wire&) = delete;
     Wire& operator=(const Wire&) = delete;
 
-    /// Sends what the kernel takes now; never waits. Any thread, one at a time, until Close.
+    /// Sends what the kernel takes now; never waits. Any thread, one at a time, until Close; on the
+    /// I/O thread alone where WritesOnIoThread.
     /// @return bytes taken, 0 = none now, -1 = the connection is broken
     virtual ssize_t Write(const iovec* parts, size_t count) = 0;
+
+    /// Whether writing is work that no other thread should be held up with: encryption. Constant.
+    virtual bool WritesOnIoThread() const { return false; }
+
+    /// After a Write that has not taken all: whether what comes next in line is on its way all the
+    /// same, so that the next Write must begin with it and offer no less. As Write.
+    virtual bool HoldsNext() const { return false; }
+
+    /// Whether the bytes are encrypted on their way. Constant.
+    virtual bool IsSecure() const { return false; }
 
     /// A connected, non-blocking socket on which bytes may be written as they are, in place of
     /// Write; -1 where they must be changed on the way. Constant.

@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "host/text/HostError.h"
 #include "host/text/Output.h"
@@ -45,8 +46,12 @@ int CommandOf(PlayCommand::Kind kind) {
 PlaySession::PlaySession(const PlayRequest& request, UnitSink* sink)
     : request_(request),
       sink_(sink),
-      link_(ParseStreamUrl(request.url)),
-      end_(request.length.count() > 0 ? Clock::now() + request.length : Clock::time_point::max()) {}
+      link_(ParseStreamUrl(request.url), request.trust),
+      end_(request.length.count() > 0 ? Clock::now() + request.length : Clock::time_point::max()),
+      readsInput_(request.readsInput) {
+    if (!request_.talk.empty())
+        ReadTalkFile(request_.talk);  // complains before anything is opened
+}
 
 void PlaySession::Run(int stopDescriptor) {
     while (!done_ && Clock::now() < end_) {
@@ -86,7 +91,8 @@ void PlaySession::TakeEvents() {
 void PlaySession::TakeEvent(const LinkEvent& event) {
     switch (event.kind) {
         case LinkEvent::Kind::kOpen:
-            link_.Request(request_.startCommand, request_.key, request_.startBody);
+            if (request_.startCommand != 0)
+                link_.Request(request_.startCommand, request_.key, request_.startBody);
             return;
         case LinkEvent::Kind::kUnit:
             TakeUnit(event.bytes);
@@ -94,6 +100,8 @@ void PlaySession::TakeEvent(const LinkEvent& event) {
         case LinkEvent::Kind::kAnswer:
             if (event.result == 0)
                 return;
+            if (event.command == TV_STREAM_TALK_START && !request_.talk.empty())
+                throw HostError("the device does not let us talk");
             if (event.command != request_.startCommand)
                 PrintError("play: the server refused");
             else if (!request_.refusalIsFine)
@@ -118,7 +126,10 @@ void PlaySession::TakeUnit(const std::string& unit) {
         Trace(header, payload.size());
     if (sink_ != nullptr)
         sink_->Take(header, payload);
-    done_ = request_.units > 0 && statistics_.Units() >= static_cast<uint64_t>(request_.units);
+    if (!request_.talk.empty() && !std::exchange(hasTalked_, true))
+        Carry({PlayCommand::Kind::kTalk, request_.talk});
+    if (request_.units > 0 && statistics_.Units() >= static_cast<uint64_t>(request_.units))
+        done_ = true;
 }
 
 void PlaySession::Trace(const MediaUnitHeader& header, size_t bytes) {
@@ -186,6 +197,7 @@ void PlaySession::SendDueTalk() {
         if (talked_ >= talk_->sound.size()) {
             talk_.reset();
             link_.Request(TV_STREAM_TALK_STOP, request_.key, "");
+            done_ = !request_.talk.empty();
             return;
         }
         link_.SendUnit(TalkUnit(talk_->sound.substr(talked_, kTalkPiece)));

@@ -17,13 +17,17 @@ namespace vms::host {
 /// What a player asks for and when it ends.
 struct PlayRequest {
     std::string url;
+    LinkTrust trust;
     std::string key;
-    int startCommand = 0;                          ///< 0x100200, 0x100202 or 0x10020a
+    int startCommand = 0;                          ///< 0x100200, 0x100202 or 0x10020a; 0 = the URL
+                                                   ///< itself names a live stream
     std::string startBody;                         ///< parameters of the start
     std::chrono::steady_clock::duration length{};  ///< 0 = until something else ends it
     int units = 0;                                 ///< media units, 0 = any number
     bool refusalIsFine = false;  ///< a synchronous channel is refused even when it starts
     std::string trace;           ///< file for a line per unit, made with the first; "" = none
+    std::string talk;            ///< file to say once media has come, then end; "" = none
+    bool readsInput = true;      ///< commands from standard input
 };
 
 /// One stream being received: takes events of the connection, lines of standard input and the clock
@@ -62,10 +66,11 @@ private:
     PlayerLink link_;
     const Clock::time_point end_;
     std::string typed_;  ///< an unfinished line
-    bool readsInput_ = true;
+    bool readsInput_;
     std::optional<TalkFile> talk_;
     size_t talked_ = 0;  ///< bytes said
     Clock::time_point nextTalk_;
+    bool hasTalked_ = false;  ///< what the request wants said has been begun
     bool done_ = false;
 };
 

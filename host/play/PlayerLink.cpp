@@ -5,6 +5,7 @@
 #include "host/text/HostError.h"
 #include "host/text/JsonText.h"
 #include "platform/Json.h"
+#include "platform/WebSocketSettings.h"
 
 namespace vms::host {
 namespace {
@@ -25,9 +26,17 @@ LinkEvent ReadText(const std::string& text) {
     return event;
 }
 
+WebSocketSettings SettingsFor(const LinkTrust& trust) {
+    WebSocketSettings settings = GetWebSocketSettings();
+    settings.verifyCertificates = trust.fingerprint.empty() && !trust.isInsecure;
+    settings.certificateFingerprint = trust.fingerprint;
+    return settings;
+}
+
 }  // namespace
 
-PlayerLink::PlayerLink(const StreamUrl& url) : client_(CreateWebSocketClient()) {
+PlayerLink::PlayerLink(const StreamUrl& url, const LinkTrust& trust)
+    : client_(CreateWebSocketClient(SettingsFor(trust))) {
     client_->SetEventHandle(this);
     if (!client_->Connect(url.host.c_str(), url.port, url.path.c_str(), "", kConnectMs, url.secure))
         throw HostError("cannot connect to " + url.host + ":" + std::to_string(url.port));

@@ -26,12 +26,18 @@ struct LinkEvent {
     int result = 0;     ///< of an answer
 };
 
+/// Whom a player believes over TLS.
+struct LinkTrust {
+    std::string fingerprint;  ///< SHA-256 of the server's certificate; "" = whom the system trusts
+    bool isInsecure = false;  ///< everybody
+};
+
 /// A player's connection to a stream server. Events are queued for one thread that polls; a
 /// connection that has been read from too slowly waits.
 class PlayerLink final : private INetEventHandle {
 public:
     /// Starts connecting. @throws HostError
-    explicit PlayerLink(const StreamUrl& url);
+    PlayerLink(const StreamUrl& url, const LinkTrust& trust);
     ~PlayerLink() override;
     PlayerLink(const PlayerLink&) = delete;
     PlayerLink& operator=(const PlayerLink&) = delete;

@@ -13,7 +13,7 @@ struct PlayerInfo {
     long long id = 0;
     std::string address;
     int port = 0;
-    std::time_t since = 0;  ///< seconds since the epoch
+    std::time_t since = 0;           ///< seconds since the epoch
     std::string kind = "websocket";  ///< its way out: "websocket", "ts", "mp4", "play.ts", ...
     std::string key;                 ///< of the last start request, "" = none yet
     std::string device{};            ///< of the stream's address, "" = it came by a key

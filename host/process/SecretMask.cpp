@@ -52,8 +52,8 @@ bool IsSecretHeader(std::string_view name) {
 
 bool IsSecretName(std::string_view name) {
     constexpr std::array<std::string_view, 4> kParts{"password", "passwd", "passphrase", "secret"};
-    constexpr std::array<std::string_view, 2> kEnds{"pwd", "token"};
-    constexpr std::array<std::string_view, 4> kWhole{"pass", "session", "sessionid", "apikey"};
+    constexpr std::array<std::string_view, 4> kEnds{"pwd", "token", "session", "signature"};
+    constexpr std::array<std::string_view, 3> kWhole{"pass", "sessionid", "apikey"};
     const std::string folded = Folded(name);
     return IsSecretHeader(name) ||
            std::any_of(kParts.begin(), kParts.end(),

@@ -1,7 +1,5 @@
 #include "host/server/HostServer.h"
 
-#include <unistd.h>
-
 #include <boost/asio/steady_timer.hpp>
 
 #include <algorithm>
@@ -9,16 +7,16 @@
 #include <thread>
 #include <utility>
 
-#include "host/http/HttpAccess.h"
 #include "host/http/HttpServer.h"
 #include "host/net/Bursts.h"
 #include "host/net/IoThread.h"
-#include "host/net/Listener.h"
-#include "host/net/PlainWire.h"
+#include "host/net/WireListener.h"
 #include "host/players/PlayerTable.h"
+#include "host/players/rtsp/RtspServer.h"
 #include "host/players/websocket/WebSocketPlayer.h"
 #include "host/players/websocket/WebSocketSession.h"
 #include "host/relay/ExpectedStreams.h"
+#include "host/server/HostTls.h"
 #include "host/sources/LiveStreams.h"
 #include "host/sources/PlaybackStreams.h"
 #include "host/stream/Lanes.h"
@@ -56,31 +54,32 @@ std::string AdvertisedHost(const HttpConfig& config) {
     return addresses.empty() ? "127.0.0.1" : addresses.front();
 }
 
-std::string HostName() {
-    char name[256] = "";
-    return gethostname(name, sizeof name - 1) == 0 ? name : "";
-}
-
-HttpGate GateOf(const HttpAccess& access) {
-    return [&access](const HttpRequest& head, const std::function<void(int)>& done) {
-        done(access.Refusal(head));
-    };
+/// As it is for whoever puts no doors before the server.
+void OpenGate(const HttpRequest&, const std::function<void(HttpAdmission)>& done) {
+    HttpAdmission admission;
+    admission.identity.role = Role::kAdmin;
+    done(admission);
 }
 
 }  // namespace
 
 class HostServer::Impl {
 public:
-    Impl(const HttpConfig& config, ILogHandler& log, const SendLimits& limits)
+    Impl(const HttpConfig& config, ILogHandler& log, const SendLimits& limits,
+         std::shared_ptr<TlsContext> tls)
         : log_(log),
           limits_(limits),
-          access_(config.token, {config.host, config.advertise, HostName()}),
+          host_(config.host),
           budget_(static_cast<size_t>(config.bodyMegabytes) << 20),
           io_(IoThreadCount()),
-          listener_(config.host, config.port, IoThreads(), log),
+          tls_(tls),
+          certificate_(tls, log),
+          listener_(config.host, config.port, IoThreads(), std::move(tls), log),
           streams_(receivers_, AdvertisedHost(config), listener_.Port()) {}
 
     ~Impl() { Stop(); }
+
+    void SetGate(HttpGate gate) { gate_ = std::move(gate); }
 
     void Attach(std::vector<IStreamModule*> modules, DeviceModules& devices,
                 std::function<void(const std::string&)> onStart) {
@@ -98,16 +97,27 @@ public:
         router.AddUpgrade(kStreamPath, [this](HttpUpgrade upgrade) {
             StartWebSocketSession(std::move(upgrade.connection), upgrade.head,
                                   std::move(upgrade.read), upgrade.request.query, *context_,
-                                  budget_);
+                                  budget_, upgrade.request.identity.role);
         });
         HttpSettings settings;
         settings.send = limits_;
-        http_ = std::make_unique<HttpServer>(std::move(router), GateOf(access_), budget_, log_,
-                                             settings);
-        listener_.Start([this](Listener::Socket socket, IoThread& io) {
-            http_->Serve(MakePlainWire(std::move(socket)), io);
+        settings.isSecureOnly = tls_ != nullptr;
+        http_ = std::make_unique<HttpServer>(std::move(router), gate_, budget_, log_, settings);
+        listener_.Start([this](std::unique_ptr<Wire> wire, IoThread& io) {
+            http_->Serve(std::move(wire), io);
         });
         SweepLater();
+    }
+
+    void ServeRtsp(const RtspConfig& config, RtspAccess& access) {
+        RtspSettings settings;
+        settings.send = limits_;
+        rtsp_ = std::make_unique<RtspServer>(*context_, access, settings);
+        rtspListener_ = std::make_unique<WireListener>(config.host.empty() ? host_ : config.host,
+                                                       config.port, IoThreads(), tls_, log_);
+        rtspListener_->Start([this](std::unique_ptr<Wire> wire, IoThread& io) {
+            rtsp_->Serve(std::move(wire), io);
+        });
     }
 
     void Expect(const std::string& key) { expected_->Expect(key); }
@@ -116,11 +126,15 @@ public:
         if (std::exchange(stopped_, true))
             return;
         listener_.Stop();
+        if (rtspListener_ != nullptr)
+            rtspListener_->Stop();
         players_.Close();
         for (const auto& player : players_.All())
             player->Close("the server ends");
         if (http_ != nullptr)
             http_->Stop();
+        if (rtsp_ != nullptr)
+            rtsp_->Stop();
         if (expected_ != nullptr) {
             live_->Close();
             playbacks_->Close();
@@ -134,10 +148,12 @@ public:
     }
 
     PlayerContext& Context() { return *context_; }
+    BodyBudget& Budget() { return budget_; }
     StreamServer& Streams() { return streams_; }
     const PlayerTable& Players() const { return players_; }
     const StreamTotals& Totals() const { return totals_; }
     int Port() const { return listener_.Port(); }
+    int RtspPort() const { return rtspListener_ == nullptr ? 0 : rtspListener_->Port(); }
     std::vector<RelayInfo> Relays() const {
         return relays_ == nullptr ? std::vector<RelayInfo>{} : relays_->List();
     }
@@ -150,6 +166,7 @@ private:
                 return;
             expected_->Sweep();
             live_->Sweep();
+            certificate_.Look(std::chrono::system_clock::now());
             SweepLater();
         });
     }
@@ -163,7 +180,8 @@ private:
 
     ILogHandler& log_;
     const SendLimits limits_;
-    const HttpAccess access_;
+    const std::string host_;
+    HttpGate gate_ = OpenGate;
     BodyBudget budget_;
     StreamTotals totals_;
     ReceiverTable receivers_;
@@ -180,16 +198,25 @@ private:
     Lanes lanes_{kMostLanes};
     std::vector<IoThread> io_;
     std::unique_ptr<HttpServer> http_;
-    Listener listener_;
+    const std::shared_ptr<TlsContext> tls_;
+    CertificateWatch certificate_;  ///< of the first I/O thread
+    WireListener listener_;
+    std::unique_ptr<RtspServer> rtsp_;
+    std::unique_ptr<WireListener> rtspListener_;
     boost::asio::steady_timer sweep_{io_.front().Context()};
     StreamServer streams_;
     bool stopped_ = false;
 };
 
-HostServer::HostServer(const HttpConfig& config, ILogHandler& log, const SendLimits& limits)
-    : impl_(std::make_unique<Impl>(config, log, limits)) {}
+HostServer::HostServer(const HttpConfig& config, ILogHandler& log, const SendLimits& limits,
+                       std::shared_ptr<TlsContext> tls)
+    : impl_(std::make_unique<Impl>(config, log, limits, std::move(tls))) {}
 
 HostServer::~HostServer() = default;
+
+void HostServer::SetGate(HttpGate gate) {
+    impl_->SetGate(std::move(gate));
+}
 
 void HostServer::Attach(std::vector<IStreamModule*> modules, DeviceModules& devices,
                         std::function<void(const std::string& key)> onStart) {
@@ -200,8 +227,16 @@ PlayerContext& HostServer::Context() {
     return impl_->Context();
 }
 
+BodyBudget& HostServer::Budget() {
+    return impl_->Budget();
+}
+
 void HostServer::Start(HttpRouter router) {
     impl_->Start(std::move(router));
+}
+
+void HostServer::ServeRtsp(const RtspConfig& config, RtspAccess& access) {
+    impl_->ServeRtsp(config, access);
 }
 
 void HostServer::Stop() {
@@ -214,6 +249,10 @@ void HostServer::Expect(const std::string& key) {
 
 int HostServer::Port() const {
     return impl_->Port();
+}
+
+int HostServer::RtspPort() const {
+    return impl_->RtspPort();
 }
 
 IStreamConnectionController& HostServer::Streams() {

@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "host/config/HostConfig.h"
+#include "host/http/BodyBudget.h"
+#include "host/http/HttpGate.h"
 #include "host/http/HttpRouter.h"
 #include "host/net/DropPolicy.h"
 #include "host/players/PlayerContext.h"
@@ -19,6 +21,8 @@ class IStreamModule;
 namespace vms::host {
 
 class DeviceModules;
+class RtspAccess;
+class TlsContext;
 
 /// The host's doors and what goes out of them: one listener for players over WebSocket at /stream
 /// and everything else over HTTP, the stream server that modules see, and the relays between the
@@ -27,13 +31,19 @@ class DeviceModules;
 class HostServer {
 public:
     /// Listens at once, so that modules can be told the address; serves from Start on.
-    /// @param log must outlive this object @throws HostError
-    HostServer(const HttpConfig& config, ILogHandler& log, const SendLimits& limits = {});
+    /// @param log must outlive this object
+    /// @param tls null = plain @throws HostError
+    HostServer(const HttpConfig& config, ILogHandler& log, const SendLimits& limits = {},
+               std::shared_ptr<TlsContext> tls = nullptr);
 
     /// Stops unless that has been done.
     ~HostServer();
     HostServer(const HostServer&) = delete;
     HostServer& operator=(const HostServer&) = delete;
+
+    /// Who may come in; without one whoever can connect may, and as an admin. Before Start; what it
+    /// refers to must outlive Stop.
+    void SetGate(HttpGate gate);
 
     /// @param modules that stream, in the order in which they are asked; must outlive Stop
     /// @param devices how streams are asked for by address; must outlive Stop
@@ -45,8 +55,15 @@ public:
     /// What ways out need; valid from Attach on and as long as this object lives.
     PlayerContext& Context();
 
+    /// Of all bodies and messages that clients are sending.
+    BodyBudget& Budget();
+
     /// @param router serves HTTP requests
     void Start(HttpRouter router);
+
+    /// Serves RTSP players, too. Once, after Attach and before Start.
+    /// @param access must outlive Stop @throws HostError
+    void ServeRtsp(const RtspConfig& config, RtspAccess& access);
 
     /// Closes all connections and returns when the modules have heard of each. Waits for modules
     /// that are busy, however long.
@@ -57,6 +74,7 @@ public:
     void Expect(const std::string& key);
 
     int Port() const;
+    int RtspPort() const;  ///< 0 = RTSP is not served
 
     /// The stream server as modules see it; lives as long as this object.
     IStreamConnectionController& Streams();

@@ -17,6 +17,8 @@ std::string PreviewBody(const StreamAddress& address) {
     body["id"] = address.device;
     body["channel"] = address.channel;
     body["streamNo"] = address.stream;
+    if (address.faces)
+        body["face"] = 1;
     return CompactJson(body);
 }
 

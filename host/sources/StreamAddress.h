@@ -10,6 +10,7 @@ struct StreamAddress {
     std::string device;  ///< identifier
     int channel = 0;     ///< as the device counts them, from 0
     int stream = 0;      ///< 0 = main, 1 = sub, and what else the device has
+    bool faces = false;  ///< with the faces that the device finds, where it is not open already
 
     auto operator<=>(const StreamAddress&) const = default;
 };

@@ -38,9 +38,8 @@ public:
     void SkipFraction() {
         if (!Take('.') && !Take(','))
             return;
-        rest_.remove_prefix(
-            static_cast<size_t>(std::find_if_not(rest_.begin(), rest_.end(), IsDigit) -
-                                rest_.begin()));
+        rest_.remove_prefix(static_cast<size_t>(
+            std::find_if_not(rest_.begin(), rest_.end(), IsDigit) - rest_.begin()));
     }
 
     bool NextIsDigit() const { return !rest_.empty() && IsDigit(rest_.front()); }

@@ -79,6 +79,9 @@ void BeastConnection<Stream>::SecureThenUpgrade() {
         const auto done = [self = this->shared_from_this(), tls](Code error) {
             if (self->phase_ != Phase::kConnecting)
                 return;
+            const std::string& wanted = self->settings_.certificateFingerprint;
+            if (!error && !wanted.empty() && !HasFingerprint(tls, wanted))
+                return self->EndUnconnected("TLS", "not the certificate that was expected");
             if (!error)
                 return self->Upgrade();
             const char* const refused =

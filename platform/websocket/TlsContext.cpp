@@ -3,6 +3,7 @@
 #include <openssl/x509v3.h>
 
 #include <boost/asio/ssl/context.hpp>
+#include <cctype>
 
 #include "platform/HostResolver.h"
 #include "platform/Mutex.h"
@@ -48,7 +49,7 @@ bool IsAddress(const std::string& host) {
 }  // namespace
 
 std::shared_ptr<ssl::context> TlsContextFor(const WebSocketSettings& settings) {
-    if (!settings.verifyCertificates)
+    if (!settings.verifyCertificates && settings.certificateFingerprint.empty())
         ClientLog::TlsIsUnverified();
     Cache& cache = TheCache();
     MutexLock lock(cache.mutex);
@@ -66,6 +67,24 @@ bool PrepareTls(SSL* tls, const std::string& host, bool verify) {
         return !verify || X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(tls), host.c_str()) == 1;
     return SSL_set_tlsext_host_name(tls, host.c_str()) == 1 &&
            (!verify || SSL_set1_host(tls, host.c_str()) == 1);
+}
+
+bool HasFingerprint(const SSL* tls, const std::string& fingerprint) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    const X509* const certificate = SSL_get0_peer_certificate(tls);
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned size = 0;
+    if (certificate == nullptr || X509_digest(certificate, EVP_sha256(), digest, &size) != 1)
+        return false;
+    std::string actual;
+    for (unsigned i = 0; i < size; ++i)
+        (actual += kDigits[digest[i] >> 4]) += kDigits[digest[i] & 15];
+    std::string wanted;
+    for (const char letter : fingerprint) {
+        if (letter != ':')
+            wanted += static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+    }
+    return actual == wanted;
 }
 
 const char* CertificateError(const SSL* tls) {

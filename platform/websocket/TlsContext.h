@@ -21,6 +21,9 @@ std::shared_ptr<boost::asio::ssl::context> TlsContextFor(const WebSocketSettings
 /// @return false when OpenSSL refuses the name
 bool PrepareTls(SSL* tls, const std::string& host, bool verify);
 
+/// Whether that is the fingerprint of the peer's certificate, see WebSocketSettings.
+bool HasFingerprint(const SSL* tls, const std::string& fingerprint);
+
 /// Why the peer's certificate was refused; null when it was not.
 const char* CertificateError(const SSL* tls);
 

@@ -77,4 +77,13 @@ TEST(SecretMask, Headers) {
               R"({"h":["Cookie: ***","Host: h"],"raw":"Cookie: ***\r\nHost: h"})");
 }
 
+TEST(SecretMask, WhatOpensTheHostsDoors) {
+    EXPECT_EQ(MaskSecrets("GET /live/a/0.ts?expires=1&signature=a-b_c&token=x HTTP/1.1"),
+              "GET /live/a/0.ts?expires=1&signature=***&token=*** HTTP/1.1");
+    EXPECT_EQ(MaskSecrets("Cookie: a=b; vms_session=secret"), "Cookie: ***");
+    EXPECT_EQ(MaskSecrets("key vms_session=secret in a text"), "key vms_session=*** in a text");
+    EXPECT_EQ(MaskSecrets(R"(Authorization: Digest username="a", response="b")"),
+              "Authorization: ***");
+}
+
 }  // namespace

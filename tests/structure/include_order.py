@@ -20,7 +20,7 @@ MAY = {
     "sim": {"platform/Mutex.h"},  # no line that speaks a protocol
 }
 HOST = ["text", "process", "config", "state", "modules", "status", "net", "stream", "relay", "sources", "http",
-        "auth", "players", "server", "api", "play", "cli"]
+        "auth", "players", "server", "api", "play", "client", "cli"]
 
 includes, wrong = {}, []
 for file in sorted(f for top in MAY for kind in ("h", "cpp") for f in (ROOT / top).rglob(f"*.{kind}")):

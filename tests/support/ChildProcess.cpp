@@ -34,7 +34,11 @@ ChildProcess::ChildProcess(const std::vector<std::string>& command) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], STDOUT_FILENO);
+    // A test that crashes takes its children with it: whoever reads its output waits for them.
+    std::string wrapper[] = {"setpriv", "--pdeathsig", "KILL"};
     std::vector<char*> arguments;
+    for (std::string& word : wrapper)
+        arguments.push_back(word.data());
     for (const std::string& word : command)
         arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);

@@ -32,8 +32,10 @@ std::string UpgradeRequest(const std::string& target) {
            kKey + "\r\n\r\n";
 }
 
-TestPlayer::TestPlayer(int port, int receiveBuffer, const std::string& target)
+TestPlayer::TestPlayer(int port, int receiveBuffer, const std::string& target, bool isSecure)
     : socket_(port, receiveBuffer) {
+    if (isSecure && !socket_.StartTls())
+        throw std::runtime_error("no TLS");
     std::string head;
     if (!socket_.Send(UpgradeRequest(target)) || !socket_.ReadUntil("\r\n\r\n", head) ||
         head.rfind("HTTP/1.1 101 ", 0) != 0 || head.find(kAccept) == std::string::npos)

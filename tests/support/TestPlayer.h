@@ -20,7 +20,8 @@ public:
     };
 
     /// Connects and upgrades. @throws std::runtime_error when the server does not agree
-    explicit TestPlayer(int port, int receiveBuffer = 0, const std::string& target = "/stream");
+    explicit TestPlayer(int port, int receiveBuffer = 0, const std::string& target = "/stream",
+                        bool isSecure = false);
 
     /// A whole frame as a client sends it.
     static std::string Encode(int opcode, const std::string& payload, bool masked = true,

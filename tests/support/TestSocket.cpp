@@ -16,12 +16,14 @@ constexpr int kPatience = 20'000;  ///< milliseconds
 
 }  // namespace
 
-TestSocket::TestSocket(int port, int receiveBuffer)
+TestSocket::TestSocket(int port, int receiveBuffer, const char* from)
     : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     if (receiveBuffer > 0)
         setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
     sockaddr_in address{};
     address.sin_family = AF_INET;
+    inet_pton(AF_INET, from, &address.sin_addr);
+    bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address);
     address.sin_port = htons(static_cast<uint16_t>(port));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     if (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
@@ -35,12 +37,24 @@ TestSocket::~TestSocket() {
         close(socket_);
 }
 
+bool TestSocket::StartTls(int version) {
+    tls_ = std::make_unique<TestTls>(socket_, &TestSocket::Wait, version);
+    return tls_->Shake();
+}
+
+bool TestSocket::BeginTls() {
+    tls_ = std::make_unique<TestTls>(socket_, &TestSocket::Wait);
+    return tls_->SendHello() && Wait(socket_, POLLIN);
+}
+
 bool TestSocket::Send(std::string_view bytes) {
+    if (tls_ != nullptr)
+        return tls_->Send(bytes);
     while (!bytes.empty()) {
         const ssize_t sent = send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
         if (sent > 0)
             bytes.remove_prefix(static_cast<size_t>(sent));
-        else if ((errno != EAGAIN && errno != EINTR) || !Wait(POLLOUT))
+        else if ((errno != EAGAIN && errno != EINTR) || !Wait(socket_, POLLOUT))
             return false;
     }
     return true;
@@ -75,6 +89,8 @@ bool TestSocket::ReadToEnd(std::string& bytes) {
 }
 
 void TestSocket::FinishSending() {
+    if (tls_ != nullptr)
+        tls_->FinishSending();
     shutdown(socket_, SHUT_WR);
 }
 
@@ -87,17 +103,18 @@ void TestSocket::Reset() {
 
 int TestSocket::Receive() {
     char buffer[65536];
-    if (!Wait(POLLIN))
+    if (tls_ == nullptr && !Wait(socket_, POLLIN))
         return -1;
-    const ssize_t count = recv(socket_, buffer, sizeof buffer, 0);
+    const ssize_t count = tls_ != nullptr ? tls_->Receive(buffer, sizeof buffer)
+                                          : recv(socket_, buffer, sizeof buffer, 0);
     if (count <= 0)
-        return 0;
+        return tls_ != nullptr ? static_cast<int>(count) : 0;
     received_.append(buffer, static_cast<size_t>(count));
     return static_cast<int>(count);
 }
 
-bool TestSocket::Wait(short events) const {
-    pollfd entry{socket_, events, 0};
+bool TestSocket::Wait(int socket, short events) {
+    pollfd entry{socket, events, 0};
     return poll(&entry, 1, kPatience) > 0;
 }
 

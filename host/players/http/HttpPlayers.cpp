@@ -53,7 +53,7 @@ public:
         } else {
             const auto player = std::make_shared<LivePlayer>(
                 context_, request, std::move(reply), target->stream, ContainerOf(target->ending));
-            Watch(live_, player);
+            Watch(&Impl::live_, player);
             player->Start();
         }
     }
@@ -71,7 +71,7 @@ public:
             const auto player = std::make_shared<PlaybackPlayer>(
                 context_, request, std::move(reply), target->stream, ContainerOf(target->ending),
                 *range);
-            Watch(playbacks_, player);
+            Watch(&Impl::playbacks_, player);
             player->Start();
         }
     }
@@ -106,10 +106,10 @@ private:
 
     /// Has somebody's patience looked after.
     template <class PlayerKind>
-    void Watch(Waiting<PlayerKind>& list, const std::shared_ptr<PlayerKind>& player)
+    void Watch(Waiting<PlayerKind> Impl::*list, const std::shared_ptr<PlayerKind>& player)
         VMS_EXCLUDES(mutex_) {
         MutexLock lock(mutex_);
-        list.push_back(player);
+        (this->*list).push_back(player);
     }
 
     void Run() {
@@ -119,24 +119,24 @@ private:
             lock.Unlock();
             const auto now = std::chrono::steady_clock::now();
             snapshots_->Sweep(now);
-            Sweep(live_, now);
-            Sweep(playbacks_, now);
+            Sweep(&Impl::live_, now);
+            Sweep(&Impl::playbacks_, now);
             downloads_.Sweep(now);
             lock.Lock();
         }
     }
 
     template <class PlayerKind>
-    void Sweep(Waiting<PlayerKind>& list, std::chrono::steady_clock::time_point now)
+    void Sweep(Waiting<PlayerKind> Impl::*list, std::chrono::steady_clock::time_point now)
         VMS_EXCLUDES(mutex_) {
         Waiting<PlayerKind> players;
         {
             MutexLock lock(mutex_);
-            players.swap(list);
+            players.swap(this->*list);
         }
         std::erase_if(players, [now](const auto& player) { return player->Sweep(now); });
         MutexLock lock(mutex_);
-        list.insert(list.end(), players.begin(), players.end());
+        (this->*list).insert((this->*list).end(), players.begin(), players.end());
     }
 
     PlayerContext& context_;

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "host/auth/Rights.h"
 #include "host/net/Bursts.h"
 #include "host/players/websocket/PlayerProtocol.h"
 #include "host/players/websocket/WebSocketFrame.h"
@@ -22,11 +23,13 @@ UnitKind KindOf(std::string_view unit) {
 
 }  // namespace
 
-WebSocketPlayer::WebSocketPlayer(std::shared_ptr<Connection> connection, PlayerContext& context)
+WebSocketPlayer::WebSocketPlayer(std::shared_ptr<Connection> connection, PlayerContext& context,
+                                 Role role)
     : connection_(std::move(connection)),
       context_(context),
       lane_(std::make_shared<Lane>(context.lanes)),
-      number_(context.receivers.NextNumber()) {}
+      number_(context.receivers.NextNumber()),
+      role_(role) {}
 
 bool WebSocketPlayer::Opened(const Peer& peer) {
     peer_ = peer;
@@ -42,6 +45,24 @@ bool WebSocketPlayer::Opened(const Peer& peer) {
     return true;
 }
 
+void WebSocketPlayer::SetQuery(const std::map<std::string, std::string>& query) {
+    const auto value = [&query](const char* name) {
+        const auto found = query.find(name);
+        return found == query.end() ? std::string() : found->second;
+    };
+    watches_ = query.count("device") != 0;
+    if (watches_)
+        problem_ = ReadStreamAddress(value("device"), value("channel"), value("stream"), address_);
+}
+
+std::string WebSocketPlayer::Begin() {
+    if (watches_ && problem_.empty())
+        Watch(address_);
+    return problem_;
+}
+
+/// The player watches a stream without a key; its requests without a key are about that stream.
+/// Where the stream cannot be had the connection is asked to end with the reason.
 void WebSocketPlayer::Watch(const StreamAddress& address) {
     context_.live.Open(address, [self = shared_from_this()](const std::shared_ptr<LiveShare>& share,
                                                             const SourceProblem& problem) {
@@ -59,7 +80,7 @@ void WebSocketPlayer::Received(std::string frame, bool isText, std::function<voi
                  done = std::move(done)]() mutable {
         if (isText)
             self->HandleText(frame);
-        else
+        else if (self->role_ >= Role::kOperator)
             self->context_.modules.OnStream(self->number_, frame);
         done();
     });
@@ -117,7 +138,7 @@ PlayerInfo WebSocketPlayer::Describe() const {
 void WebSocketPlayer::HandleText(const std::string& frame) {
     ++context_.totals.requests;
     PlayerRequest request;
-    if (!ReadPlayerRequest(frame, request)) {
+    if (!ReadPlayerRequest(frame, request) || role_ < NeededRoleOfCommand(request.command)) {
         Answer(request, -1);
         return;
     }

@@ -1,12 +1,15 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 
+#include "host/config/Role.h"
 #include "host/net/Connection.h"
 #include "host/players/PlayerContext.h"
 #include "host/players/PlayerTable.h"
+#include "host/players/websocket/WebSocketUser.h"
 #include "host/relay/Relay.h"
 #include "host/sources/LiveStreams.h"
 #include "host/stream/Lanes.h"
@@ -21,26 +24,21 @@ namespace vms::host {
 /// else goes to the modules under its own number. Thread-safe, except for what says otherwise.
 class WebSocketPlayer final : public Receiver,
                               public Player,
+                              public WebSocketUser,
                               public std::enable_shared_from_this<WebSocketPlayer> {
 public:
-    WebSocketPlayer(std::shared_ptr<Connection> connection, PlayerContext& context);
+    /// @param role what it may ask: what it may not is answered -1, its talk audio dropped
+    WebSocketPlayer(std::shared_ptr<Connection> connection, PlayerContext& context, Role role);
+
+    /// Before the connection stands. @param query see StartWebSocketSession
+    void SetQuery(const std::map<std::string, std::string>& query);
 
     // On the I/O thread, by the transport:
-
-    /// The connection stands. @return false: the server is ending, go silently
-    bool Opened(const Peer& peer);
-
-    /// Has it watch a stream without a key. Its requests without a key are about that stream. Where
-    /// the stream cannot be had the connection is asked to end with the reason.
-    void Watch(const StreamAddress& address);
-
-    /// A frame has come. @param done called on the lane when the modules are through with it
-    void Received(std::string frame, bool isText, std::function<void()> done);
-
-    /// The connection is gone; once or more often.
-    void Gone(int code, const std::string& reason);
-
-    void CountTooSlow();
+    bool Opened(const Peer& peer) override;
+    std::string Begin() override;
+    void Received(std::string frame, bool isText, std::function<void()> done) override;
+    void Gone(int code, const std::string& reason) override;
+    void CountTooSlow() override;
 
     // On any thread:
     long long Number() const override { return number_; }
@@ -52,6 +50,7 @@ public:
     SendCounts Counts() const override { return connection_->Counts(); }
 
 private:
+    void Watch(const StreamAddress& address);
     void HandleText(const std::string& frame) VMS_EXCLUDES(mutex_);
     void Answer(const PlayerRequest& request, int result);
     int Carry(const PlayerRequest& request);
@@ -65,10 +64,14 @@ private:
     PlayerContext& context_;
     const std::shared_ptr<Lane> lane_;
     const long long number_;
+    const Role role_;
     // Constant once opened:
     Peer peer_;
     std::time_t since_ = 0;
     // Of the I/O thread:
+    bool watches_ = false;  ///< a stream by its address
+    StreamAddress address_;
+    std::string problem_;  ///< with the address, "" = none
     bool opened_ = false;
     bool gone_ = false;
     // Of the lane:

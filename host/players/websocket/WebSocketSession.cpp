@@ -39,16 +39,14 @@ constexpr size_t kWaitingBytes = size_t{4} << 20;  ///< the same, in bytes
 class WebSocketSession final : public std::enable_shared_from_this<WebSocketSession> {
 public:
     WebSocketSession(std::shared_ptr<Connection> connection, std::string read,
-                     PlayerContext& context, BodyBudget& budget)
+                     std::shared_ptr<WebSocketUser> user, BodyBudget& budget)
         : connection_(std::move(connection)),
-          player_(std::make_shared<WebSocketPlayer>(connection_, context)),
+          player_(std::move(user)),
           budget_(budget),
           stream_(connection_, std::move(read)),
           closeWait_(stream_.get_executor()) {}
 
-    /// @param query see StartWebSocketSession
-    void Start(const std::string& head, const std::map<std::string, std::string>& query) {
-        ReadQuery(query);
+    void Start(const std::string& head) {
         const std::weak_ptr<WebSocketSession> weak = weak_from_this();
         connection_->SetEvents(
             [weak] {
@@ -81,28 +79,16 @@ private:
         BodyBudget::Share share;
     };
 
-    void ReadQuery(const std::map<std::string, std::string>& query) {
-        const auto value = [&query](const char* name) {
-            const auto found = query.find(name);
-            return found == query.end() ? std::string() : found->second;
-        };
-        watches_ = query.count("device") != 0;
-        if (watches_)
-            problem_ =
-                ReadStreamAddress(value("device"), value("channel"), value("stream"), address_);
-    }
-
-    /// A problem with the address is told by a close frame, whose reason pages can read.
+    /// A problem is told by a close frame, whose reason pages can read.
     void OnAccept(beast::error_code error) {
         if (error || !Announce()) {
             CutOff("no player");
             return;
         }
         Read();
-        if (!problem_.empty())
-            Close(problem_);
-        else if (watches_)
-            player_->Watch(address_);
+        const std::string problem = player_->Begin();
+        if (!problem.empty())
+            Close(problem);
     }
 
     bool Announce() {
@@ -187,11 +173,8 @@ private:
     }
 
     const std::shared_ptr<Connection> connection_;
-    const std::shared_ptr<WebSocketPlayer> player_;
+    const std::shared_ptr<WebSocketUser> player_;
     BodyBudget& budget_;
-    bool watches_ = false;  ///< a stream by its address
-    StreamAddress address_;
-    std::string problem_;  ///< with the address, "" = none
     websocket::stream<WireStream, false> stream_;
     http::request<http::empty_body> request_;
     asio::steady_timer closeWait_;
@@ -208,9 +191,18 @@ private:
 
 void StartWebSocketSession(std::shared_ptr<Connection> connection, const std::string& head,
                            std::string read, const std::map<std::string, std::string>& query,
-                           PlayerContext& context, BodyBudget& budget) {
-    std::make_shared<WebSocketSession>(std::move(connection), std::move(read), context, budget)
-        ->Start(head, query);
+                           PlayerContext& context, BodyBudget& budget, Role role) {
+    auto player = std::make_shared<WebSocketPlayer>(connection, context, role);
+    player->SetQuery(query);
+    StartWebSocketSession(std::move(connection), head, std::move(read), std::move(player), budget);
+}
+
+void StartWebSocketSession(std::shared_ptr<Connection> connection, const std::string& head,
+                           std::string read, std::shared_ptr<WebSocketUser> user,
+                           BodyBudget& budget) {
+    std::make_shared<WebSocketSession>(std::move(connection), std::move(read), std::move(user),
+                                       budget)
+        ->Start(head);
 }
 
 }  // namespace vms::host

@@ -34,7 +34,7 @@ public:
     template <class Buffers, class Handler>
     auto async_read_some(const Buffers& buffers, Handler&& handler) {
         return boost::asio::async_initiate<Handler, void(boost::beast::error_code, size_t)>(
-            [this](auto completion, const Buffers& room) { Read(std::move(completion), room); },
+            [this](auto completion, const Buffers& room) { this->Read(std::move(completion), room); },
             handler, buffers);
     }
 

@@ -115,9 +115,9 @@ TEST_F(LiveTest, VanishesAndReturns) {
     EXPECT_EQ(MakePreview(*device), nullptr) << "down: no picture is promised";
     sim.ClearFaults(0);
     sim.Expire(0);
-    std::unique_ptr<IPreviewStreamServer> next;
-    ASSERT_TRUE(Eventually([&] { return (next = MakePreview(*device)) != nullptr; }));
     UnitRecorder nextSink;
+    std::unique_ptr<IPreviewStreamServer> next;  // ends before its sink
+    ASSERT_TRUE(Eventually([&] { return (next = MakePreview(*device)) != nullptr; }));
     ASSERT_EQ(next->StartPreview("next", 0, 0, &nextSink), 0);
     EXPECT_TRUE(nextSink.WaitCount(10));
 }

@@ -209,7 +209,7 @@ TEST_F(HostApiTest, AnInterruptEndsEveryWait) {
 TEST_F(HostApiTest, DevicesPlayersStatusAndHealth) {
     StartApi();
     const TestResponse devices = Fetch(Port(), "GET", "/api/devices");
-    EXPECT_THAT(devices.body, Not(HasSubstr("word")));
+    EXPECT_THAT(devices.body, Not(HasSubstr("word-77")));
     EXPECT_EQ(Parse(devices.body)["devices"][0]["module"], "m");
 
     const Json::Value stream = Parse(Fetch(Port(), "GET", "/api/streams").body)["streams"][0];

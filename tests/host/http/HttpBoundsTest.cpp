@@ -3,7 +3,6 @@
 
 #include <future>
 
-#include "host/http/HttpAccess.h"
 #include "tests/host/http/HttpServerFixture.h"
 
 namespace vms::host {
@@ -126,7 +125,7 @@ TEST_F(HttpBoundsTest, ABodyCountsUntilItsRequestIsAnswered) {
 
 TEST_F(HttpBoundsTest, NewcomersTakeThePlaceOfWhoeverIsIdleLongest) {
     settings_.connections = 4;
-    Start(HttpAccess("token", {}).Gate());
+    Start(test::TokenGate);
     TestHttp busy(Port());
     busy.Send("GET", "/kept?token=token");
     ASSERT_TRUE(Eventually([this] { return Kept() == 1; }));
@@ -168,7 +167,7 @@ TEST_F(HttpBoundsTest, WithAllPlacesBusyNewcomersAreTold) {
 
 TEST_F(HttpBoundsTest, ARefusedClientGetsItsAnswerAndIsNotKept) {
     settings_.linger = 200ms;
-    Start(HttpAccess("token", {}).Gate());
+    Start(test::TokenGate);
     TestSocket client(Port());
     ASSERT_TRUE(client.Send(kLongPost));
     std::string answer;

@@ -13,8 +13,8 @@
 
 #include "host/http/HttpServer.h"
 #include "host/net/IoThread.h"
-#include "host/net/Listener.h"
-#include "host/net/PlainWire.h"
+#include "host/net/SelfSigned.h"
+#include "host/net/WireListener.h"
 #include "host/process/LogSink.h"
 #include "tests/support/TestHttp.h"
 
@@ -42,6 +42,12 @@ inline void OpenGate(const HttpRequest&, const std::function<void(int)>& done) {
     done(0);
 }
 
+/// Lets those in that bring ?token=token.
+inline void TokenGate(const HttpRequest& request, const std::function<void(int)>& done) {
+    const auto token = request.query.find("token");
+    done(token != request.query.end() && token->second == "token" ? 0 : 401);
+}
+
 /// An HTTP server in this process, on a socket, whose routes a test adds before Start.
 class HttpServerFixture : public testing::Test {
 protected:
@@ -50,13 +56,13 @@ protected:
     void Start(HttpGate gate = OpenGate) {
         server_ = std::make_unique<HttpServer>(std::move(router_), std::move(gate), budget_, log_,
                                                settings_);
-        listener_ = std::make_unique<Listener>("127.0.0.1", 0, std::vector{&one_, &other_}, log_);
-        listener_->Start([this](Listener::Socket socket, IoThread& io) {
-            server_->Serve(MakePlainWire(std::move(socket)), io);
+        listener_ =
+            std::make_unique<WireListener>("127.0.0.1", 0, std::vector{&one_, &other_}, tls_, log_);
+        listener_->Start([this](std::unique_ptr<Wire> wire, IoThread& io) {
+            server_->Serve(std::move(wire), io);
         });
     }
 
-    /// Once or more often.
     /// Once or more often.
     void Stop() {
         if (std::exchange(stopped_, true))
@@ -93,7 +99,8 @@ protected:
     IoThread one_;
     IoThread other_;
     std::unique_ptr<HttpServer> server_;
-    std::unique_ptr<Listener> listener_;
+    std::shared_ptr<TlsContext> tls_;  ///< null = plain
+    std::unique_ptr<WireListener> listener_;
     bool stopped_ = false;
 };
 

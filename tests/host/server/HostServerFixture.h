@@ -7,6 +7,8 @@
 #include <thread>
 #include <vector>
 
+#include "host/net/SelfSigned.h"
+#include "host/net/TlsContext.h"
 #include "host/process/LogSink.h"
 #include "host/server/HostServer.h"
 #include "host/sources/DeviceModules.h"
@@ -37,9 +39,11 @@ protected:
     }
 
     void Start(const SendLimits& limits = {}, std::vector<IStreamModule*> modules = {}) {
-        server_ = std::make_unique<HostServer>(Anywhere(), log_, limits);
+        server_ = std::make_unique<HostServer>(Anywhere(), log_, limits, tls_);
         if (modules.empty())
             modules.push_back(&module_);
+        if (gate_)
+            server_->SetGate(gate_);
         server_->Attach(std::move(modules), devices_);
         server_->Start(To(
             [](const HttpRequest&, const std::shared_ptr<HttpReply>& reply) { reply->Send({}); }));
@@ -48,16 +52,20 @@ protected:
     int Port() const { return server_->Port(); }
     IStreamConnectionController& Streams() { return server_->Streams(); }
 
+    std::unique_ptr<TestPlayer> NewPlayer(int receiveBuffer = 0) const {
+        return std::make_unique<TestPlayer>(Port(), receiveBuffer, "/stream", tls_ != nullptr);
+    }
+
     /// A player that the server has under the number that is given back.
     long long Connect(std::unique_ptr<TestPlayer>& player, int receiveBuffer = 0) {
-        player = std::make_unique<TestPlayer>(Port(), receiveBuffer);
+        player = NewPlayer(receiveBuffer);
         EXPECT_EQ(player->Ask(TV_STREAM_PLAYBACK_START, "key"), 0);
         return server_->Players().back().id;
     }
 
     /// A player of the live stream "live", which has joined it: that is a moment after the answer.
     std::unique_ptr<TestPlayer> Watch(int receiveBuffer = 0) {
-        auto player = std::make_unique<TestPlayer>(Port(), receiveBuffer);
+        auto player = NewPlayer(receiveBuffer);
         const size_t before = Watchers();
         EXPECT_EQ(player->Ask(TV_STREAM_PREVIEW_START, "live"), 0);
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
@@ -96,7 +104,14 @@ protected:
         return Streams().SendData(id, unit.data(), static_cast<int>(unit.size()), isPlayback) == 0;
     }
 
+    /// Has the server speak TLS, and the players that come from here.
+    void UseTls() {
+        tls_ = std::make_shared<TlsContext>([] { return MakeSelfSigned({"localhost"}); });
+    }
+
+    std::shared_ptr<TlsContext> tls_;  ///< null = plain
     LogSink log_{"test", LogPrinting::kNothing};
+    HttpGate gate_;  ///< none = everybody is an admin
     FakeStreamModule module_;
     BusClient bus_;
     DeviceModules devices_{bus_,
