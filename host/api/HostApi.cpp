@@ -34,8 +34,13 @@ Json::Value PlayerText(const PlayerInfo& player) {
     text["address"] = player.address;
     text["port"] = player.port;
     text["since"] = static_cast<Json::Int64>(player.since);
-    text["key"] = player.key;
     text["kind"] = player.kind;
+    text["key"] = player.key;
+    if (!player.device.empty()) {
+        text["device"] = player.device;
+        text["channel"] = player.channel;
+        text["stream"] = player.stream;
+    }
     text["sentUnits"] = static_cast<Json::UInt64>(player.counts.sentUnits);
     text["sentBytes"] = static_cast<Json::UInt64>(player.counts.sentBytes);
     text["droppedUnits"] = static_cast<Json::UInt64>(player.counts.droppedUnits);

@@ -53,12 +53,12 @@ struct Service {
           timer(host.Modules()) {
         server.Attach(host.Modules().StreamModules(), modules,
                       [this](const std::string& key) { api.StreamWatched(key); });
-        HttpRouter router;
-        api.SetExpect([&streams](const std::string& key) { streams.Expect(key); });
-        api.SetFacts({.version = VMSHOST_VERSION});
-        api.AddTo(router);
         if (config.rtsp)
             server.ServeRtsp(*config.rtsp);
+        HttpRouter router;
+        api.SetExpect([&streams](const std::string& key) { streams.Expect(key); });
+        api.SetFacts({.version = VMSHOST_VERSION, .rtspPort = server.RtspPort()});
+        api.AddTo(router);
         server.Start(std::move(router));
     }
 

@@ -11,11 +11,14 @@ namespace vms::host {
 /// Who is connected and how it goes.
 struct PlayerInfo {
     long long id = 0;
-    std::string kind = "websocket";  ///< way out: "websocket", "rtsp/tcp", "rtsp/udp" and so on
     std::string address;
     int port = 0;
     std::time_t since = 0;  ///< seconds since the epoch
-    std::string key;        ///< of the last start request, "" = none yet
+    std::string kind = "websocket";  ///< its way out: "websocket", "ts", "mp4", "play.ts", ...
+    std::string key;                 ///< of the last start request, "" = none yet
+    std::string device{};            ///< of the stream's address, "" = it came by a key
+    int channel = 0;                 ///< the same
+    int stream = 0;                  ///< the same
     SendCounts counts;
 };
 
