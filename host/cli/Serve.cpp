@@ -95,6 +95,11 @@ struct Service {
         HttpRouter router;
         api.SetExpect([&streams](const std::string& key) { streams.Expect(key); });
         api.SetPlayers(server.Context(), server.Budget());
+        if (config.rtsp)
+            server.ServeRtsp(*config.rtsp, rtspAccess);
+        api.SetFacts({.version = VMSHOST_VERSION,
+                      .rtspPort = server.RtspPort(),
+                      .isSecure = config.http.tls.has_value()});
         api.AddTo(router);
         access.AddTo(router);
         players = std::make_unique<HttpPlayers>(
@@ -102,11 +107,6 @@ struct Service {
             SpoolSettings{config.http.spoolFolder, static_cast<uint64_t>(config.http.spoolGigabytes)
                                                        << 30});
         players->AddTo(router);
-        if (config.rtsp)
-            server.ServeRtsp(*config.rtsp, rtspAccess);
-        api.SetFacts({.version = VMSHOST_VERSION,
-                      .rtspPort = server.RtspPort(),
-                      .isSecure = config.http.tls.has_value()});
         whep = std::make_unique<WhepPlayers>(server.Context(), WhepSettingsOf(config));
         whep->AddTo(router);
         server.Start(std::move(router));

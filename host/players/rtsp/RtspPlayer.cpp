@@ -14,12 +14,13 @@ Chunk OwnChunk(std::string packets, UnitKind kind) {
 }  // namespace
 
 RtspPlayer::RtspPlayer(std::shared_ptr<Connection> connection, std::shared_ptr<UdpFlow> udp,
-                       long long number, Peer peer, std::string name)
+                       long long number, Peer peer, std::string name, StreamAddress stream)
     : connection_(std::move(connection)),
       udp_(std::move(udp)),
       number_(number),
       peer_(std::move(peer)),
       name_(std::move(name)),
+      stream_(std::move(stream)),
       since_(std::time(nullptr)) {}
 
 void RtspPlayer::BeginLive(const std::vector<Chunk>& prelude, bool holds) {
@@ -53,6 +54,9 @@ PlayerInfo RtspPlayer::Describe() const {
     info.port = peer_.port;
     info.since = since_;
     info.key = name_;
+    info.device = stream_.device;
+    info.channel = stream_.channel;
+    info.stream = stream_.stream;
     info.counts = Counts();
     return info;
 }

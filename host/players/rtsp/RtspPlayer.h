@@ -8,6 +8,7 @@
 #include "host/net/Connection.h"
 #include "host/players/PlayerTable.h"
 #include "host/players/rtsp/UdpFlow.h"
+#include "host/sources/StreamAddress.h"
 
 namespace vms::host {
 
@@ -16,9 +17,9 @@ namespace vms::host {
 class RtspPlayer final : public Player {
 public:
     /// @param udp  where media goes, null = inside the connection
-    /// @param name of what is watched, for users
+    /// @param name, stream what is watched, for users
     RtspPlayer(std::shared_ptr<Connection> connection, std::shared_ptr<UdpFlow> udp,
-               long long number, Peer peer, std::string name);
+               long long number, Peer peer, std::string name, StreamAddress stream);
 
     /// Null when media goes inside the connection.
     const std::shared_ptr<UdpFlow>& Udp() const { return udp_; }
@@ -50,6 +51,7 @@ private:
     const long long number_;
     const Peer peer_;
     const std::string name_;
+    const StreamAddress stream_;
     const std::time_t since_;
 };
 

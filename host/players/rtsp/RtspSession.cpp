@@ -290,7 +290,7 @@ bool RtspSession::StartPlayer(const RtspTransport& transport) {
     }
     id_ = NewId();
     player_ = std::make_shared<RtspPlayer>(connection_, udp_, context.receivers.NextNumber(), peer_,
-                                           NameOf(target_));
+                                           NameOf(target_), target_.stream);
     if (!context.players.Add(player_))
         return false;
     ++context.totals.players;
