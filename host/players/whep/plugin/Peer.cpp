@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <string>
+#include <thread>
 #include <utility>
 
 namespace vms::whep {
@@ -201,6 +202,7 @@ void Peer::Close() {
         negotiation_->Stop();
     if (pipeline_ == nullptr)
         return;
+    Drain();
     gst_element_set_state(pipeline_.get(), GST_STATE_NULL);
     const ObjectPtr<GstBus> bus(gst_element_get_bus(pipeline_.get()));
     gst_bus_set_sync_handler(bus.get(), nullptr, nullptr, nullptr);
@@ -216,6 +218,14 @@ void Peer::Push(const MediaUnit& unit, int64_t timeMs) {
         offsetNs_ =
             static_cast<int64_t>(gst_element_get_current_running_time(pipeline_.get())) - time;
     feed->Push(unit, static_cast<GstClockTime>(std::max<int64_t>(0, time + *offsetNs_)));
+}
+
+/// Lets what has been pushed go: GStreamer complains of lists of packets that are on their way when
+/// a pipeline ends.
+void Peer::Drain() const {
+    const auto deadline = Clock::now() + kDrain;
+    while (WaitingBytes() > 0 && Clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
 size_t Peer::WaitingBytes() const {

@@ -24,6 +24,8 @@ public:
     /// A browser reports what it receives at least every few seconds. Whoever is silent for longer
     /// has gone, which is noticed a second later at the most.
     static constexpr std::chrono::seconds kSilence{8};
+    /// What is on its way when a session ends has that long to go.
+    static constexpr std::chrono::milliseconds kDrain{100};
 
     explicit Peer(std::shared_ptr<SessionEvents> events) : events_(std::move(events)) {}
 
@@ -56,6 +58,7 @@ private:
     void OnAnswer(const std::string& answer, const std::string& problem);
     void OnConnected();
     void End(const std::string& reason);
+    void Drain() const;
 
     const std::shared_ptr<SessionEvents> events_;
     Clock::time_point opened_ = Clock::now();
