@@ -24,8 +24,8 @@ public:
     /// When a picture is due, ms.
     int64_t OfPicture(uint32_t timestampMs);
 
-    /// How long the newest picture is shown at least, as far as that can be told before the next one
-    /// comes: a little less than the shortest time between pictures lately. 90 kHz.
+    /// How long the newest picture is shown at least, as far as that can be told before the next
+    /// one comes: a little less than the shortest time between pictures lately. 90 kHz.
     int64_t PictureDuration() const;
 
     /// When a frame of sound begins, in its samples: they are counted, so that they follow without

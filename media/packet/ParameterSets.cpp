@@ -59,7 +59,8 @@ std::string ParameterSetsOf(VideoCodec codec, std::string_view accessUnit) {
             break;
         const size_t next = accessUnit.find(kStartCode, begin);
         if (IsParameterSet(codec, type)) {
-            std::string_view set = accessUnit.substr(begin, std::min(next, accessUnit.size()) - begin);
+            std::string_view set =
+                accessUnit.substr(begin, std::min(next, accessUnit.size()) - begin);
             while (!set.empty() && set.back() == '\0')
                 set.remove_suffix(1);  // the next start code may have a byte more
             sets.append(1, '\0').append(kStartCode).append(set);

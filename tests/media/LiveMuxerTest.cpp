@@ -288,7 +288,8 @@ TEST_F(LiveMuxerTest, TimesGoOnWhereTheSourceJumps) {
     }
 }
 
-/// Durations that are not known beforehand are guessed from the rate; the times do not depend on it.
+/// Durations that are not known beforehand are guessed from the rate; the times do not depend on
+/// it.
 TEST_F(LiveMuxerTest, TheRateThatIsToldNeedNotBeTrue) {
     for (const uint16_t rate : {uint16_t{5}, uint16_t{500}}) {
         for (const LiveContainer container : kBoth) {
