@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -70,6 +72,18 @@ private:
     std::string answer_;
     std::string reason_;
 };
+
+/// Threads of this process that belong to a pipeline.
+int PipelineThreads() {
+    int count = 0;
+    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream file(thread.path() / "comm");
+        std::string name;
+        std::getline(file, name);
+        count += name.rfind("webrtcbin", 0) == 0 || name.rfind("appsrc", 0) == 0;
+    }
+    return count;
+}
 
 class WhepPluginTest : public testing::Test {
 protected:
@@ -168,8 +182,8 @@ TEST_F(WhepPluginTest, SessionsMayBeDroppedAtAnyTime) {
     }
     kept.clear();
     engine_.reset();
-    // Nobody but this test holds the events: no session is left.
-    EXPECT_EQ(events.use_count(), 1);
+    EXPECT_EQ(events.use_count(), 1) << "who holds a session's events?";
+    EXPECT_EQ(PipelineThreads(), 0);
 }
 
 TEST_F(WhepPluginTest, AnotherVersionIsRefused) {
