@@ -109,6 +109,8 @@ TEST_F(TlsWireTest, FinishingWhileFramesGoOutLeavesThemWhole) {
         std::thread sender([&] {
             const std::string frame = Numbered(0, kSize);
             while (connection->Send(PrefixOf(kSize), frame, Class::kPiece)) {
+                while (connection->Counts().queuedBytes > 50 * kSize)
+                    std::this_thread::yield();  // else it may be found too slow before it begins
             }
         });
         std::string frame;
