@@ -5,8 +5,10 @@
 
 #include <boost/asio/error.hpp>
 #include <boost/asio/post.hpp>
+#include <boost/asio/steady_timer.hpp>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <utility>
 
@@ -64,6 +66,65 @@ private:
     size_t offset_ = 0;
 };
 
+/// Tells a peer that the end is one.
+/// @return false when there is no room for that now
+bool SayGoodbye(SSL* tls) noexcept {
+    ERR_clear_error();
+    const int result = SSL_shutdown(tls);
+    const bool isFull = result < 0 && SSL_get_error(tls, result) == SSL_ERROR_WANT_WRITE;
+    ERR_clear_error();
+    return !isFull;
+}
+
+/// What is left of a wire that has been closed while its socket was full: it waits a moment for
+/// room to say goodbye, without which the end would look like a cut. Keeps itself alive.
+class Farewell : public std::enable_shared_from_this<Farewell> {
+public:
+    /// Whether there may be one more.
+    static bool MayBe() { return count_ < kMost; }
+
+    Farewell(tcp::socket socket, Ssl tls)
+        : socket_(std::move(socket)), tls_(std::move(tls)), timer_(socket_.get_executor()) {}
+
+    void Start() {
+        timer_.expires_after(kPatience);
+        timer_.async_wait([self = shared_from_this()](error_code) { self->End(); });
+        Wait();
+    }
+
+private:
+    static constexpr int kMost = 256;
+    static constexpr std::chrono::seconds kPatience{2};
+
+    void Wait() {
+        socket_.async_wait(tcp::socket::wait_write, [self = shared_from_this()](error_code error) {
+            if (error || SayGoodbye(self->tls_.get()))
+                self->timer_.cancel();
+            else
+                self->Wait();
+        });
+    }
+
+    void End() {
+        error_code ignored;
+        socket_.close(ignored);
+    }
+
+    static inline std::atomic<int> count_{0};
+
+    struct Counted {
+        Counted() { ++count_; }
+        ~Counted() { --count_; }
+        Counted(const Counted&) = delete;
+        Counted& operator=(const Counted&) = delete;
+    };
+
+    const Counted counted_;
+    tcp::socket socket_;
+    const Ssl tls_;
+    asio::steady_timer timer_;
+};
+
 class TlsWire final : public SocketWire {
 public:
     TlsWire(tcp::socket socket, Ssl tls, uint64_t recordsPerKey)
@@ -86,21 +147,27 @@ public:
 
     /// What has come for us already is handed out from the loop, too.
     void ReadSome(asio::mutable_buffer buffer, ReadHandler handler) override {
-        if (SSL_pending(tls_.get()) > 0)
+        if (closed_ || SSL_pending(tls_.get()) > 0)
             ReadLater(buffer, std::move(handler));
         else
             ReadWhenReadable(buffer, std::move(handler));
     }
 
+    ~TlsWire() override { *self_ = nullptr; }
+
     void EndSending() noexcept override {
-        SayGoodbye();
-        SocketWire::EndSending();
+        if (closed_ || TakeLeave())
+            SocketWire::EndSending();
+        else
+            EndSendingLater();
     }
 
     void Close() noexcept override {
         if (std::exchange(closed_, true))
             return;
-        SayGoodbye();
+        *self_ = nullptr;
+        if (!TakeLeave())
+            CloseLater();
         SocketWire::Close();
     }
 
@@ -197,13 +264,32 @@ private:
         }
     }
 
-    /// Tells the peer that the end is one, if there is room for that now.
-    void SayGoodbye() noexcept {
-        if (spoilt_ || holdsNext_ || std::exchange(saidGoodbye_, true))
+    /// In the middle of something nothing is said: then the end is none.
+    /// @return false when there is no room for saying it now
+    bool TakeLeave() noexcept {
+        if (!spoilt_ && !holdsNext_ && !saidGoodbye_)
+            saidGoodbye_ = SayGoodbye(tls_.get());
+        return spoilt_ || holdsNext_ || saidGoodbye_;
+    }
+
+    void EndSendingLater() noexcept try {
+        WhenWritable([self = self_](error_code error) {
+            if (!error && *self != nullptr)
+                (*self)->EndSending();
+        });
+    } catch (const std::exception&) {
+        SocketWire::EndSending();
+    }
+
+    void CloseLater() noexcept try {
+        if (!Farewell::MayBe())
             return;
-        ERR_clear_error();
-        SSL_shutdown(tls_.get());
-        ERR_clear_error();
+        SSL_set_msg_callback(tls_.get(), nullptr);
+        tcp::socket socket = std::move(Socket());
+        error_code ignored;
+        socket.cancel(ignored);
+        std::make_shared<Farewell>(std::move(socket), std::move(tls_))->Start();
+    } catch (const std::exception&) {
     }
 
     /// A peer may ask us for a new key. OpenSSL would follow with what is written next, but the
@@ -217,7 +303,7 @@ private:
             self.wantsNewKey_ = true;
     }
 
-    const Ssl tls_;
+    Ssl tls_;  ///< null once closed, at times
     const bool sentByKernel_;
     const uint64_t recordsPerKey_;
     // Of the I/O thread:
@@ -228,6 +314,7 @@ private:
     bool wantsNewKey_ = false;
     size_t barren_ = 0;  ///< bytes that have come since the last one for us
     uint64_t records_ = 0;
+    const std::shared_ptr<TlsWire*> self_ = std::make_shared<TlsWire*>(this);  ///< null once closed
 };
 
 }  // namespace

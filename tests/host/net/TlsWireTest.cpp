@@ -2,12 +2,16 @@
 #include "host/net/TlsWire.h"
 
 #include <openssl/ssl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
 #include <future>
 #include <thread>
 
+#include "host/net/TlsInput.h"
 #include "tests/host/net/EchoFixture.h"
 
 namespace vms::host {
@@ -109,6 +113,8 @@ TEST_F(TlsWireTest, FinishingWhileFramesGoOutLeavesThemWhole) {
         std::thread sender([&] {
             const std::string frame = Numbered(0, kSize);
             while (connection->Send(PrefixOf(kSize), frame, Class::kPiece)) {
+                while (connection->Counts().queuedBytes > 50 * kSize)
+                    std::this_thread::yield();  // else it may be found too slow before it begins
             }
         });
         std::string frame;
@@ -119,6 +125,49 @@ TEST_F(TlsWireTest, FinishingWhileFramesGoOutLeavesThemWhole) {
             ASSERT_TRUE(frame == Numbered(0, kSize));
         EXPECT_TRUE(frame == "bye") << round;
         sender.join();
+    }
+}
+
+/// A wire whose socket holds all that has been written and has no room for more.
+TEST_F(TlsWireTest, TheEndIsSaidOnceThereIsRoomForIt) {
+    for (const bool isClosed : {false, true}) {
+        int ends[2] = {-1, -1};
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends), 0);
+        vms::test::TestTls client(ends[1], [](int socket, short events) {
+            pollfd entry{socket, events, 0};
+            return poll(&entry, 1, 20'000) > 0;
+        });
+        Ssl tls = tls_->NewConnection();
+        ASSERT_TRUE(AttachTls(tls.get(), ends[0]));
+        AllowInput(SSL_get_rbio(tls.get()), 1 << 20);
+        ASSERT_TRUE(client.SendHello());
+        EXPECT_EQ(SSL_do_handshake(tls.get()), -1);
+        ASSERT_TRUE(client.Shake());
+        ASSERT_EQ(SSL_do_handshake(tls.get()), 1);
+
+        boost::asio::io_context io;
+        const auto wire = MakeTlsWire({io, boost::asio::ip::tcp::v4(), ends[0]}, std::move(tls));
+        std::string bytes(10'000, 'x');
+        const iovec part{bytes.data(), bytes.size()};
+        ASSERT_EQ(wire->Write(&part, 1), static_cast<ssize_t>(bytes.size()));
+        const int least = 1;  // from now on it is more than full
+        setsockopt(ends[0], SOL_SOCKET, SO_SNDBUF, &least, sizeof least);
+        if (isClosed)
+            wire->Close();
+        else
+            wire->EndSending();
+        io.poll();
+        char room[20'000];
+        for (size_t got = 0; got < bytes.size();) {
+            const ssize_t count = client.Receive(room, sizeof room);
+            ASSERT_GT(count, 0);
+            got += static_cast<size_t>(count);
+        }
+        io.run_for(20s);
+        EXPECT_EQ(client.Receive(room, sizeof room), 0);
+        EXPECT_TRUE(client.PeerHasFinished()) << isClosed;
+        wire->Close();
+        close(ends[1]);
     }
 }
 
