@@ -91,13 +91,8 @@ def read_all(players, begin, end, result):
     result.send((gone, silences))
 
 
-def measure(camera, count, seconds):
-    relay_warm = websocket_player(camera.port)  # the stream is there before all others come
-    time.sleep(1)
-    before = figures(camera.process.pid)
-    players = [(kind, open_player(camera, kind)) for i in range(count) for kind in [KINDS[i % len(KINDS)]]]
-    begin = time.monotonic() + 3
-    end = begin + seconds
+def start_readers(players, begin, end):
+    """Has the players read by other processes from here on."""
     context = multiprocessing.get_context("fork")
     readers = []
     for index in range(READERS):
@@ -107,11 +102,11 @@ def measure(camera, count, seconds):
         readers.append((process, receiver))
     for _, player in players:
         player.close()
-    time.sleep(max(0, begin - time.monotonic()))
-    cpu, started = relay.cpu_seconds(camera.pids), time.monotonic()
-    time.sleep(seconds - 0.5)
-    with_them = figures(camera.process.pid)
-    cpu = (relay.cpu_seconds(camera.pids) - cpu) / (time.monotonic() - started)
+    return readers
+
+
+def collect(readers):
+    """@return how many players the host has closed, and the longest silence of each other by kind"""
     gone, silences = 0, {}
     for process, receiver in readers:
         lost, part = receiver.recv()
@@ -119,6 +114,27 @@ def measure(camera, count, seconds):
         for kind, longest in part.items():
             silences.setdefault(kind, []).extend(longest)
         process.join()
+    return gone, silences
+
+
+def read_with_processes(players, begin, end):
+    return collect(start_readers(players, begin, end))
+
+
+def measure(camera, count, seconds):
+    relay_warm = websocket_player(camera.port)  # the stream is there before all others come
+    time.sleep(1)
+    before = figures(camera.process.pid)
+    players = [(kind, open_player(camera, kind)) for i in range(count) for kind in [KINDS[i % len(KINDS)]]]
+    begin = time.monotonic() + 3
+    end = begin + seconds
+    readers = start_readers(players, begin, end)
+    time.sleep(max(0, begin - time.monotonic()))
+    cpu, started = relay.cpu_seconds(camera.pids), time.monotonic()
+    time.sleep(seconds - 0.5)
+    with_them = figures(camera.process.pid)
+    cpu = (relay.cpu_seconds(camera.pids) - cpu) / (time.monotonic() - started)
+    gone, silences = collect(readers)
     relay_warm.close()
     return before, with_them, cpu, gone, silences
 
