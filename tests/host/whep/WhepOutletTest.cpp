@@ -136,7 +136,9 @@ TEST(WhepClock, WhatIsCatchingUpIsForNow) {
         time = next;
     }
     EXPECT_LE(time, 320);
-    EXPECT_EQ(clock.At(9000, true, now + 4010ms), time + 4000) << "and then as time goes";
+    time = clock.At(9000, true, now + 4010ms);
+    EXPECT_GE(time, 4010) << "and then as time goes";
+    EXPECT_LE(time, 4010 + WhepClock::kLargestLead);
 }
 
 class WhepProbeTest : public testing::Test {
