@@ -38,6 +38,21 @@ async function testPictureAndSound(host, browser) {
     await until(async () => (await host.players('whep')).length === 0, 5000, 'the end');
 }
 
+async function testWhatCatchesUpIsNotLate(host, browser, sim) {
+    const {session} = await browser.join('/whep/cam0/0');
+    const decoded = async () => (await browser.figures(session)).video.framesDecoded;
+    await until(async () => await decoded() > 10, 10000, 'pictures');
+    sim.process.kill('SIGSTOP');
+    // So long that its clock and ours part.
+    await new Promise(resolve => setTimeout(resolve, 7000));
+    sim.process.kill('SIGCONT');
+    const before = await decoded();
+    await until(async () => await decoded() > before + 80, 10000, 'what has been missing');
+    const [{queuedBytes}] = await host.players('whep');
+    assert.ok(queuedBytes < 20000, `${queuedBytes} bytes are held back`);
+    await browser.leave(session);
+}
+
 async function testRefusals(host, browser) {
     const refused = await browser.join('/whep/cam1/0');
     assert.strictEqual(refused.status, 406);
@@ -84,9 +99,9 @@ async function main() {
     let browser = null;
     try {
         browser = await WhepBrowser.start(chromium, host.url);
-        for (const test of [testPictureAndSound, testRefusals, testNothingIsLeftBehind,
+        for (const test of [testPictureAndSound, testWhatCatchesUpIsNotLate, testRefusals, testNothingIsLeftBehind,
                             testAKilledBrowserIsNoticed]) {
-            await withDeadline(test(host, browser), 40000, test.name);
+            await withDeadline(test(host, browser, sim), 40000, test.name);
             console.log(`ok ${test.name}`);
         }
     } finally {

@@ -1,7 +1,6 @@
 #include "host/players/whep/WhepClock.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 namespace vms::host {
 
@@ -13,7 +12,7 @@ int64_t WhepClock::Mapped(uint32_t timestampMs, Time now) {
     const int64_t wall =
         anchor_->timeMs +
         std::chrono::duration_cast<std::chrono::milliseconds>(now - anchor_->now).count();
-    if (std::abs(time - wall) <= kLargestDrift) {
+    if (time - wall <= kLargestLead && wall - time <= kLargestLag) {
         anchor_ = {timestampMs, time, anchor_->now + std::chrono::milliseconds(behind)};
         return time;
     }

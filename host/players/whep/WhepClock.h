@@ -12,8 +12,10 @@ class WhepClock {
 public:
     using Time = std::chrono::steady_clock::time_point;
 
-    /// A device's clock that has moved further against ours is taken for another clock.
-    static constexpr int64_t kLargestDrift = 5000;  // ms
+    /// Units that come earlier than that, by their times, are catching up: they are for now.
+    static constexpr int64_t kLargestLead = 200;  // ms
+    /// A device's clock that has fallen behind ours by more is taken for another clock.
+    static constexpr int64_t kLargestLag = 5000;  // ms
 
     /// @return ms; 0 = the first unit
     int64_t At(uint32_t timestampMs, bool isPicture, Time now);

@@ -125,6 +125,22 @@ TEST(WhepClock, FollowsTheStreamAndNotItsLeaps) {
     EXPECT_EQ(clock.At(5, true, now + 600ms), 600);
 }
 
+TEST(WhepClock, WhatIsCatchingUpIsForNow) {
+    WhepClock clock;
+    const WhepClock::Time now{};
+    int64_t time = clock.At(1000, true, now);
+    for (uint32_t serial = 1; serial <= 100; ++serial) {  // 4 s of pictures in one instant
+        const int64_t next = clock.At(1000 + 40 * serial, true, now + 10ms);
+        EXPECT_GT(next, time);
+        EXPECT_LE(next, 10 + WhepClock::kLargestLead + serial) << serial;
+        time = next;
+    }
+    EXPECT_LE(time, 320);
+    time = clock.At(9000, true, now + 4010ms);
+    EXPECT_GE(time, 4010) << "and then as time goes";
+    EXPECT_LE(time, 4010 + WhepClock::kLargestLead);
+}
+
 class WhepProbeTest : public testing::Test {
 protected:
     static MediaUnit Unit(UnitType type, int serial, const std::string& payload) {

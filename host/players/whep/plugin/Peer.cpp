@@ -213,11 +213,11 @@ void Peer::Push(const MediaUnit& unit, int64_t timeMs) {
     RtpFeed* const feed = isVideo ? video_.get() : audio_.get();
     if (!isConnected_ || isOver_ || feed == nullptr)
         return;
-    const int64_t time = timeMs * GST_MSECOND;
-    if (!offsetNs_)
-        offsetNs_ =
-            static_cast<int64_t>(gst_element_get_current_running_time(pipeline_.get())) - time;
-    feed->Push(unit, static_cast<GstClockTime>(std::max<int64_t>(0, time + *offsetNs_)));
+    // Never in the future: webrtcbin holds back what is, for good.
+    const auto now = static_cast<int64_t>(gst_element_get_current_running_time(pipeline_.get()));
+    const int64_t time = timeMs * static_cast<int64_t>(GST_MSECOND);
+    offsetNs_ = std::min(offsetNs_.value_or(now - time), now - time);
+    feed->Push(unit, timeMs, static_cast<GstClockTime>(std::max<int64_t>(0, time + *offsetNs_)));
 }
 
 /// Lets what has been pushed go: GStreamer complains of lists of packets that are on their way when

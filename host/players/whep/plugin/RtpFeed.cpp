@@ -96,16 +96,16 @@ void RtpFeed::OnKeyPictureWanted(Wanted wanted, void* user) {
                       [](gpointer call) { delete static_cast<WantedCall*>(call); });
 }
 
-void RtpFeed::Push(const MediaUnit& unit, GstClockTime time) {
+void RtpFeed::Push(const MediaUnit& unit, int64_t timeMs, GstClockTime running) {
     const bool isVideo = unit.Header().IsVideo();
     if (!(isVideo ? SplitH264(unit.Payload(), payloads_) : SplitSound(unit.Payload(), payloads_)))
         return;
-    uint32_t timestamp = firstTimestamp_ + static_cast<uint32_t>(gst_util_uint64_scale(
-                                               time, track_.clockRate, GST_SECOND));
+    uint32_t timestamp =
+        firstTimestamp_ + static_cast<uint32_t>(timeMs * (track_.clockRate / 1000));
     GstBufferList* const packets = gst_buffer_list_new_sized(static_cast<guint>(payloads_.size()));
     for (const RtpPayload& payload : payloads_) {
         const bool isLast = &payload == &payloads_.back();
-        gst_buffer_list_add(packets, Packet(payload, isVideo && isLast, timestamp, time));
+        gst_buffer_list_add(packets, Packet(payload, isVideo && isLast, timestamp, running));
         if (!isVideo)
             timestamp += static_cast<uint32_t>(payload.body.size());  // a byte is a sample
     }

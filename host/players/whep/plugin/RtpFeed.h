@@ -29,8 +29,9 @@ public:
     /// Has a function called when a key picture is asked for. Before the pipeline runs.
     void OnKeyPictureWanted(Wanted wanted, void* user);
 
-    /// @param time the pipeline's running time
-    void Push(const MediaUnit& unit, GstClockTime time);
+    /// @param timeMs  for the packets' timestamps, on any clock
+    /// @param running the pipeline's time for it, not in the future
+    void Push(const MediaUnit& unit, int64_t timeMs, GstClockTime running);
 
     size_t WaitingBytes() const;
 
