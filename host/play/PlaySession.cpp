@@ -98,6 +98,9 @@ void PlaySession::TakeEvent(const LinkEvent& event) {
             TakeUnit(event.bytes);
             return;
         case LinkEvent::Kind::kAnswer:
+            // All that was said before has then been through the host's hands.
+            if (event.command == TV_STREAM_TALK_STOP && !request_.talk.empty())
+                done_ = true;
             if (event.result == 0)
                 return;
             if (event.command == TV_STREAM_TALK_START && !request_.talk.empty())
@@ -197,7 +200,6 @@ void PlaySession::SendDueTalk() {
         if (talked_ >= talk_->sound.size()) {
             talk_.reset();
             link_.Request(TV_STREAM_TALK_STOP, request_.key, "");
-            done_ = !request_.talk.empty();
             return;
         }
         link_.SendUnit(TalkUnit(talk_->sound.substr(talked_, kTalkPiece)));
