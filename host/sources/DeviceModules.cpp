@@ -34,13 +34,13 @@ void DeviceModules::AskForKey(const std::string& device, __enumTvCommand id,
         done("", {404, "there is no such device"});
         return;
     }
-    if (!Enter(device)) {
+    if (!places_->Enter(device)) {
         done("", {503, "too many requests wait for this device"});
         return;
     }
     // The place is given back when the module is through, however early the wait ended.
     auto place = std::shared_ptr<void>(
-        this, [device](void* self) { static_cast<DeviceModules*>(self)->Leave(device); });
+        places_.get(), [places = places_, device](void*) { places->Leave(device); });
     bus_.AskAsync({.module = module, .id = id, .deviceId = device, .body = body},
                   {.onAnswer = {},
                    .onEnd =
@@ -53,7 +53,7 @@ void DeviceModules::AskForKey(const std::string& device, __enumTvCommand id,
                   kPatience);
 }
 
-bool DeviceModules::Enter(const std::string& device) {
+bool DeviceModules::Places::Enter(const std::string& device) {
     MutexLock lock(mutex_);
     int& waiting = waiting_[device];
     if (waiting >= kMostWaiting)
@@ -62,7 +62,7 @@ bool DeviceModules::Enter(const std::string& device) {
     return true;
 }
 
-void DeviceModules::Leave(const std::string& device) {
+void DeviceModules::Places::Leave(const std::string& device) {
     MutexLock lock(mutex_);
     const auto entry = waiting_.find(device);
     if (entry != waiting_.end() && --entry->second <= 0)

@@ -3,7 +3,9 @@
 #include <chrono>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
+#include <utility>
 
 #include "host/modules/BusClient.h"
 #include "host/sources/SourceProblem.h"
@@ -27,21 +29,29 @@ public:
     static constexpr std::chrono::seconds kPatience{20};
 
     /// @param bus must outlive this object, and so must whatever `moduleOf` uses
-    DeviceModules(BusClient& bus, ModuleOf moduleOf) : bus_(bus), moduleOf_(std::move(moduleOf)) {}
+    DeviceModules(BusClient& bus, ModuleOf moduleOf)
+        : bus_(bus), moduleOf_(std::move(moduleOf)), places_(std::make_shared<Places>()) {}
 
     /// @param id   of a command that answers with a stream's address
     /// @param done called once, on any thread, maybe inside; must not wait
     void AskForKey(const std::string& device, __enumTvCommand id, const std::string& body,
-                   KeyDone done) VMS_EXCLUDES(mutex_);
+                   KeyDone done);
 
 private:
-    bool Enter(const std::string& device) VMS_EXCLUDES(mutex_);
-    void Leave(const std::string& device) VMS_EXCLUDES(mutex_);
+    /// Of the requests under way; outlives whoever asked, as modules may.
+    class Places {
+    public:
+        bool Enter(const std::string& device) VMS_EXCLUDES(mutex_);
+        void Leave(const std::string& device) VMS_EXCLUDES(mutex_);
+
+    private:
+        Mutex mutex_;
+        std::map<std::string, int> waiting_ VMS_GUARDED_BY(mutex_);  ///< by device
+    };
 
     BusClient& bus_;
     const ModuleOf moduleOf_;
-    Mutex mutex_;
-    std::map<std::string, int> waiting_ VMS_GUARDED_BY(mutex_);  ///< by device
+    const std::shared_ptr<Places> places_;
 };
 
 }  // namespace vms::host

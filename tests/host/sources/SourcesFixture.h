@@ -22,6 +22,9 @@ namespace vms::host::test {
 class SourcesFixture : public testing::Test {
 protected:
     SourcesFixture() {
+        module_.onRequest = [this](long long, const __tagTvCommand& request) {
+            return isGone && (goneKey.empty() || request.deviceId == goneKey) ? -1 : 0;
+        };
         for (const auto id :
              {TV_CMD_GET_PREVIEW_URL, TV_CMD_GET_PLAYBACK_URL, TV_CMD_GET_RECORD_DOWNLOAD_URL})
             bus_.Bus().RegisterCommand("m", id, [this](__tagTvCommand* request) {
@@ -72,7 +75,9 @@ protected:
 
     std::atomic<bool> succeeds{true};
     std::atomic<int> asked{0};
-    std::string scheme;  ///< in front of keys
+    std::string scheme;               ///< in front of keys
+    std::string goneKey;              ///< set before the first request; "" = any
+    std::atomic<bool> isGone{false};  ///< players' requests for that stream are refused
     std::function<void()> onAsk = [] {};
 
     LogSink log_{"test", LogPrinting::kNothing};
