@@ -54,12 +54,13 @@ int ReadDuration(const std::string& text) {
     throw HostError("--signed takes a time such as 30m, 1h or 7d");
 }
 
-/// "rtsp://host:port", "" = the host has no RTSP.
+/// "rtsp://host:port", or rtsps where the host speaks TLS; "" = the host has no RTSP.
 std::string RtspBase(HostClient& client) {
     const Json::Value about = client.Get("/api/host");
     int port = 0;
     ReadInt(Member(about, "rtsp"), "port", port);
-    return port == 0 ? std::string() : "rtsp://" + client.HostName() + ":" + std::to_string(port);
+    const std::string scheme = client.Base().rfind("https://", 0) == 0 ? "rtsps://" : "rtsp://";
+    return port == 0 ? std::string() : scheme + client.HostName() + ":" + std::to_string(port);
 }
 
 Addresses LiveAddresses(HostClient& client, const ChannelOptions& channel) {
