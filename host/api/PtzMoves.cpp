@@ -98,7 +98,8 @@ public:
             if (next == moves_.end() || next->second.deadline == Clock::time_point::max()) {
                 changed_.Wait(mutex_);
             } else if (next->second.deadline > Clock::now()) {
-                changed_.WaitUntil(mutex_, next->second.deadline);
+                const auto deadline = next->second.deadline;  // the entry may go meanwhile
+                changed_.WaitUntil(mutex_, deadline);
             } else {
                 part = next->first;
                 move = next->second;

@@ -29,6 +29,8 @@ Lanes::~Lanes() {
 
 void Lanes::Submit(Task task) {
     MutexLock lock(mutex_);
+    if (stopped_)
+        return;  // the task goes after the lock
     tasks_.push_back(std::move(task));
     if (idle_ < tasks_.size() && threads_.size() < mostThreads_ && !stopping_)
         StartThread();
@@ -72,6 +74,21 @@ void Lanes::Stop() {
     }
     for (std::thread& thread : threads)
         thread.join();
+    RunRest();
+}
+
+/// What has come since the last thread ended. Whatever comes after that is dropped, so that no task
+/// is left whose end would post another.
+void Lanes::RunRest() {
+    MutexLock lock(mutex_);
+    while (!tasks_.empty()) {
+        Task task = std::move(tasks_.front());
+        tasks_.pop_front();
+        lock.Unlock();
+        RunGuarded(task);
+        lock.Lock();
+    }
+    stopped_ = true;
 }
 
 void Lane::Post(Lanes::Task task) {

@@ -33,6 +33,7 @@ private:
 
     void Submit(Task task) VMS_EXCLUDES(mutex_);
     void Run() VMS_EXCLUDES(mutex_);
+    void RunRest() VMS_EXCLUDES(mutex_);
     bool StartThread() VMS_REQUIRES(mutex_);
 
     const size_t mostThreads_;
@@ -40,7 +41,8 @@ private:
     CondVar wake_;
     std::deque<Task> tasks_ VMS_GUARDED_BY(mutex_);
     size_t idle_ VMS_GUARDED_BY(mutex_) = 0;
-    bool stopping_ VMS_GUARDED_BY(mutex_) = false;
+    bool stopping_ VMS_GUARDED_BY(mutex_) = false;  ///< the threads end
+    bool stopped_ VMS_GUARDED_BY(mutex_) = false;   ///< nothing is run any more
     std::vector<std::thread> threads_ VMS_GUARDED_BY(mutex_);
 };
 
