@@ -36,6 +36,14 @@ void SetLittleField(char* bytes, size_t offset, T value) {
 
 /// The same in network order.
 template <class T>
+T BigFieldAt(const char* bytes, size_t offset) {
+    T value = 0;
+    for (size_t i = 0; i < sizeof(T); ++i)
+        value = static_cast<T>(value << 8 | static_cast<unsigned char>(bytes[offset + i]));
+    return value;
+}
+
+template <class T>
 void SetBigField(char* bytes, size_t offset, T value) {
     for (size_t i = 0; i < sizeof(T); ++i)
         bytes[offset + i] = static_cast<char>(value >> (8 * (sizeof(T) - 1 - i)));

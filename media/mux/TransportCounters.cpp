@@ -1,5 +1,7 @@
 #include "media/mux/TransportCounters.h"
 
+#include "platform/ByteFields.h"
+
 // A packet of a transport stream:
 //
 //   byte 0     0x47
@@ -27,7 +29,7 @@ uint8_t Byte(char byte) {
 void TransportCounters::Renumber(std::string& packets) {
     for (size_t at = 0; at + kPacket <= packets.size(); at += kPacket) {
         const auto pid =
-            static_cast<uint16_t>((Byte(packets[at + 1]) & 0x1f) << 8 | Byte(packets[at + 2]));
+            static_cast<uint16_t>(BigFieldAt<uint16_t>(packets.data(), at + 1) & 0x1fff);
         if (pid == kNullPackets)
             continue;
         const uint8_t flags = Byte(packets[at + 3]);

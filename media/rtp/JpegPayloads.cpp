@@ -2,6 +2,7 @@
 
 #include "media/MediaError.h"
 #include "media/rtp/JpegRewriter.h"
+#include "platform/ByteFields.h"
 
 // A JPEG's head is a row of segments: 0xff, marker, two bytes of length that count themselves. Of
 // the frame segment (baseline: 0xc0), behind those:
@@ -33,7 +34,7 @@ uint8_t ByteAt(std::string_view bytes, size_t at) {
 }
 
 int NumberAt(std::string_view bytes, size_t at) {
-    return ByteAt(bytes, at) << 8 | ByteAt(bytes, at + 1);
+    return BigFieldAt<uint16_t>(bytes.data(), at);
 }
 
 bool IsFrame(uint8_t marker) {

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/ByteFields.h"
+
 namespace vms {
 
 // Packets in a row, each as it travels inside an RTSP connection (RFC 2326, 10.12):
@@ -35,8 +37,8 @@ inline void BeginRtpPacket(std::string& row, int channel, size_t size) {
 
 /// The packet at the front of a row that is whole. @param row not empty
 inline RtpPacketView FrontRtpPacket(std::string_view row) {
-    const auto byte = [&](size_t at) { return static_cast<uint8_t>(row[at]); };
-    return {byte(1), row.substr(kRtpFrameSize, size_t{byte(2)} << 8 | byte(3))};
+    return {static_cast<uint8_t>(row[1]),
+            row.substr(kRtpFrameSize, BigFieldAt<uint16_t>(row.data(), 2))};
 }
 
 }  // namespace vms

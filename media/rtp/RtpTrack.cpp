@@ -16,7 +16,7 @@ extern "C" {
 //   1  payload type | 0x80 for the last one of a picture
 //   2  sequence (2)   4  timestamp   8  source
 //
-// The extension (ONVIF streaming specification, "RTP header extension"), on a unit's first packet:
+// The extension (ONVIF Streaming, "RTP header extension"), on a unit's first packet:
 //
 //  12  0xabac (2) | words that follow: 3 (2)
 //  16  NTP time of the recording (8)
