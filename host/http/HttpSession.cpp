@@ -256,7 +256,7 @@ void HttpSession::OnGate(HttpAdmission admission) {
             Refuse(RefusalText(std::move(admission)));
             return;
         }
-        ListenTo(admission.identity.grant);
+        grant_.Watch(connection_, admission.identity.grant);
         reader_->Request().identity = std::move(admission.identity);
         context_->places->SetBusy(*place_);
         Route();
@@ -264,26 +264,6 @@ void HttpSession::OnGate(HttpAdmission admission) {
         context_->log.Log(3, "Http", "a client is dropped: %s", error.what());
         Close();
     }
-}
-
-/// Streams end with the right under which they were begun, also those of upgraded connections. A
-/// proxy may bring clients of several rights over one connection: the latest counts.
-void HttpSession::ListenTo(const std::shared_ptr<Grant>& grant) {
-    if (grant_->lock() == grant)
-        return;
-    *grant_ = grant;
-    if (grant == nullptr)
-        return;
-    grant->OnEnd(connection_, [weak = std::weak_ptr<Connection>(connection_), latest = grant_,
-                               ended = std::weak_ptr<Grant>(grant)] {
-        const auto connection = weak.lock();
-        if (connection == nullptr)
-            return;
-        asio::post(connection->Io().Context(), [connection, latest, ended] {
-            if (latest->lock() == ended.lock())
-                connection->AskToEnd("access has ended");
-        });
-    });
 }
 
 void HttpSession::Route() {

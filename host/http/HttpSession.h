@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "host/http/GrantWatch.h"
 #include "host/http/HttpAnswer.h"
 #include "host/http/HttpPlaces.h"
 #include "host/http/HttpRequestReader.h"
@@ -65,7 +66,6 @@ private:
     void ReadHead();
     void AskGate();
     void OnGate(HttpAdmission admission);
-    void ListenTo(const std::shared_ptr<Grant>& grant);
     void Route();
     void Upgrade(const HttpUpgradeHook& hook);
     void ReadBody();
@@ -94,8 +94,7 @@ private:
     std::string input_;          ///< what has come and not been taken
     bool inputEnded_ = false;    ///< the client sends nothing more
     Clock::time_point endedAt_;  ///< when it said so
-    /// Under which the client was let in last; outlives the session in upgraded connections.
-    const std::shared_ptr<std::weak_ptr<Grant>> grant_ = std::make_shared<std::weak_ptr<Grant>>();
+    GrantWatch grant_;
 
     // Of the request under way:
     bool begun_ = false;  ///< something of it has come
