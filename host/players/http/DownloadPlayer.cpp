@@ -79,10 +79,11 @@ DownloadPlayer::DownloadPlayer(PlayerContext& context, Lanes& lanes, const HttpR
       download_(std::move(download)),
       left_(std::move(left)),
       range_(RangeOf(request, *download_)),
-      peerAddress_(request.peerAddress),
-      peerPort_(request.peerPort),
-      number_(context.receivers.NextNumber()),
-      since_(std::time(nullptr)),
+      card_{
+          context.receivers.NextNumber(),
+          {request.peerAddress, request.peerPort},
+          {download_->Request().device, download_->Request().channel, download_->Request().stream},
+          "download"},
       begun_(Clock::now()) {}
 
 DownloadPlayer::~DownloadPlayer() {
@@ -224,21 +225,11 @@ void DownloadPlayer::Leave() {
         if (std::exchange(state_, State::kOver) == State::kOver)
             return;
     }
-    context_.players.Remove(number_);
+    context_.players.Remove(card_.number);
 }
 
 PlayerInfo DownloadPlayer::Describe() const {
-    PlayerInfo info;
-    info.id = number_;
-    info.address = peerAddress_;
-    info.port = peerPort_;
-    info.since = since_;
-    info.kind = "download";
-    info.device = download_->Request().device;
-    info.channel = download_->Request().channel;
-    info.stream = download_->Request().stream;
-    info.counts = Counts();
-    return info;
+    return card_.Describe(Counts());
 }
 
 SendCounts DownloadPlayer::Counts() const {

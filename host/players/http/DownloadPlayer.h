@@ -9,6 +9,7 @@
 
 #include "host/http/ByteRange.h"
 #include "host/http/HttpExchange.h"
+#include "host/players/PlayerCard.h"
 #include "host/players/PlayerContext.h"
 #include "host/players/PlayerTable.h"
 #include "host/players/http/Download.h"
@@ -42,7 +43,7 @@ public:
     /// @return whether it waits no longer
     bool Sweep(Clock::time_point now);
 
-    long long Number() const override { return number_; }
+    long long Number() const override { return card_.number; }
     PlayerInfo Describe() const override VMS_EXCLUDES(mutex_);
     SendCounts Counts() const override VMS_EXCLUDES(mutex_);
     void Close(const std::string& reason) override VMS_EXCLUDES(mutex_);
@@ -66,10 +67,7 @@ private:
     const std::shared_ptr<Download> download_;
     const std::function<void()> left_;
     const std::optional<ByteRange> range_;
-    const std::string peerAddress_;
-    const int peerPort_;
-    const long long number_;
-    const std::time_t since_;
+    const PlayerCard card_;
     const Clock::time_point begun_;
 
     mutable Mutex mutex_;

@@ -15,17 +15,16 @@ LivePlayer::LivePlayer(PlayerContext& context, const HttpRequest& request,
                        LiveContainer container)
     : context_(context),
       reply_(std::move(reply)),
-      address_(std::move(address)),
+      card_{context.receivers.NextNumber(),
+            {request.peerAddress, request.peerPort},
+            std::move(address),
+            container == LiveContainer::kTransportStream ? "ts" : "mp4"},
       container_(container),
-      peerAddress_(request.peerAddress),
-      peerPort_(request.peerPort),
-      number_(context.receivers.NextNumber()),
-      since_(std::time(nullptr)),
       begun_(Clock::now()) {}
 
 void LivePlayer::Start() {
-    context_.live.Open(address_, [self = shared_from_this()](std::shared_ptr<LiveShare> share,
-                                                             const SourceProblem& problem) {
+    context_.live.Open(card_.address, [self = shared_from_this()](std::shared_ptr<LiveShare> share,
+                                                                  const SourceProblem& problem) {
         self->Opened(share, problem);
     });
 }
@@ -120,7 +119,7 @@ void LivePlayer::Leave() {
     });
     if (connection != nullptr && connection->IsGivenUp()) {
         ++context_.totals.slowPlayers;
-        context_.log.Log(2, "LivePlayer", "player %lld is too slow, given up", number_);
+        context_.log.Log(2, "LivePlayer", "player %lld is too slow, given up", card_.number);
     }
 }
 
@@ -133,7 +132,7 @@ bool LivePlayer::Finish() {
             return false;
         share = std::move(share_);
     }
-    context_.players.Remove(number_);
+    context_.players.Remove(card_.number);
     DropLater(context_.lanes, std::move(share));
     return true;
 }
@@ -144,17 +143,7 @@ std::shared_ptr<Connection> LivePlayer::Connected() const {
 }
 
 PlayerInfo LivePlayer::Describe() const {
-    PlayerInfo info;
-    info.id = number_;
-    info.address = peerAddress_;
-    info.port = peerPort_;
-    info.since = since_;
-    info.kind = container_ == LiveContainer::kTransportStream ? "ts" : "mp4";
-    info.device = address_.device;
-    info.channel = address_.channel;
-    info.stream = address_.stream;
-    info.counts = Counts();
-    return info;
+    return card_.Describe(Counts());
 }
 
 SendCounts LivePlayer::Counts() const {

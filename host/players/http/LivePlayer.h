@@ -1,11 +1,11 @@
 #pragma once
 
 #include <chrono>
-#include <ctime>
 #include <memory>
 #include <string>
 
 #include "host/http/HttpExchange.h"
+#include "host/players/PlayerCard.h"
 #include "host/players/PlayerContext.h"
 #include "host/players/PlayerTable.h"
 #include "host/players/http/MediaOutlet.h"
@@ -35,7 +35,7 @@ public:
     /// @return whether it waits no longer
     bool Sweep(Clock::time_point now) VMS_EXCLUDES(mutex_);
 
-    long long Number() const override { return number_; }
+    long long Number() const override { return card_.number; }
     PlayerInfo Describe() const override VMS_EXCLUDES(mutex_);
     SendCounts Counts() const override VMS_EXCLUDES(mutex_);
     void Close(const std::string& reason) override VMS_EXCLUDES(mutex_);
@@ -57,12 +57,8 @@ private:
 
     PlayerContext& context_;
     const std::shared_ptr<HttpReply> reply_;
-    const StreamAddress address_;
+    const PlayerCard card_;
     const LiveContainer container_;
-    const std::string peerAddress_;
-    const int peerPort_;
-    const long long number_;
-    const std::time_t since_;
     const Clock::time_point begun_;
 
     mutable Mutex mutex_;

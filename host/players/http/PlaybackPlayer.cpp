@@ -26,13 +26,12 @@ PlaybackPlayer::PlaybackPlayer(PlayerContext& context, const HttpRequest& reques
                                LiveContainer container, const MediaRange& range)
     : context_(context),
       reply_(std::move(reply)),
-      address_(std::move(address)),
+      card_{context.receivers.NextNumber(),
+            {request.peerAddress, request.peerPort},
+            std::move(address),
+            container == LiveContainer::kTransportStream ? "play.ts" : "play.mp4"},
       container_(container),
       range_(range),
-      peerAddress_(request.peerAddress),
-      peerPort_(request.peerPort),
-      number_(context.receivers.NextNumber()),
-      since_(std::time(nullptr)),
       begun_(Clock::now()),
       muxer_(container, range.speed) {}
 
@@ -43,9 +42,9 @@ void PlaybackPlayer::Start() {
     }
     reply_->OnGone([self = shared_from_this()] { self->Leave(); });
     PlaybackRequest request;
-    request.device = address_.device;
-    request.channel = address_.channel;
-    request.stream = address_.stream;
+    request.device = card_.address.device;
+    request.channel = card_.address.channel;
+    request.stream = card_.address.stream;
     request.from = range_.from;
     request.to = range_.to;
     context_.playbacks.Open(request, shared_from_this(),
@@ -235,21 +234,11 @@ void PlaybackPlayer::Leave() {
         counts_.queuedBytes = 0;
         pull_ = nullptr;
     }
-    context_.players.Remove(number_);
+    context_.players.Remove(card_.number);
 }
 
 PlayerInfo PlaybackPlayer::Describe() const {
-    PlayerInfo info;
-    info.id = number_;
-    info.address = peerAddress_;
-    info.port = peerPort_;
-    info.since = since_;
-    info.kind = container_ == LiveContainer::kTransportStream ? "play.ts" : "play.mp4";
-    info.device = address_.device;
-    info.channel = address_.channel;
-    info.stream = address_.stream;
-    info.counts = Counts();
-    return info;
+    return card_.Describe(Counts());
 }
 
 SendCounts PlaybackPlayer::Counts() const {

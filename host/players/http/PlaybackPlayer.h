@@ -1,13 +1,13 @@
 #pragma once
 
 #include <chrono>
-#include <ctime>
 #include <deque>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "host/http/HttpExchange.h"
+#include "host/players/PlayerCard.h"
 #include "host/players/PlayerContext.h"
 #include "host/players/PlayerTable.h"
 #include "host/players/http/MediaTarget.h"
@@ -50,7 +50,7 @@ public:
     void End(bool isWhole, const std::string& reason) override VMS_EXCLUDES(mutex_);
 
     // As others see the player:
-    long long Number() const override { return number_; }
+    long long Number() const override { return card_.number; }
     PlayerInfo Describe() const override VMS_EXCLUDES(mutex_);
     SendCounts Counts() const override VMS_EXCLUDES(mutex_);
     void Close(const std::string& reason) override VMS_EXCLUDES(mutex_);
@@ -78,13 +78,9 @@ private:
 
     PlayerContext& context_;
     const std::shared_ptr<HttpReply> reply_;
-    const StreamAddress address_;
+    const PlayerCard card_;
     const LiveContainer container_;
     const MediaRange range_;
-    const std::string peerAddress_;
-    const int peerPort_;
-    const long long number_;
-    const std::time_t since_;
     const Clock::time_point begun_;
 
     mutable Mutex mutex_;

@@ -17,11 +17,9 @@ RtspPlayer::RtspPlayer(std::shared_ptr<Connection> connection, std::shared_ptr<U
                        long long number, Peer peer, std::string name, StreamAddress stream)
     : connection_(std::move(connection)),
       udp_(std::move(udp)),
-      number_(number),
-      peer_(std::move(peer)),
       name_(std::move(name)),
-      stream_(std::move(stream)),
-      since_(std::time(nullptr)) {}
+      card_{number, std::move(peer), std::move(stream), udp_ != nullptr ? "rtsp/udp" : "rtsp/tcp"} {
+}
 
 void RtspPlayer::BeginLive(const std::vector<Chunk>& prelude, bool holds) {
     if (udp_ != nullptr)
@@ -47,17 +45,8 @@ void RtspPlayer::SendControl(std::string packets) {
 }
 
 PlayerInfo RtspPlayer::Describe() const {
-    PlayerInfo info;
-    info.id = number_;
-    info.kind = udp_ != nullptr ? "rtsp/udp" : "rtsp/tcp";
-    info.address = peer_.address;
-    info.port = peer_.port;
-    info.since = since_;
+    PlayerInfo info = card_.Describe(Counts());
     info.key = name_;
-    info.device = stream_.device;
-    info.channel = stream_.channel;
-    info.stream = stream_.stream;
-    info.counts = Counts();
     return info;
 }
 

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <ctime>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "host/net/Connection.h"
+#include "host/players/PlayerCard.h"
 #include "host/players/PlayerTable.h"
 #include "host/players/rtsp/UdpFlow.h"
 #include "host/sources/StreamAddress.h"
@@ -40,7 +40,7 @@ public:
     bool IsGone() const { return connection_->IsGivenUp(); }
 
     // As the table has it:
-    long long Number() const override { return number_; }
+    long long Number() const override { return card_.number; }
     PlayerInfo Describe() const override;
     SendCounts Counts() const override;
     void Close(const std::string& reason) override { connection_->AskToEnd(reason); }
@@ -48,11 +48,8 @@ public:
 private:
     const std::shared_ptr<Connection> connection_;
     const std::shared_ptr<UdpFlow> udp_;
-    const long long number_;
-    const Peer peer_;
     const std::string name_;
-    const StreamAddress stream_;
-    const std::time_t since_;
+    const PlayerCard card_;
 };
 
 }  // namespace vms::host

@@ -70,12 +70,11 @@ WhepPlayer::WhepPlayer(Shared& shared, std::string name, StreamAddress address, 
                        const HttpRequest& request, std::shared_ptr<HttpReply> reply)
     : shared_(shared),
       name_(std::move(name)),
-      address_(std::move(address)),
       offer_(std::move(offer)),
-      peerAddress_(request.peerAddress),
-      peerPort_(request.peerPort),
-      number_(shared.context.receivers.NextNumber()),
-      since_(std::time(nullptr)),
+      card_{shared.context.receivers.NextNumber(),
+            {request.peerAddress, request.peerPort},
+            std::move(address),
+            "whep"},
       lane_(std::make_shared<Lane>(shared.context.lanes)),
       reply_(std::move(reply)) {}
 
@@ -95,8 +94,8 @@ void WhepPlayer::Start() {
             self->Close("the browser has left");
     });
     shared_.context.live.Open(
-        address_, [self = shared_from_this()](const std::shared_ptr<LiveShare>& share,
-                                              const SourceProblem& problem) {
+        card_.address, [self = shared_from_this()](const std::shared_ptr<LiveShare>& share,
+                                                   const SourceProblem& problem) {
             self->Post([share, problem](WhepPlayer& player) { player.Opened(share, problem); });
         });
 }
@@ -119,8 +118,8 @@ void WhepPlayer::Close(const std::string& reason) {
 }
 
 std::string WhepPlayer::Location() const {
-    return "/whep/" + PercentEncode(address_.device) + "/" + std::to_string(address_.channel) +
-           "/" + name_;
+    return "/whep/" + PercentEncode(card_.address.device) + "/" +
+           std::to_string(card_.address.channel) + "/" + name_;
 }
 
 void WhepPlayer::Opened(std::shared_ptr<LiveShare> share, const SourceProblem& problem) {
@@ -152,7 +151,7 @@ void WhepPlayer::StartProbe() {
                 self->Close(reason);
         });
     share_->Stream().WithOutlet(
-        "whep probe " + std::to_string(number_), [this] { return probe_; }, [](Outlet&) {});
+        "whep probe " + std::to_string(card_.number), [this] { return probe_; }, [](Outlet&) {});
 }
 
 void WhepPlayer::EndProbe() {
@@ -160,7 +159,7 @@ void WhepPlayer::EndProbe() {
         return;
     probe_->Stop();
     share_->Stream().WithOutlet(
-        "whep probe " + std::to_string(number_), [this] { return probe_; }, [](Outlet&) {});
+        "whep probe " + std::to_string(card_.number), [this] { return probe_; }, [](Outlet&) {});
     probe_.reset();
 }
 
@@ -203,7 +202,7 @@ std::vector<std::string> WhepPlayer::Hosts() const {
     std::list<std::string> addresses;
     GetLocalIps(addresses);
     std::vector<std::string> hosts(addresses.begin(), addresses.end());
-    if (IsLoopback(peerAddress_) || hosts.empty())
+    if (IsLoopback(card_.peer.address) || hosts.empty())
         hosts.emplace_back("127.0.0.1");
     return hosts;
 }
@@ -244,7 +243,7 @@ void WhepPlayer::WithOutlet(Use use) {
     }
     if (outlet != nullptr)
         share_->Stream().WithOutlet(
-            "whep " + std::to_string(number_), [&outlet] { return outlet; },
+            "whep " + std::to_string(card_.number), [&outlet] { return outlet; },
             [&](Outlet&) { use(*outlet); });
 }
 
@@ -270,26 +269,17 @@ void WhepPlayer::Fail(int status, const std::string& text) {
 
 void WhepPlayer::Leave(const std::string& reason) {
     isOver_ = true;
-    shared_.context.log.Log(1, "Whep", "player %lld ends: %s", number_, reason.c_str());
+    shared_.context.log.Log(1, "Whep", "player %lld ends: %s", card_.number, reason.c_str());
     EndProbe();
     WithOutlet([](WhepOutlet& outlet) { outlet.Stop(); });
     session_.reset();
     share_.reset();
-    shared_.context.players.Remove(number_);
+    shared_.context.players.Remove(card_.number);
     shared_.onOver(*this);
 }
 
 PlayerInfo WhepPlayer::Describe() const {
-    PlayerInfo info;
-    info.id = number_;
-    info.address = peerAddress_;
-    info.port = peerPort_;
-    info.since = since_;
-    info.kind = "whep";
-    info.device = address_.device;
-    info.channel = address_.channel;
-    info.stream = address_.stream;
-    info.counts = Counts();
+    PlayerInfo info = card_.Describe(Counts());
     MutexLock lock(mutex_);
     info.key = key_;
     return info;

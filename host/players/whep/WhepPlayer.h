@@ -1,12 +1,12 @@
 #pragma once
 
 #include <chrono>
-#include <ctime>
 #include <functional>
 #include <memory>
 #include <string>
 
 #include "host/http/HttpExchange.h"
+#include "host/players/PlayerCard.h"
 #include "host/players/PlayerContext.h"
 #include "host/players/PlayerTable.h"
 #include "host/players/whep/WhepLibrary.h"
@@ -51,12 +51,12 @@ public:
     void Sweep(Clock::time_point now);
 
     const std::string& Name() const { return name_; }
-    const StreamAddress& Address() const { return address_; }
+    const StreamAddress& Address() const { return card_.address; }
 
     /// "/whep/DEVICE/CHANNEL/NAME", encoded.
     std::string Location() const;
 
-    long long Number() const override { return number_; }
+    long long Number() const override { return card_.number; }
     PlayerInfo Describe() const override VMS_EXCLUDES(mutex_);
     SendCounts Counts() const override VMS_EXCLUDES(mutex_);
     void Close(const std::string& reason) override;
@@ -86,12 +86,8 @@ private:
 
     Shared& shared_;
     const std::string name_;
-    const StreamAddress address_;
     const WhepOffer offer_;
-    const std::string peerAddress_;
-    const int peerPort_;
-    const long long number_;
-    const std::time_t since_;
+    const PlayerCard card_;
     const std::shared_ptr<Lane> lane_;
     // Of the lane:
     std::shared_ptr<HttpReply> reply_;  ///< null = answered
