@@ -1,5 +1,7 @@
 #include "host/api/TalkPlayer.h"
 
+#include "host/http/HttpText.h"
+#include "host/players/websocket/EnterPlayer.h"
 #include "host/players/websocket/WebSocketFrame.h"
 #include "host/stream/ReceiverTable.h"
 #include "host/stream/StreamModules.h"
@@ -11,11 +13,6 @@ namespace {
 
 constexpr char kAlaw[] = "1";
 constexpr char kMulaw[] = "2";
-
-std::string ValueIn(const std::map<std::string, std::string>& query, const char* name) {
-    const auto found = query.find(name);
-    return found == query.end() ? std::string() : found->second;
-}
 
 std::string Member(const char* name, const std::string& value) {
     Json::Value text(Json::objectValue);
@@ -53,15 +50,8 @@ TalkPlayer::TalkPlayer(std::shared_ptr<Connection> connection, PlayerContext& co
 bool TalkPlayer::Opened(const Peer& peer) {
     peer_ = peer;
     since_ = std::time(nullptr);
-    opened_ = context_.players.Add(shared_from_this());
-    if (!opened_)
-        return false;
-    context_.receivers.Add(shared_from_this());
-    ++context_.totals.players;
-    lane_->Post([self = shared_from_this()] {
-        self->context_.modules.OnConnect(self->number_, self->peer_.address, self->peer_.port);
-    });
-    return true;
+    opened_ = EnterPlayer(context_, *lane_, shared_from_this(), peer);
+    return opened_;
 }
 
 std::string TalkPlayer::Begin() {
@@ -172,11 +162,9 @@ void TalkPlayer::Leave(int code, const std::string& reason) {
     if (share_ != nullptr)
         context_.modules.OnRequest(number_,
                                    {TV_STREAM_TALK_STOP, share_->Stream().Key(), std::string()});
-    context_.modules.OnClose(number_, code, reason);
+    RemovePlayer(context_, number_, code, reason);
     share_ = nullptr;
     place_ = nullptr;
-    context_.receivers.Remove(number_);
-    context_.players.Remove(number_);
 }
 
 void TalkPlayer::Fail(const std::string& problem) {

@@ -75,8 +75,7 @@ std::string TokenOf(std::string_view authorization, const HttpRequest& request) 
             std::min(authorization.find_first_not_of(' '), authorization.size()));
         return std::string(authorization);
     }
-    const auto inQuery = request.query.find("token");
-    return inQuery == request.query.end() ? std::string() : inQuery->second;
+    return ValueIn(request.query, "token");
 }
 
 HttpAdmission Welcome(Identity identity) {

@@ -6,6 +6,7 @@
 
 #include "host/auth/Secrets.h"
 #include "host/http/HttpTarget.h"
+#include "host/http/HttpText.h"
 
 namespace vms::host {
 namespace {
@@ -46,11 +47,6 @@ std::string Canonical(const HttpRequest& request) {
     return text;
 }
 
-std::string Member(const HttpRequest& request, const char* name) {
-    const auto found = request.query.find(name);
-    return found == request.query.end() ? std::string() : found->second;
-}
-
 }  // namespace
 
 bool IsStreamPath(const HttpRequest& request) {
@@ -75,13 +71,13 @@ std::optional<std::string> SignedAddress::Sign(std::string_view target, int64_t 
 }
 
 SignedAddress::Outcome SignedAddress::Check(const HttpRequest& request, int64_t now) const {
-    const std::string whole = Member(request, kSignature);
+    const std::string whole = ValueIn(request.query, kSignature);
     if (whole.empty())
         return Outcome::kUnsigned;
     const std::string signature = whole.substr(0, whole.find('/'));
     if (!IsStreamPath(request) || !SameSecret(signature, SignatureOf(request)))
         return Outcome::kWrong;
-    const std::string text = Member(request, kExpires);
+    const std::string text = ValueIn(request.query, kExpires);
     int64_t expires = 0;
     const auto read = std::from_chars(text.data(), text.data() + text.size(), expires);
     if (read.ec != std::errc() || read.ptr != text.data() + text.size())

@@ -16,4 +16,9 @@ bool SameLetters(std::string_view one, std::string_view other) {
                       [](char a, char b) { return LowerCase(a) == LowerCase(b); });
 }
 
+std::string ValueIn(const std::map<std::string, std::string>& query, const std::string& name) {
+    const auto found = query.find(name);
+    return found == query.end() ? std::string() : found->second;
+}
+
 }  // namespace vms::host

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <string>
 #include <string_view>
 
@@ -14,5 +15,8 @@ std::string LowerCase(std::string_view text);
 
 /// Whether two texts are the same but for the case of their ASCII letters.
 bool SameLetters(std::string_view one, std::string_view other);
+
+/// One value of a query, "" = it is not there.
+std::string ValueIn(const std::map<std::string, std::string>& query, const std::string& name);
 
 }  // namespace vms::host

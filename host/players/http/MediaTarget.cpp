@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 
+#include "host/http/HttpText.h"
 #include "host/text/IsoTime.h"
 
 namespace vms::host {
@@ -13,11 +14,6 @@ constexpr double kSlowest = 0.25;
 constexpr double kFastest = 16;
 constexpr int kNarrowest = 16;  ///< pixels
 constexpr int kWidest = 4096;
-
-std::string Value(const std::map<std::string, std::string>& query, const char* name) {
-    const auto found = query.find(name);
-    return found == query.end() ? std::string() : found->second;
-}
 
 template <class Number>
 std::optional<Number> NumberIn(const std::string& text) {
@@ -71,7 +67,7 @@ std::optional<MediaTarget> ReadMediaTarget(const HttpRequest& request,
         return std::nullopt;
     }
     const std::string problem = ReadStreamAddress(device, name.substr(0, dot),
-                                                  Value(request.query, "stream"), target.stream);
+                                                  ValueIn(request.query, "stream"), target.stream);
     if (!problem.empty()) {
         failure = HttpFailure(400, problem);
         return std::nullopt;
@@ -81,9 +77,9 @@ std::optional<MediaTarget> ReadMediaTarget(const HttpRequest& request,
 
 std::optional<MediaRange> ReadMediaRange(const std::map<std::string, std::string>& query,
                                          std::string& problem) {
-    const auto from = ParseTime(Value(query, "from"));
-    const auto to = ParseTime(Value(query, "to"));
-    const auto speed = ReadSpeed(Value(query, "speed"));
+    const auto from = ParseTime(ValueIn(query, "from"));
+    const auto to = ParseTime(ValueIn(query, "to"));
+    const auto speed = ReadSpeed(ValueIn(query, "speed"));
     if (!from || !to || *from < 1)
         problem = "from and to must be times such as 2026-03-05T10:00:00Z, or seconds since 1970";
     else if (*to <= *from)

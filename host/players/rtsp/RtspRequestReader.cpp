@@ -4,6 +4,7 @@
 #include <charconv>
 
 #include "media/rtp/RtpPackets.h"
+#include "platform/ByteFields.h"
 
 namespace vms::host {
 namespace {
@@ -58,11 +59,10 @@ RtspRequestReader::Progress RtspRequestReader::Read(std::string& input) {
 RtspRequestReader::Progress RtspRequestReader::ReadPacket(std::string& input) {
     if (input.size() < kRtpFrameSize)
         return Progress::kMore;
-    const auto byte = [&](size_t at) { return static_cast<unsigned char>(input[at]); };
-    const size_t length = size_t{byte(2)} << 8 | byte(3);
+    const size_t length = BigFieldAt<uint16_t>(input.data(), 2);
     if (input.size() < kRtpFrameSize + length)
         return Progress::kMore;
-    channel_ = byte(1);
+    channel_ = static_cast<unsigned char>(input[1]);
     packet_.assign(input, kRtpFrameSize, length);
     input.erase(0, kRtpFrameSize + length);
     return Progress::kPacket;

@@ -40,14 +40,9 @@ std::string_view WithoutSlash(std::string_view path) {
     return path.size() > 1 && path.ends_with('/') ? path.substr(0, path.size() - 1) : path;
 }
 
-std::string Value(const HttpRequest& request, const std::string& name) {
-    const auto found = request.query.find(name);
-    return found == request.query.end() ? std::string() : found->second;
-}
-
 int ReadTimes(const HttpRequest& request, int64_t now, RtspTarget& target, std::string& text) {
-    const std::string to = Value(request, "to");
-    const std::optional<int64_t> begin = ParseTime(Value(request, "from"));
+    const std::string to = ValueIn(request.query, "to");
+    const std::optional<int64_t> begin = ParseTime(ValueIn(request.query, "from"));
     const std::optional<int64_t> end = to.empty() ? std::min(now, kLatest) : ParseTime(to);
     text = "from and to are times such as 2026-03-05T10:00:00Z, from before to";
     if (!begin || !end || *begin < 1 || *end <= *begin)
@@ -88,8 +83,8 @@ int ReadRtspTarget(std::string_view uri, int64_t now, RtspTarget& target, std::s
         return 404;
     target.isLive = request.segments[0] == "live";
     target.track = track;
-    text = ReadStreamAddress(request.segments[1], request.segments[2], Value(request, "stream"),
-                             target.stream);
+    text = ReadStreamAddress(request.segments[1], request.segments[2],
+                             ValueIn(request.query, "stream"), target.stream);
     if (!text.empty())
         return 400;
     return target.isLive ? 200 : ReadTimes(request, now, target, text);

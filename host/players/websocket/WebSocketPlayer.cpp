@@ -3,7 +3,9 @@
 #include <utility>
 
 #include "host/auth/Rights.h"
+#include "host/http/HttpText.h"
 #include "host/net/Bursts.h"
+#include "host/players/websocket/EnterPlayer.h"
 #include "host/players/websocket/PlayerProtocol.h"
 #include "host/players/websocket/WebSocketFrame.h"
 #include "host/players/websocket/WebSocketOutlet.h"
@@ -34,25 +36,15 @@ WebSocketPlayer::WebSocketPlayer(std::shared_ptr<Connection> connection, PlayerC
 bool WebSocketPlayer::Opened(const Peer& peer) {
     peer_ = peer;
     since_ = std::time(nullptr);
-    opened_ = context_.players.Add(shared_from_this());
-    if (!opened_)
-        return false;
-    context_.receivers.Add(shared_from_this());
-    ++context_.totals.players;
-    lane_->Post([self = shared_from_this()] {
-        self->context_.modules.OnConnect(self->number_, self->peer_.address, self->peer_.port);
-    });
-    return true;
+    opened_ = EnterPlayer(context_, *lane_, shared_from_this(), peer);
+    return opened_;
 }
 
 void WebSocketPlayer::SetQuery(const std::map<std::string, std::string>& query) {
-    const auto value = [&query](const char* name) {
-        const auto found = query.find(name);
-        return found == query.end() ? std::string() : found->second;
-    };
     watches_ = query.count("device") != 0;
     if (watches_)
-        problem_ = ReadStreamAddress(value("device"), value("channel"), value("stream"), address_);
+        problem_ = ReadStreamAddress(ValueIn(query, "device"), ValueIn(query, "channel"),
+                                     ValueIn(query, "stream"), address_);
 }
 
 std::string WebSocketPlayer::Begin() {
@@ -92,9 +84,7 @@ void WebSocketPlayer::Gone(int code, const std::string& reason) {
     lane_->Post([self = shared_from_this(), code, reason] {
         self->left_ = true;
         self->LeaveLive();
-        self->context_.modules.OnClose(self->number_, code, reason);
-        self->context_.receivers.Remove(self->number_);
-        self->context_.players.Remove(self->number_);
+        RemovePlayer(self->context_, self->number_, code, reason);
     });
 }
 

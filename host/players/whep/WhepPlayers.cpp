@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/http/HttpText.h"
 #include "host/players/whep/WhepLibrary.h"
 #include "host/players/whep/WhepOffer.h"
 #include "host/players/whep/WhepPlayer.h"
@@ -48,10 +49,8 @@ WhepProblem ReadRequest(const HttpRequest& request, StreamAddress& address, Whep
         return {415, "the offer must be application/sdp"};
     if (request.body.size() > kLongestOffer)
         return {413, "the offer is too long"};
-    const auto stream = request.query.find("stream");
-    const std::string problem =
-        ReadStreamAddress(request.rest[0], request.rest[1],
-                          stream == request.query.end() ? "" : stream->second, address);
+    const std::string problem = ReadStreamAddress(request.rest[0], request.rest[1],
+                                                  ValueIn(request.query, "stream"), address);
     if (!problem.empty())
         return {400, problem};
     return ReadWhepOffer(request.body, offer);
