@@ -6,6 +6,7 @@
 #include "host/players/http/MediaAnswers.h"
 #include "host/stream/ReceiverTable.h"
 #include "host/text/IsoTime.h"
+#include "platform/ILogHandler.h"
 
 namespace vms::host {
 namespace {
@@ -201,9 +202,16 @@ void DownloadPlayer::Read(uint64_t offset, uint64_t end, const HttpBody::Sink& s
     } else if (progress.problem.status == 0) {
         sink("");
     } else {
-        sink(std::nullopt);
+        BreakOff(progress.problem.text.c_str(), sink);
     }
-} catch (const std::exception&) {
+} catch (const std::exception& error) {
+    BreakOff(error.what(), sink);
+}
+
+/// The answer has begun: all that can be told is that it is not whole. Why is for the log.
+void DownloadPlayer::BreakOff(const char* why, const HttpBody::Sink& sink) {
+    context_.log.Log(2, "Download", "a download of %s is broken off: %s",
+                     card_.address.device.c_str(), why);
     sink(std::nullopt);
 }
 

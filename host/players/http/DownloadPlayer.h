@@ -59,6 +59,7 @@ private:
     HttpResponse Head() const;
     void Pull(uint64_t offset, uint64_t end, HttpBody::Sink sink) VMS_EXCLUDES(mutex_);
     void Read(uint64_t offset, uint64_t end, const HttpBody::Sink& sink) VMS_EXCLUDES(mutex_);
+    void BreakOff(const char* why, const HttpBody::Sink& sink);
     void Leave() VMS_EXCLUDES(mutex_);
 
     PlayerContext& context_;
